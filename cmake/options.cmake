@@ -1,0 +1,21 @@
+# What every target is built with. Link `scantk_options` to get it.
+add_library(scantk_options INTERFACE)
+target_include_directories(scantk_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(scantk_options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror)
+if(SCANTK_NO_TRACE)
+  target_compile_definitions(scantk_options INTERFACE SCANTK_NO_TRACE)
+endif()
+if(SCANTK_SANITIZE)
+  add_compile_options(-fsanitize=${SCANTK_SANITIZE} -fno-omit-frame-pointer
+                      -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${SCANTK_SANITIZE})
+endif()
+
+# scantk_test(NAME name SOURCES files LIBS libraries): one GoogleTest program, one ctest entry.
+function(scantk_test)
+  cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS" ${ARGN})
+  add_executable(${T_NAME} ${T_SOURCES})
+  target_link_libraries(${T_NAME} PRIVATE scantk_options ${T_LIBS} GTest::gtest_main GTest::gmock)
+  add_test(NAME ${T_NAME} COMMAND ${T_NAME})
+  set_tests_properties(${T_NAME} PROPERTIES TIMEOUT 300)
+endfunction()
