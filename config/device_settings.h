@@ -1,0 +1,56 @@
+// Per-device settings in the registry keys of the imaging device class: how a device is reached,
+// the switches for this toolkit, and what the toolkit learnt about it, written back.
+#ifndef SCANTK_CONFIG_DEVICE_SETTINGS_H_
+#define SCANTK_CONFIG_DEVICE_SETTINGS_H_
+
+#include <cstdint>
+
+#include "diag/trace_log.h"
+#include "server/contract/records.h"
+
+namespace scantk {
+
+struct SessionState;
+
+inline constexpr size_t kDeviceNameSize = 260;
+
+// How the transport reaches the device of a session.
+struct DeviceSettings {
+  char ioDeviceName[kDeviceNameSize] = {};  // what the transport opens, zero-terminated
+  SessionState* pSessionState = nullptr;    // the session that is being opened; not owned
+};
+
+// The device's key and switches. A value that the registry lacks leaves its field as it is.
+struct DeviceSwitches {
+  char deviceKeyName[5] = {};  // first four characters of the instance key's name
+  uint32_t m_wMaskADF = 0;     // non-zero hides a feeder that the device reports
+  uint32_t ScrollCap0 = 0;     // 1: a feeder-only device reports zero flatbed limits
+  uint32_t DeviceBW = 0;       // non-zero adds black-and-white to the scan modes
+  uint32_t m_wURS_Counter = 0;
+  uint32_t ImgLog = 0;  // 1: keep the raw scan data in an image log
+};
+
+// Finds the device whose stored name begins with `wanted`, without regard to case, reads its
+// switches and tells the name that the transport must open; a network device's address is
+// rediscovered. 1 on success, 0 otherwise; settings->ioDeviceName is set in either case.
+uint32_t GetDIScannerDeviceSettings(TraceLog& trace, const char* wanted, DeviceSettings* settings,
+                                    DeviceSwitches* switches);
+
+// What the capability fill-in learnt, as StoreVelkanCaps reads it.
+struct LearntCapabilities {
+  const SCANNER_CAPABILITIES& scanner;
+  const ADF_CAPABILITIES& adf;
+  const ADF2_CAPABILITIES& adf2;
+  const ADF3_CAPABILITIES& adf3;
+  const COMPRESSION_CAPABILITIES& compression;
+  const CONTROL_PANEL_CAPABILITIES& panel;
+};
+
+// Writes what was learnt into the device's DeviceData key, when the model changed. 1 when that key
+// could be opened for reading and writing, 0 otherwise.
+uint32_t StoreVelkanCaps(TraceLog& trace, const char* device_key_name,
+                         const LearntCapabilities& learnt);
+
+}  // namespace scantk
+
+#endif  // SCANTK_CONFIG_DEVICE_SETTINGS_H_

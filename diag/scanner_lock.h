@@ -1,0 +1,51 @@
+// Exclusive use of a device: against other processes by a named semaphore, and, with a thread lock,
+// against the other threads of this one.
+#ifndef SCANTK_DIAG_SCANNER_LOCK_H_
+#define SCANTK_DIAG_SCANNER_LOCK_H_
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "diag/trace_log.h"
+#include "platform/semaphore.h"
+
+namespace scantk {
+
+// Any thread may call any operation.
+class CScannerLock {
+ public:
+  static constexpr int32_t kProcess = 0;
+  static constexpr int32_t kThread = 1;
+  static constexpr int32_t kNone = -1;
+
+  // Makes or opens the semaphore named after the device; a failure shows in Lock.
+  explicit CScannerLock(const char* device_name);
+  CScannerLock(const CScannerLock&) = delete;
+  CScannerLock& operator=(const CScannerLock&) = delete;
+  virtual ~CScannerLock();
+
+  // Takes the lock, or one more hold of it, waiting at most `timeout_ms` (kWaitForever: no limit).
+  bool Lock(int32_t lock_type, uint32_t timeout_ms);
+  // Gives one hold back. False: there was none, or it is not the caller's.
+  bool Unlock();
+
+  bool IsLocked() const;
+  // Held, and by a process lock or by the calling thread.
+  bool IsLockedByCaller() const;
+  uint32_t GetLockCount() const;
+
+ private:
+  mutable std::recursive_mutex mutex_;  // guards the four values below
+  uint32_t owner_process_ = 0;
+  uint32_t owner_thread_ = 0;
+  uint32_t lock_count_ = 0;
+  int32_t lock_type_ = kNone;
+  TraceLog trace_;
+  std::string name_;
+  NamedSemaphore semaphore_;
+};
+
+}  // namespace scantk
+
+#endif  // SCANTK_DIAG_SCANNER_LOCK_H_
