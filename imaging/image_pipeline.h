@@ -49,8 +49,8 @@ constexpr size_t RowBytes(const ImageTraits& traits) {
 }
 
 // The ten operations of a transform. `instance` is what open() made. Set-up operations answer
-// IP_FINISHED for success and IP_FATAL_ERROR for failure. No operation keeps the pointers that it is
-// given beyond the call.
+// IP_FINISHED for success and IP_FATAL_ERROR for failure. No operation keeps the pointers that it
+// is given beyond the call.
 struct XformOps {
   IpResult (*open)(void** instance);
   IpResult (*setInputTraits)(void* instance, const ImageTraits* traits);
@@ -58,17 +58,17 @@ struct XformOps {
   IpResult (*setParams)(void* instance, const int64_t* params);  // IP_MAX_PARAMS values
   // Input bytes that must be available before the transform can tell its output traits.
   IpResult (*getHeaderSize)(void* instance, size_t* bytes);
-  // Reads the header, if any. IP_FINISHED: the traits are known; IP_NEED_INPUT too when the transform
-  // then wants input before it can produce. `nextPosition` is the stream position from which the
-  // transform wants its next input.
+  // Reads the header, if any. IP_FINISHED: the traits are known; IP_NEED_INPUT too when the
+  // transform then wants input before it can produce. `nextPosition` is the stream position from
+  // which the transform wants its next input.
   IpResult (*getActualTraits)(void* instance, size_t available, const uint8_t* input, size_t* used,
                               uint64_t* nextPosition, ImageTraits* inTraits,
                               ImageTraits* outTraits);
   // The smallest input and output pieces that convert() works with, in bytes.
   IpResult (*getBufferSizes)(void* instance, size_t* minInput, size_t* minOutput);
   // Consumes and produces in the transform's own unit (one row, but for the JPEG decoder's input).
-  // `input` null: no more input will come. `outputPosition` is the stream position of the first byte
-  // produced.
+  // `input` null: no more input will come. `outputPosition` is the stream position of the first
+  // byte produced.
   IpResult (*convert)(void* instance, size_t available, const uint8_t* input, size_t* used,
                       uint64_t* nextPosition, size_t space, uint8_t* output, size_t* produced,
                       uint64_t* outputPosition);
@@ -108,8 +108,8 @@ struct XformDescriptor {
   int64_t params[IP_MAX_PARAMS];
 };
 
-// Makes a pipeline of `count` (1 to 8) transforms; the descriptors are copied. On success the caller
-// owns *handle and frees it with ipDestroyPipeline.
+// Makes a pipeline of `count` (1 to 8) transforms; the descriptors are copied. On success the
+// caller owns *handle and frees it with ipDestroyPipeline.
 IpResult ipCreatePipeline(int count, const XformDescriptor* descriptors, int clientDataSize,
                           IpHandle* handle);
 
