@@ -8,25 +8,31 @@
 
 namespace scantk {
 
+// Writes through GlobalTrace(). One thread.
 class FunctionTrace {
  public:
   // `name` and `error_code` (may be null) are borrowed until destruction; session 0 means none.
+  // `category` is added to the masks of both lines.
   FunctionTrace(const char* name, uint32_t session, const uint32_t* error_code, uint32_t category);
   FunctionTrace(const FunctionTrace&) = delete;
   FunctionTrace& operator=(const FunctionTrace&) = delete;
   virtual ~FunctionTrace();
 
+  // The lines themselves, and with them the depth. `detail` is appended to the entry line.
   virtual void WriteEntry(const char* detail);
   virtual void WriteEntry();
   virtual void WriteExit();
 
+  // What the exit line shows as the method's result.
   void SetResult(HRESULT result) { result_ = result; }
   HRESULT GetResult() const { return result_; }
 
  private:
+  void AppendHead(TraceLine& line, const char* sign, int depth) const;
+
   HRESULT result_ = S_OK;
   const char* name_;
-  uint32_t start_tick_;
+  uint32_t start_tick_ = 0;
   uint32_t session_;
   const uint32_t* error_code_;
   uint32_t category_;

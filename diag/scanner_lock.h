@@ -9,8 +9,13 @@
 
 #include "diag/trace_log.h"
 #include "platform/semaphore.h"
+#include "platform/system.h"
 
 namespace scantk {
+
+// The name of the semaphore that guards a device: what follows the last '\' of its name, with the
+// prefix by which the systems that know logon sessions make it visible in all of them.
+std::string ScannerLockName(const std::string& device_name, const OsVersion& version);
 
 // Any thread may call any operation.
 class CScannerLock {
@@ -36,6 +41,13 @@ class CScannerLock {
   uint32_t GetLockCount() const;
 
  private:
+  enum class Hold { kTaken, kRefused, kMustWait };
+
+  // Both under mutex_. TakeNested: one more hold where the lock is held already, or what is to be
+  // done instead.
+  Hold TakeNested(int32_t lock_type);
+  bool CallerMayUnlock();
+
   mutable std::recursive_mutex mutex_;  // guards the four values below
   uint32_t owner_process_ = 0;
   uint32_t owner_thread_ = 0;

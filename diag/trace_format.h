@@ -22,9 +22,13 @@ class TraceArg {
   TraceArg(T value) : kind(Kind::kInteger), integer(static_cast<uint64_t>(value)) {}
   TraceArg(double value) : kind(Kind::kReal), real(value) {}
   TraceArg(const char* text) : kind(Kind::kNarrow), narrow(text) {}
+  // Text of the records, whose characters are bytes.
+  TraceArg(const unsigned char* text)
+      : kind(Kind::kNarrow), narrow(reinterpret_cast<const char*>(text)) {}
   TraceArg(const std::string& text) : kind(Kind::kNarrow), narrow(text.c_str()) {}
   TraceArg(const WideChar* text) : kind(Kind::kWide), wide(text) {}
   TraceArg(const void* value) : kind(Kind::kPointer), pointer(value) {}
+  TraceArg(std::nullptr_t) : kind(Kind::kPointer), pointer(nullptr) {}
 
   Kind kind;
   union {
@@ -37,8 +41,22 @@ class TraceArg {
 };
 
 // Writes at most `size` - 1 characters and a NUL to `out` (a longer message is cut); returns the
-// number of characters before the NUL. `size` is at least 1.
+// number of characters before the NUL. `size` is at least 1, `args` holds `count` arguments.
+//
+// Understood: flags "-+ #0", width and precision (also "*"), the widths h, hh, l, ll, w, I, I32,
+// I64, j, z, t, and the conversions d i u x X o c C s S p f F e E g G a A and "%%". A missing
+// argument, or one that the conversion cannot show, prints "(?)"; a null text prints "(null)"; any
+// other character after a '%' prints as it stands. May throw std::bad_alloc when wide text is
+// converted.
 size_t FormatTrace(char* out, size_t size, const char* format, const TraceArg* args, size_t count);
+
+// Appends a short formatted text (at most 511 characters) to a line.
+template <class... Args>
+void AppendFormatted(std::string& line, const char* format, const Args&... args) {
+  char text[512];
+  const TraceArg list[] = {TraceArg(args)..., TraceArg(0)};
+  line.append(text, FormatTrace(text, sizeof text, format, list, sizeof...(args)));
+}
 
 }  // namespace scantk
 

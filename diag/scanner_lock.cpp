@@ -1,0 +1,129 @@
+#include "diag/scanner_lock.h"
+
+#include "diag/function_trace.h"
+#include "diag/shared_security.h"
+#include "platform/error_codes.h"
+#include "platform/system.h"
+
+namespace scantk {
+namespace {
+
+constexpr uint32_t kError = TRACE_CLASS_ERROR | TRACE_LOCK;
+constexpr uint32_t kWarning = TRACE_CLASS_WARNING | TRACE_LOCK;
+
+}  // namespace
+
+std::string ScannerLockName(const std::string& device_name, const OsVersion& version) {
+  // npos + 1 is 0: a name without a backslash is used whole.
+  const std::string name = device_name.substr(device_name.rfind('\\') + 1);
+  const bool all_sessions = version.platform == 2 && version.major >= 5;
+  return all_sessions ? "Global\\" + name : name;
+}
+
+CScannerLock::CScannerLock(const char* device_name) {
+  FunctionTrace function("CScannerLock::Constructor", 0, nullptr, TRACE_LOCK);
+  name_ = ScannerLockName(device_name ? device_name : "", SystemVersion());
+  trace_.Print(TRACE_INFO | TRACE_LOCK, "Lock Semaphore name is %s", name_);
+  semaphore_ = NamedSemaphore::CreateOrOpen(name_, kSharedSecurity);
+  function.SetResult(error::ToResult(LastError()));
+}
+
+CScannerLock::~CScannerLock() {
+  std::lock_guard lock(mutex_);
+  Unlock();
+  semaphore_ = NamedSemaphore();
+}
+
+CScannerLock::Hold CScannerLock::TakeNested(int32_t lock_type) {
+  if (lock_count_ == 0) return Hold::kMustWait;
+  if (lock_type != lock_type_) {
+    trace_.Print(kError, "Requested lock type does not match original lock, returning failure");
+    return Hold::kRefused;
+  }
+  if (lock_type_ == kThread && ThreadId() != owner_thread_) {
+    trace_.Print(kError, "Lock Failed, calling thread (%lx) != locking thread (%lx)", ThreadId(),
+                 owner_thread_);
+    return Hold::kMustWait;
+  }
+  ++lock_count_;
+  trace_.Print(TRACE_LOCK, "Lock obtained, new LockCount = %d", lock_count_);
+  return Hold::kTaken;
+}
+
+bool CScannerLock::Lock(int32_t lock_type, uint32_t timeout_ms) {
+  FunctionTrace function("CScannerLock::Lock", 0, nullptr, TRACE_LOCK);
+  {
+    std::lock_guard lock(mutex_);
+    if (lock_type != kProcess && lock_type != kThread) return false;
+    trace_.Print(TRACE_LOCK,
+                 "Using Session locking:  Requested Lock type = %s, Current LockCount = %d",
+                 lock_type == kProcess ? "PROCESS" : "THREAD", lock_count_);
+    const Hold hold = TakeNested(lock_type);
+    if (hold != Hold::kMustWait) return hold == Hold::kTaken;
+  }
+  // Waited for outside the mutex, so that the queries of other threads do not wait with us.
+  if (!semaphore_ || semaphore_.Wait(timeout_ms) != WaitResult::kSignalled) {
+    trace_.Print(kError, "Error:  Lock wait failed");
+    return false;
+  }
+  std::lock_guard lock(mutex_);
+  owner_process_ = ProcessId();
+  owner_thread_ = ThreadId();
+  ++lock_count_;
+  lock_type_ = lock_type;
+  trace_.Print(TRACE_LOCK, "Lock obtained, PID (%lx), TID (%lx), new lockcount = %d",
+               owner_process_, owner_thread_, lock_count_);
+  return true;
+}
+
+bool CScannerLock::CallerMayUnlock() {
+  if (lock_count_ == 0) {
+    trace_.Print(kWarning, "Unlock called and LockCount is already 0");
+    return false;
+  }
+  if (lock_type_ == kProcess && ProcessId() != owner_process_) {
+    trace_.Print(kError, "Error - current PID (%lx) doesn't match lock PID (%lx)", ProcessId(),
+                 owner_process_);
+    return false;
+  }
+  if (lock_type_ == kThread && ThreadId() != owner_thread_) {
+    trace_.Print(kError, "Error - current TID (%lx) doesn't match lock TID (%lx)", ThreadId(),
+                 owner_thread_);
+    return false;
+  }
+  return true;
+}
+
+bool CScannerLock::Unlock() {
+  FunctionTrace function("CScannerLock::Unlock", 0, nullptr, TRACE_LOCK);
+  std::lock_guard lock(mutex_);
+  if (!CallerMayUnlock()) return false;
+  if (--lock_count_ >= 1) {
+    trace_.Print(TRACE_LOCK, "Unlock succeeded, lockcount is %d", lock_count_);
+    return true;
+  }
+  trace_.Print(TRACE_LOCK, "Unlock - Releasing Lock Semaphores");
+  const bool released = semaphore_.Release();
+  if (!released) function.SetResult(error::ToResult(LastError()));
+  owner_process_ = 0;
+  owner_thread_ = 0;
+  lock_type_ = kNone;
+  return released;
+}
+
+bool CScannerLock::IsLocked() const {
+  std::lock_guard lock(mutex_);
+  return lock_count_ != 0;
+}
+
+bool CScannerLock::IsLockedByCaller() const {
+  std::lock_guard lock(mutex_);
+  return lock_count_ != 0 && (lock_type_ == kProcess || owner_thread_ == ThreadId());
+}
+
+uint32_t CScannerLock::GetLockCount() const {
+  std::lock_guard lock(mutex_);
+  return lock_count_;
+}
+
+}  // namespace scantk
