@@ -1,0 +1,146 @@
+#include "platform/console.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "platform/owner.h"
+
+namespace scantk {
+namespace {
+
+volatile std::sig_atomic_t g_signal = 0;
+struct sigaction g_old_interrupt, g_old_terminate;
+
+void NoteSignal(int number) {
+  g_signal = number;
+}
+
+struct FileTraits {
+  using Value = int;
+  static Value Invalid() { return -1; }
+  static void Close(Value file) { close(file); }
+};
+using File = Owner<FileTraits>;
+
+}  // namespace
+
+InterruptWatch::InterruptWatch() {
+  g_signal = 0;
+  struct sigaction action = {};
+  action.sa_handler = NoteSignal;
+  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+  sigaction(SIGINT, &action, &g_old_interrupt);
+  sigaction(SIGTERM, &action, &g_old_terminate);
+}
+
+InterruptWatch::~InterruptWatch() {
+  sigaction(SIGINT, &g_old_interrupt, nullptr);
+  sigaction(SIGTERM, &g_old_terminate, nullptr);
+}
+
+int InterruptWatch::Status() {
+  int number = g_signal;
+  return number == 0 ? 0 : 128 + number;
+}
+
+bool IsTerminal(StandardStream stream) {
+  return isatty(static_cast<int>(stream)) == 1;
+}
+
+void SetEnvironment(const char* name, const std::string& value) {
+  setenv(name, value.c_str(), 1);
+}
+
+std::string ProgramFileName(const std::string& stem) {
+  return stem;
+}
+
+std::string LibraryFileName(const std::string& stem) {
+  return "lib" + stem + ".so";
+}
+
+struct ChildProcess::State {
+  pid_t id = -1;
+  File output;
+  std::string pending;  // read but not yet handed out
+};
+
+std::unique_ptr<ChildProcess> ChildProcess::Start(const std::string& program,
+                                                  const std::vector<std::string>& arguments,
+                                                  std::string* error) {
+  // Everything that allocates is done before the fork.
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  int ends[2];
+  auto state = std::make_unique<State>();
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    *error = std::strerror(errno);
+    return nullptr;
+  }
+  state->output.Reset(ends[0]);
+  File write_end(ends[1]);
+  const pid_t parent = getpid();
+  state->id = fork();
+  if (state->id == 0) {
+    // A process group of its own keeps the terminal's Ctrl-C away.
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(126);
+    dup2(write_end.Get(), STDOUT_FILENO);
+    execv(program.c_str(), argv.data());
+    _exit(127);
+  }
+  if (state->id < 0) {
+    *error = std::strerror(errno);
+    return nullptr;
+  }
+  return std::unique_ptr<ChildProcess>(new ChildProcess(std::move(state)));
+}
+
+ChildProcess::ChildProcess(std::unique_ptr<State> state) : state_(std::move(state)) {}
+
+ChildProcess::~ChildProcess() {
+  using std::chrono::milliseconds;
+  kill(state_->id, SIGTERM);
+  for (int waited = 0; waited < 200; ++waited) {
+    if (waitpid(state_->id, nullptr, WNOHANG) != 0) return;
+    std::this_thread::sleep_for(milliseconds(10));
+  }
+  kill(state_->id, SIGKILL);
+  waitpid(state_->id, nullptr, 0);
+}
+
+bool ChildProcess::ReadLine(uint32_t milliseconds, std::string* line) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+  for (;;) {
+    const size_t newline = state_->pending.find('\n');
+    if (newline != std::string::npos) {
+      *line = state_->pending.substr(0, newline);
+      state_->pending.erase(0, newline + 1);
+      return true;
+    }
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    pollfd waiting = {state_->output.Get(), POLLIN, 0};
+    const int ready = poll(&waiting, 1, left > 0 ? static_cast<int>(left) : 0);
+    if (ready < 0 && errno == EINTR) continue;
+    char piece[512];
+    const ssize_t got = ready > 0 ? read(state_->output.Get(), piece, sizeof piece) : 0;
+    if (got <= 0) return false;
+    state_->pending.append(piece, static_cast<size_t>(got));
+  }
+}
+
+}  // namespace scantk
