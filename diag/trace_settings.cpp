@@ -14,7 +14,10 @@ namespace {
 constexpr char kTraceKey[] = "Software\\Orvane\\Lumora\\Velkan\\";
 
 // Guards the holder, its count and its values. Nothing that can call out runs under it.
-constinit std::mutex holder_mutex;
+std::mutex& HolderMutex() {
+  static auto& mutex = *new std::mutex;  // outlives every static trace object
+  return mutex;
+}
 TraceSettings* holder = nullptr;
 uint32_t holder_users = 0;
 
@@ -26,7 +29,7 @@ void ReadDword(const RegistryKey& key, const char* name, uint32_t* value) {
 
 // Takes the existing holder, or null. With `fresh`, makes it the holder when there is none.
 TraceSettings* TakeHolder(std::unique_ptr<TraceSettings>* fresh) {
-  std::lock_guard lock(holder_mutex);
+  std::lock_guard lock(HolderMutex());
   if (!holder && fresh) {
     holder = fresh->release();
     trace_gate::level.store(holder->values->EffectiveLevel(), std::memory_order_relaxed);
@@ -90,7 +93,7 @@ void TraceSettings::Reload() {
   auto fresh = std::make_shared<TraceValues>();
   fresh->Load(identifier);
   std::shared_ptr<const TraceValues> old = std::move(fresh);  // dropped after the lock
-  std::lock_guard lock(holder_mutex);
+  std::lock_guard lock(HolderMutex());
   values.swap(old);
   trace_gate::level.store(values->EffectiveLevel(), std::memory_order_relaxed);
 }
@@ -98,7 +101,7 @@ void TraceSettings::Reload() {
 std::shared_ptr<const TraceTargets> TraceSettings::TakeTargets() const {
   std::shared_ptr<const TraceValues> now;
   {
-    std::lock_guard lock(holder_mutex);
+    std::lock_guard lock(HolderMutex());
     now = values;
   }
   auto targets = std::make_shared<TraceTargets>();
@@ -124,7 +127,7 @@ TraceSettings* AcquireTraceSettings(const GUID& identifier) {
 void ReleaseTraceSettings() {
   LastErrorKeeper keep;
   std::unique_ptr<TraceSettings> last;  // deleted after the lock
-  std::lock_guard lock(holder_mutex);
+  std::lock_guard lock(HolderMutex());
   if (holder_users == 0 || --holder_users > 0) return;
   trace_gate::present.store(false, std::memory_order_relaxed);
   trace_gate::level.store(0, std::memory_order_relaxed);
