@@ -3,7 +3,9 @@
 #ifndef SCANTK_CONFIG_DEVICE_SETTINGS_H_
 #define SCANTK_CONFIG_DEVICE_SETTINGS_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "diag/trace_log.h"
 #include "server/contract/records.h"
@@ -29,6 +31,9 @@ struct DeviceSwitches {
   uint32_t m_wURS_Counter = 0;
   uint32_t ImgLog = 0;  // 1: keep the raw scan data in an image log
 };
+
+// The name by which the network transport opens a device: \name:10.1.2.3\port:1.
+std::string NetworkDeviceName(const std::string& address, const std::string& port);
 
 // Finds the device whose stored name begins with `wanted`, without regard to case, reads its
 // switches and tells the name that the transport must open; a network device's address is
