@@ -1,7 +1,7 @@
 # What every target is built with. Link `scantk_options` to get it.
 add_library(scantk_options INTERFACE)
 target_include_directories(scantk_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(scantk_options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Werror)
+target_compile_options(scantk_options INTERFACE -Wall -Wextra -Wshadow -Werror)
 if(SCANTK_NO_TRACE)
   target_compile_definitions(scantk_options INTERFACE SCANTK_NO_TRACE)
 endif()

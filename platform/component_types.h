@@ -74,8 +74,6 @@ inline constexpr GUID IID_IUnknown = {0x00000000, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0,
 inline constexpr GUID IID_IClassFactory = {0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 // No virtual destructor: the table begins with exactly these three.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 struct IUnknown {
   virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;
   virtual ULONG AddRef() = 0;
@@ -86,7 +84,6 @@ struct IClassFactory : IUnknown {
   virtual HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
   virtual HRESULT LockServer(BOOL lock) = 0;
 };
-#pragma GCC diagnostic pop
 
 #endif  // _WIN32
 

@@ -36,8 +36,6 @@ inline constexpr GUID IID_ISPF = {0x4A9E2F73, 0x6B15, 0x4C8D, {0xB3, 0xA0, 0xE5,
 // clang-format on
 
 // The tables begin with the three methods of IUnknown and hold no destructor.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 
 // Sessions, the lock, and the scan itself. The usual order: OpenScannerSession, LockScanner,
 // GetScannerCapabilities, SetScannerParameters, GetBufferInfo, StartScan, ReadScanEx until
@@ -213,7 +211,5 @@ struct ISPF : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetSPFData(uint32_t hSession, uint32_t dwSize,
                                                uint8_t* pbySPFdata, uint32_t* pdwErrorCode) = 0;
 };
-
-#pragma GCC diagnostic pop
 
 #endif  // SCANTK_SERVER_CONTRACT_INTERFACES_H_

@@ -1,0 +1,242 @@
+// DownLoadScannerParameters: the one place that turns a parameter record into device commands.
+#include <cstdint>
+
+#include "diag/record_dumps.h"
+#include "scanner/method.h"
+#include "scanner/parameter_rules.h"
+#include "scanner/scanner_object.h"
+
+namespace scantk {
+namespace {
+
+constexpr int32_t kTransferPacketized = 2;  // SL_PACKETIZED2
+constexpr int32_t kCompressionNone = 0;
+constexpr int32_t kCompressionJpeg = 2;  // SL_JPEG
+constexpr uint32_t kToneMapTable = 1;
+constexpr int32_t kDownloadedToneMap = -1;
+
+// One run of the download: sends and asks, and stops at the first failure. Every step answers
+// whether the next one is to be made.
+class Download {
+ public:
+  Download(ProtocolEngine& engine, TraceLog& trace, uint32_t* error_code)
+      : engine_(engine), trace_(trace), error_code_(error_code) {}
+
+  // `format` shows `shown` and the status when the command fails.
+  bool Send(uint32_t id, int32_t value, const char* format, int64_t shown) {
+    return Check(engine_.SendCommand(id, value), format, shown);
+  }
+  // The same where the device may lack the command.
+  bool SendIfKnown(uint32_t id, int32_t value, const char* format) {
+    const QrlStatus status = engine_.SendCommand(id, value);
+    return status == SL_NULLRESPONSE || CheckPlain(status, format);
+  }
+  bool SendPlain(uint32_t id, int32_t value, const char* format) {
+    return CheckPlain(engine_.SendCommand(id, value), format);
+  }
+  bool Ask(uint32_t id, int32_t* value, const char* format) {
+    const QrlStatus status = engine_.InquireNumber(id, 'R', value);
+    return Check(status, format, *value);
+  }
+  bool Check(QrlStatus status, const char* format, int64_t shown) {
+    if (status == SL_OK) return true;
+    trace_.Print(TRACE_CLASS_ERROR, format, shown, status);
+    return Failed();
+  }
+  bool CheckPlain(QrlStatus status, const char* format) {
+    if (status == SL_OK) return true;
+    trace_.Print(TRACE_CLASS_ERROR, format, status);
+    return Failed();
+  }
+
+ private:
+  bool Failed() {
+    *error_code_ = TERR_SCANNER_COMMUNICATION_FAILED;
+    return false;
+  }
+
+  ProtocolEngine& engine_;
+  TraceLog& trace_;
+  uint32_t* error_code_;
+};
+
+bool SendFormat(Download& to, const SCANNER_PARAMETERS& wanted, const DataType& type,
+                TraceLog& trace) {
+  if (!to.Send(SL_DATA_TYPE, type.code, "ERROR: Setting Data Type (%d) Failed, QRL Error Code = %d",
+               type.code) ||
+      !to.Send(SL_BITS_PER_PIXEL, type.bitsPerPixel,
+               "ERROR: Setting Data Type bpp %d Failed, QRL Error Code = %d", type.bitsPerPixel))
+    return false;
+  trace.Print("DownLoadScannerParameters :SetX Res %d  SetY Res %d ", wanted.wXResolution,
+              wanted.wYResolution);
+  return to.Send(SL_X_RESOLUTION, wanted.wXResolution,
+                 "ERROR: Setting X Resolution to %d Failed, QRL Error Code = %d",
+                 wanted.wXResolution) &&
+         to.Send(SL_Y_RESOLUTION, wanted.wYResolution,
+                 "ERROR:Setting Y Resolution to %d Failed, QRL Error Code = %d",
+                 wanted.wYResolution);
+}
+
+bool SendWindow(Download& to, const SCANNER_PARAMETERS& wanted) {
+  const bool pixels = (wanted.dwScanOptions & T_PIXEL_COORDINATES) != 0;
+  const uint32_t x = pixels ? wanted.wXResolution : kDeviceUnitsPerInch;
+  const uint32_t y = pixels ? wanted.wYResolution : kDeviceUnitsPerInch;
+  const auto send = [&to](uint32_t id, uint32_t value, uint32_t resolution, const char* format) {
+    return to.Send(id, static_cast<uint16_t>(ToDeviceUnits(value, resolution)), format, value);
+  };
+  return send(SL_XPOS_PIXEL, wanted.dwLeft, x,
+              "ERROR: SL_XPOS_PIXEL %d Failed, QRL Error Code = %d") &&
+         send(SL_YPOS_PIXEL, wanted.dwTop, y,
+              "ERROR: SL_YPOS_PIXEL %d Failed, QRL Error Code = %d") &&
+         send(SL_XEXT_PIXEL, wanted.dwWidth, x,
+              "ERROR: SL_XEXT_PIXEL %d Failed, QRL Error Code = %d") &&
+         send(SL_YEXT_PIXEL, wanted.dwLength, y,
+              "ERROR: SL_YEXT_PIXEL %d Failed, QRL Error Code = %d");
+}
+
+bool ReadGeometry(Download& from, const DataType& type, TraceLog& trace, BUFFER_INFO* info) {
+  int32_t pixels = 0, lines = 0, device_bytes = 0;
+  if (!from.Ask(SL_PIXELS_PER_LINE, &pixels,
+                "ERROR: SL_PIXELS_PER_LINE %d Failed, QRL Error Code = %d"))
+    return false;
+  info->dwPixelWidth = static_cast<uint32_t>(pixels);
+  if (!from.Ask(SL_LINES_PER_SCAN, &lines,
+                "ERROR: SL_LINES_PER_SCAN %d Failed, QRL Error Code = %d"))
+    return false;
+  info->dwPixelHeight = static_cast<uint32_t>(lines);
+  info->dwBytesPerLine = BytesPerLine(pixels, type.bitsPerPixel);
+  if (!from.Ask(SL_BYTES_PER_LINE, &device_bytes,
+                "ERROR: SL_BYTES_PER_LINE %d Failed, QRL Error Code = %d"))
+    return false;
+  trace.Print(TRACE_FLOW, "Calculated bytes/line = %ld, Device bytes/line = %ld",
+              info->dwBytesPerLine, device_bytes);
+  return true;
+}
+
+bool SendTransfer(Download& to, const SCANNER_PARAMETERS& wanted) {
+  const bool preview = (wanted.dwScanOptions & T_PREVIEW) != 0;
+  return to.SendPlain(SL_SCANTYPE, preview ? 1 : 0,
+                      preview ? "ERROR: SL_SCANTYPE PREVIEW Failed, QRL Error Code = %d"
+                              : "ERROR: SL_SCANTYPE FINAL Failed, QRL Error Code = %d") &&
+         to.SendPlain(SL_SCAN_TRANSFER_TYPE, kTransferPacketized,
+                      "SL_SCAN_TRANSFER_TYPE SL_PACKETIZED2 Failed, QRL Error Code = %d");
+}
+
+bool SendCompression(Download& to, const SCANNER_PARAMETERS& wanted, const SessionState& state,
+                     TraceLog& trace) {
+  constexpr char kFailed[] = "ERROR:SL_COMPRESSION SL_JPEG Failed, QRL Error Code = %d";
+  const uint32_t mode = wanted.dwScanMode;
+  if (state.m_bEnableJPEG != 1) {
+    const bool sent = to.SendPlain(SL_COMPRESSION, kCompressionNone, kFailed);
+    trace.Print(
+        " DownLoadScannerParameters: JPEG NOT enabled, ScanMode: %d (color 1,gray 2, bw 3 "
+        "ModelNumber %s Model ID %d",
+        mode, state.ModelNumber(), state.m_ModelID);
+    return sent;
+  }
+  trace.Print(
+      "DownLoadScannerParameters: JPEG enabled, compress color/gray, ScanMode= %d ModelNumber %s "
+      "Model ID %d",
+      mode, state.ModelNumber(), state.m_ModelID);
+  if (mode != T_COLOR && mode != T_GREYSCALE)
+    return to.SendPlain(SL_COMPRESSION, kCompressionNone, kFailed);
+  if (!to.SendPlain(SL_COMPRESSION, kCompressionJpeg, kFailed)) return false;
+  uint32_t factor = state.m_JPEGCompressionLevel;
+  if (factor == 0) {
+    trace.Print("0 == pSessionState->m_JPEGCompressionLevel");
+    const bool preview = (wanted.dwScanOptions & T_PREVIEW) != 0;
+    factor = AutomaticJpegFactor(wanted.wXResolution, preview);
+    if (preview && wanted.wXResolution < kLowestPlainResolution)
+      trace.Print("0 == m_JPEGCompLevel, preview so set to %d", factor);
+  }
+  trace.Print(" JPEG enabled, iJpegQFactor = %d", factor);
+  return to.SendPlain(SL_JPEG_COMPRESSION, static_cast<int32_t>(factor),
+                      "SL_JPEG_COMPRESSION iJpegQFactor Failed, QRL Error Code = %d");
+}
+
+bool SendToneMap(Download& to, ProtocolEngine& engine, const SessionState& state, uint32_t mode,
+                 const DataType& type, TraceLog& trace) {
+  if (state.toneMapPending == 0) return true;
+  trace.Print("SL_TONEMAP_LOAD, Scanmode = %d (BW=4), wColorMode %d ", mode, type.code);
+  return to.CheckPlain(engine.DownloadTable(kToneMapTable, state.toneMap),
+                       "ERROR:SL_TONEMAP_LOAD Failed, QRL Error Code = %d") &&
+         to.SendPlain(SL_TONEMAP, kDownloadedToneMap,
+                      "ERROR:SL_TONEMAP Failed, QRL Error Code = %d");
+}
+
+bool SendDuplexFlips(Download& to, const SCANNER_PARAMETERS& wanted, const SessionState& state,
+                     TraceLog& trace) {
+  if (wanted.wScanMethod != T_METHOD_ADF) return true;
+  if (state.setDuplexer != 1) {
+    trace.Print("DownloadScanParam, Don't Want duplex = %d", state.setDuplexer);
+    return true;
+  }
+  return to.SendIfKnown(SL_DUPLEX_HFLIP, 1,
+                        "ERROR:DownloadScanParam SL_DUPLEX_HFLIP Failed, QRL Error Code = %d") &&
+         to.SendIfKnown(SL_DUPLEX_VFLIP, 1,
+                        "ERROR:DownloadScanParam SL_DUPLEX_VFLIP Failed, QRL Error Code = %d");
+}
+
+bool SendPageSize(Download& to, ProtocolEngine& engine, const SessionState& state, bool page_size,
+                  TraceLog& trace) {
+  if (!TakesPageSize(state.m_ModelID)) {
+    trace.Print("DownloadScanParam: Dot4 device ModelID %d: ALL Parameters sent ", state.m_ModelID);
+    return true;
+  }
+  trace.Print("DownloadScanParam: usb device ModelID %d: ", state.m_ModelID);
+  if (!page_size) return true;
+  const QrlStatus status = engine.SendCommand(SL_SET_ADF_PAGESIZE, 0);
+  if (status == SL_OK) {
+    trace.Print("DownloadScanParam: ALL Parameters sent ");
+    return true;
+  }
+  if (status == SL_NULLRESPONSE) {
+    trace.Print(TRACE_CLASS_ERROR,
+                "ERROR:DownloadScanParam SL_SET_ADF_PAGESIZE not recognized; this is OK. = %d",
+                status);
+    return true;
+  }
+  return to.CheckPlain(status,
+                       "ERROR:DownloadScanParam SL_SET_ADF_PAGESIZE Failed, QRL Error Code = %d");
+}
+
+}  // namespace
+
+HRESULT ScannerObject::DownLoadScannerParameters(SessionState& state,
+                                                 SCANNER_PARAMETERS* pScanParam, bool start,
+                                                 uint32_t* pdwErrorCode, bool page_size) {
+  FunctionTrace function("scantk::DownLoadScannerParameters", 0, pdwErrorCode, TRACE_API);
+  const auto done = [&function](HRESULT result) {
+    function.SetResult(result);
+    return result;
+  };
+  DumpScannerParameters(trace_, pScanParam, TRACE_DUMP);
+
+  // A copy: the host's record is read once, so that a host that changes it meanwhile cannot make
+  // the commands disagree.
+  const SCANNER_PARAMETERS wanted = *pScanParam;
+  DataType type;
+  if (!DataTypeOf(wanted, &type)) return done(Fail(pdwErrorCode, TERR_INVALID_PARAMETER));
+  if (wanted.dwScanMode == T_BW)
+    trace_.Print("BW scan: Data Type wColorMode(%d) BitPerPixel= %d", type.code, type.bitsPerPixel);
+
+  ProtocolEngine& engine = *state.engine;
+  Download download(engine, trace_, pdwErrorCode);
+  if (!SendFormat(download, wanted, type, trace_) || !SendWindow(download, wanted) ||
+      !ReadGeometry(download, type, trace_, &state.bufferInfo))
+    return done(E_FAIL);
+  if (!start) return done(S_OK);
+
+  if (!SendTransfer(download, wanted) || !SendCompression(download, wanted, state, trace_))
+    return done(E_FAIL);
+  if (wanted.dwScanMode != T_COLOR) trace_.Print(" dwScanMode is gray or BW%d", wanted.dwScanMode);
+  trace_.Print("pScanParam->dwScanMode %d: Data Type wColorMode(%d) ", wanted.dwScanMode,
+               type.code);
+  if (!SendToneMap(download, engine, state, wanted.dwScanMode, type, trace_) ||
+      !SendDuplexFlips(download, wanted, state, trace_) ||
+      !SendPageSize(download, engine, state, page_size, trace_))
+    return done(E_FAIL);
+  return done(S_OK);
+}
+
+}  // namespace scantk

@@ -1,0 +1,227 @@
+// ReadScan, ReadScanEx, CheckErrors: the raster lines of a started scan.
+#include <algorithm>
+#include <cstring>
+
+#include "scanner/method.h"
+#include "scanner/scanner_object.h"
+
+namespace scantk {
+namespace {
+
+// At most this many bytes are asked of the engine in one call.
+constexpr uint32_t kPiece = 64000;
+
+// A device may deliver up to this many lines more than it reports; they are left out of the count.
+constexpr uint32_t kTrimMargin = 16;
+
+constexpr uint8_t kWhite = 255;
+
+}  // namespace
+
+HRESULT STDMETHODCALLTYPE ScannerObject::ReadScanEx(uint32_t hSession, uint8_t* pbyBuffer,
+                                                    uint32_t dwBytes, uint32_t* pdwBytesRead,
+                                                    uint32_t* pdwErrorCode) {
+  return Method("scantk::ReadScanEx", TRACE_API, hSession, pdwErrorCode)
+      .Requires({pbyBuffer, pdwBytesRead})
+      .Run([&](SessionEntry& entry) {
+        return ReadLines(hSession, entry.state, pbyBuffer, dwBytes, pdwBytesRead, pdwErrorCode);
+      });
+}
+
+HRESULT ScannerObject::ReadLines(uint32_t hSession, SessionState& state, uint8_t* pbyBuffer,
+                                 uint32_t dwBytes, uint32_t* pdwBytesRead, uint32_t* pdwErrorCode) {
+  const uint32_t bytes_per_line = state.bufferInfo.dwBytesPerLine;
+  if (bytes_per_line == 0) return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
+  const uint32_t wanted_lines = dwBytes / bytes_per_line;
+  if (state.lScanPhase == kScanStarted) {
+    trace_.Print(" dwScanLines (%ld)= dwBytes (%ld)/ dwBytesPerLine  (%ld)", wanted_lines, dwBytes,
+                 bytes_per_line);
+    HRESULT checked = CheckErrors(hSession, pdwErrorCode);
+    if (FAILED(checked)) {
+      trace_.Print("ReadScanEx: CheckErrors: %d %d", checked, *pdwErrorCode);
+      return checked;
+    }
+  }
+  if (wanted_lines * bytes_per_line != dwBytes) {
+    trace_.Print(TRACE_CLASS_ERROR,
+                 "ERROR: dwScanLines (%ld) * dwBytesPerLine  (%ld)!= dwBytes (%ld)", wanted_lines,
+                 bytes_per_line, dwBytes);
+    return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
+  }
+  if (state.lScanPhase == kScanIdle) return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
+
+  trace_.Print("ReadScanEx Want: dwScanLines (%ld) eg( dwBytes (%ld) / BytesPerLine(%ld)) ",
+               wanted_lines, dwBytes, bytes_per_line);
+  uint32_t total = 0, end_rows = 0;
+  HRESULT result = ReadPieces(state, pbyBuffer, dwBytes, &total, &end_rows, pdwErrorCode);
+
+  const uint32_t lines = total / bytes_per_line;
+  m_dwScanLines += lines;
+  trace_.Print("ReadScanEx Got: ScanLines %ld eg( lItemSz %ld / BPL %ld  totLine %ld ", lines,
+               total, bytes_per_line, m_dwScanLines.load());
+  if (end_rows != 0) total = TrimToPage(lines, total, bytes_per_line, end_rows);
+  *pdwBytesRead = total;
+  return result;
+}
+
+HRESULT ScannerObject::ReadPieces(SessionState& state, uint8_t* destination, uint32_t wanted,
+                                  uint32_t* total, uint32_t* end_rows, uint32_t* pdwErrorCode) {
+  HRESULT result = S_OK;
+  QrlStatus status = SL_OK;
+  while (*total < wanted && status == SL_OK) {
+    const uint32_t remaining = wanted - *total;
+    uint32_t got = 0;
+    status = state.engine->Scan(state.lScanPhase, destination + *total, std::min(remaining, kPiece),
+                                &got);
+    result = TraceScanStatus(state, status, remaining, got, end_rows, pdwErrorCode);
+    state.lScanPhase = kScanTransferring;
+    *total += got;
+  }
+  return result;
+}
+
+// One engine status as the host sees it.
+HRESULT ScannerObject::TraceScanStatus(SessionState& state, QrlStatus status, uint32_t remaining,
+                                       uint32_t got, uint32_t* end_rows, uint32_t* pdwErrorCode) {
+  switch (status) {
+    case SL_OK:
+      return S_OK;
+    case SL_PAGE_FINISHED: {
+      trace_.Print("SCANNER_END_OF_PAGE  cbRemaining %ld  cbWritten %ld, ", remaining, got);
+      uint32_t aborted = 0, rows_k = 0, rows_cmy = 0;
+      if (state.engine->GetEndPageInfo(&aborted, &rows_k, &rows_cmy) == SL_OK) *end_rows = rows_k;
+      trace_.Print("ReadScanEx: TERR_SCANNER_END_OF_PAGE : GetEndPageInfo: uiNumRowsK %d",
+                   *end_rows);
+      *pdwErrorCode = TERR_SCANNER_END_OF_PAGE;
+      return S_OK;
+    }
+    case SL_CANCEL:
+    case SL_CANCEL_505:
+      trace_.Print("SCANNER_CANCEL_EVENT  cbRemaining %ld  cbWritten %ld, ", remaining, got);
+      return Fail(pdwErrorCode, TERR_CANCEL_PRESSED);
+    case SL_ERR_ADF_JAM:
+      trace_.Print("ReadScanEx: SL_ERR_ADF_JAM  cbRemaining %ld  cbWritten %ld, ", remaining, got);
+      return Fail(pdwErrorCode, TERR_ADF_JAMMED);
+    case SL_MATRIXERROR:
+      trace_.Print("ReadScanEx: SL_MATRIXERROR (IP error)  cbRemaining %ld  cbWritten %ld, ",
+                   remaining, got);
+      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_BDR_IP);
+    default:
+      trace_.Print(TRACE_CLASS_ERROR, "ReadScanEx: ERROR:Scan() Failed");
+      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
+  }
+}
+
+// The last read of a page ends where the device says that the page ends; the bytes to report. The
+// lines beyond stay in the buffer.
+uint32_t ScannerObject::TrimToPage(uint32_t lines, uint32_t total, uint32_t bytes_per_line,
+                                   uint32_t rows) {
+  const uint32_t delivered = m_dwScanLines;
+  trace_.Print(
+      "ReadScanEx Got: ScanLines %ld eg( lItemSz %ld / BPL %ld  totLine %ld uiNumRowsK %ld", lines,
+      total, bytes_per_line, delivered, rows);
+  if (delivered <= rows || delivered - rows > kTrimMargin) {
+    trace_.Print(
+        "ReadScanEx: TERR_SCANNER_END_OF_PAGE uiNumRowsK %d >= m_dwScanLines %d (no adjust needed)",
+        rows, delivered);
+    return total;
+  }
+  const uint32_t excess = delivered - rows;
+  const int32_t actual = static_cast<int32_t>(lines) - static_cast<int32_t>(excess);
+  trace_.Print(
+      "ReadScanEx Got: dwScanLines %ld m_dwScanLines %ld uiNumRowsK %ld m_dwScanLines-uiNumRowsK "
+      "(excess) %ld iActual %ld",
+      lines, delivered, rows, excess, actual);
+  trace_.Print(actual <= 0 ? "ReadScanEx Got: iActual %d <= 0" : "ReadScanEx Got: iActual %d > 0",
+               actual);
+  if (actual < 0) {
+    trace_.Print(
+        "ReadScanEx: TERR_SCANNER_END_OF_PAGE (no adjust needed): ((dwScanLines - (m_dwScanLines - "
+        "uiNumRowsK)) !>= 0) %ld",
+        actual);
+    return total;
+  }
+  m_dwScanLines = rows;
+  total = static_cast<uint32_t>(actual) * bytes_per_line;
+  trace_.Print(
+      "ReadScanEx: TERR_SCANNER_END_OF_PAGE uiNumRowsK %d adjusted: dwScanLines %d lItemSize %d ",
+      rows, actual, total);
+  return total;
+}
+
+HRESULT STDMETHODCALLTYPE ScannerObject::ReadScan(uint32_t hSession, uint8_t* pbyBuffer,
+                                                  uint32_t dwBytes, uint32_t* pdwErrorCode) {
+  return Method("scantk::ReadScan", TRACE_API, hSession, pdwErrorCode)
+      .Requires({pbyBuffer})
+      .Run([&](SessionEntry&) -> HRESULT {
+        uint32_t got = 0;
+        const HRESULT result = ReadScanEx(hSession, pbyBuffer, dwBytes, &got, pdwErrorCode);
+        trace_.Print(TRACE_API,
+                     "ReadScan : pBuf (%p)  pbyBuffer (%p)  dwBytesRead %ld pBuf + dwBytesRead %p",
+                     static_cast<const void*>(pbyBuffer), static_cast<const void*>(pbyBuffer), got,
+                     static_cast<const void*>(pbyBuffer + got));
+        if (got == dwBytes) return result;
+        const uint32_t missing = dwBytes - got;
+        switch (*pdwErrorCode) {
+          case TERR_SCANNER_END_OF_PAGE:
+            AddWhiteSpace(pbyBuffer, got, missing);
+            return S_OK;
+          case TERR_CANCEL_PRESSED:
+            trace_.Print(
+                "ReadScan : SCANNER_CANCEL_EVENT  bytes wanted %ld cbRemaining %ld  dwBytesRead "
+                "%ld, ",
+                dwBytes, missing, got);
+            return E_FAIL;
+          case TERR_ADF_JAMMED:
+            trace_.Print(
+                "ReadScan : TERR_ADF_JAMMED bytes wanted %ld cbRemaining %ld  dwBytesRead %ld, ",
+                dwBytes, missing, got);
+            return E_FAIL;
+          default:
+            trace_.Print(TRACE_CLASS_ERROR, "ReadScan() Failed");
+            return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
+        }
+      });
+}
+
+uint32_t ScannerObject::AddWhiteSpace(uint8_t* buffer, uint32_t bytes_read, uint32_t count) {
+  const void* source = buffer;
+  uint8_t* destination = buffer + bytes_read;
+  trace_.Print(TRACE_API,
+               "AddWhiteSpace: pBuffer (%p)  dwBytesRead (%ld)  cbRemaining %ld pSrc %p pDst %p",
+               source, bytes_read, count, source, static_cast<const void*>(destination));
+  std::memset(destination, kWhite, count);
+  trace_.Print(
+      TRACE_FLOW,
+      "AddWhiteSpace: pBuffer (%p)  dwBytesRead (%ld)  cbRemaining %ld tSize %ld pSrc %p pDst %p",
+      source, bytes_read, count, count, source, static_cast<const void*>(destination));
+  return count;
+}
+
+HRESULT ScannerObject::CheckErrors(uint32_t hSession, uint32_t* pdwErrorCode) {
+  return Method("scantk::CheckErrors", TRACE_API, hSession, pdwErrorCode)
+      .Run([&](SessionEntry& entry) -> HRESULT {
+        const QrlStatus code = entry.state.engine->InquireOldestError();
+        trace_.Print("CheckErrors: InquireOldestError: %d", code);
+        switch (code) {
+          case SL_OK:
+            return S_OK;
+          case SL_ERR_MAPPED_JAM:
+            trace_.Print("CheckErrors: ADF problem %ld", code);
+            return Fail(pdwErrorCode, TERR_ADF_JAMMED);
+          case SL_ERR_MAPPED_FEEDER_EMPTY:
+            trace_.Print("CheckErrors: ADF empty %ld", code);
+            return Fail(pdwErrorCode, TERR_ADF_EMPTY);
+          case SL_CANCEL:
+          case SL_CANCEL_504:
+          case SL_CANCEL_505:
+            trace_.Print("CheckErrors: Cancel from device %ld", code);
+            return Fail(pdwErrorCode, TERR_CANCEL_PRESSED);
+          default:
+            trace_.Print("CheckErrors: Error from device %ld", code);
+            return E_FAIL;
+        }
+      });
+}
+
+}  // namespace scantk

@@ -1,0 +1,173 @@
+// OpenScannerSession, CloseScannerSession, LockScanner, UnlockScanner.
+#include <string>
+
+#include "platform/system.h"
+#include "scanner/method.h"
+#include "scanner/scanner_object.h"
+
+namespace scantk {
+namespace {
+
+constexpr char kDefaultDeviceName[] = "LM_QRL";
+
+// Silence that ends a drain on a network device, in ms. Its transport would wait for a whole read
+// time-out each time, and a host that cancels must not.
+constexpr uint32_t kNetworkFlushTimeout = 500;
+
+bool IsKnownIoType(uint32_t type) {
+  return type == T_IO_USB || type == T_IO_DOT4 || type == T_IO_NETWORK;
+}
+
+}  // namespace
+
+HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszDevName,
+                                                            uint32_t dwDevIOType,
+                                                            uint32_t* phSession,
+                                                            uint32_t* pdwErrorCode) {
+  Method method("scantk::OpenScannerSession", TRACE_API, 0, pdwErrorCode);
+  return method.Requires({phSession}).RunWithoutSession([&]() -> HRESULT {
+    const std::string name =
+        pszDevName && *pszDevName ? Narrow(pszDevName) : std::string(kDefaultDeviceName);
+    *phSession = 0;
+    if (name.size() >= kDeviceNameSize) return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
+
+    int32_t count = 0;
+    SessionPtr entry = Sessions().Acquire(name, &count);
+    *phSession = entry->handle;
+    trace_.Print(TRACE_FLOW, "Session ID is 0x%lx nSessionReferenceCount %d", entry->handle, count);
+    if (entry->handle == 0) {
+      Sessions().Release(*entry, &count);
+      return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
+    }
+    if (!IsKnownIoType(dwDevIOType)) {
+      trace_.Print(TRACE_CLASS_ERROR, "Invalid IO type %d specified", dwDevIOType);
+      Sessions().Release(*entry, &count);
+      return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
+    }
+    std::lock_guard opening(entry->opening);
+    if (entry->state.engine) return S_OK;  // open already in this process
+    return OpenDevice(*entry, dwDevIOType, pdwErrorCode);
+  });
+}
+
+HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
+                                  uint32_t* pdwErrorCode) {
+  SessionState& state = entry.state;
+  // The close clears the code that it is given, so the failure is written after it.
+  auto give_up = [&](uint32_t code) {
+    state.engine.reset();
+    uint32_t ignored = 0;
+    CloseScannerSession(entry.handle, &ignored);
+    return Fail(pdwErrorCode, code);
+  };
+
+  DeviceSettings settings;
+  trace_.Print("GetDIScannerDeviceSettings call");
+  DeviceSwitches switches = Switches();
+  const bool found =
+      GetDIScannerDeviceSettings(trace_, entry.deviceName, &settings, &switches) != 0;
+  {
+    std::lock_guard guard(switches_mutex_);
+    switches_ = switches;
+  }
+  trace_.Print("GetDIScannerDeviceSettings returned");
+  if (found) {
+    trace_.Print("GetDIScannerDeviceSettings suceeded current  I/O DevName %s ",
+                 settings.ioDeviceName);
+    trace_.Print("GetDIScannerDeviceSettings suceeded original (full) I/O DevName %s ",
+                 entry.deviceName);
+  } else {
+    trace_.Print("GetDIScannerDeviceSettings failed I/O DevName is %s ", settings.ioDeviceName);
+  }
+
+  settings.pSessionState = &state;
+  try {
+    state.engine = std::make_unique<ProtocolEngine>();
+  } catch (...) {
+    return give_up(TERR_INVALID_TOOLKIT);
+  }
+  trace_.Print("I/O DevName is %s, DeviceType is %d", settings.ioDeviceName, dwDevIOType);
+  if (state.engine->InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
+    return give_up(TERR_SCANNER_NOT_FOUND);
+
+  state.lScanPhase = kScanIdle;
+  trace_.Print("OpenScannerSession: lScanPhase %d", state.lScanPhase);
+  state.toneMapPending = 0;
+  state.DelayedFeedPaperSet = 0;
+  state.DelayedEjectPaperSet = 0;
+  state.dwDevIOType = dwDevIOType;
+  if (state.IsNetworked()) state.engine->SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
+  state.engine->SetSwitchValues(switches.ImgLog);
+  return S_OK;
+}
+
+HRESULT STDMETHODCALLTYPE ScannerObject::CloseScannerSession(uint32_t hSession,
+                                                             uint32_t* pdwErrorCode) {
+  Method method("scantk::CloseScannerSession", TRACE_API, hSession, pdwErrorCode);
+  return method.Needing(Method::Needs::kSession).Run([&](SessionEntry& entry) -> HRESULT {
+    int32_t count = 0;
+    const bool released = Sessions().Release(entry, &count);
+    if (!released) return Fail(pdwErrorCode, TERR_INVALID_SESSION);
+    trace_.Print(TRACE_INFO, "CloseScannerSession: I/O nSessionReferenceCount is %d, bReturn is %d",
+                 count, released);
+    trace_.Print(TRACE_LOCK, "CloseScannerSession: LockCount %d ", entry.lock.GetLockCount());
+    if (count > 0)
+      trace_.Print("CloseScannerSession: I/O NOT shut nSessionReferenceCount is %d, bReturn is %d",
+                   count, released);
+    // After the last close the entry goes, and the engine with it, when the last method that still
+    // works on it has returned: usually this one.
+    return S_OK;
+  });
+}
+
+HRESULT STDMETHODCALLTYPE ScannerObject::LockScanner(uint32_t hSession, uint16_t wLockType,
+                                                     uint32_t dwTimeout, uint32_t* pdwErrorCode) {
+  Method method("scantk::LockScanner", TRACE_API | TRACE_LOCK, hSession, pdwErrorCode);
+  return method.Needing(Method::Needs::kSession).Run([&](SessionEntry& entry) -> HRESULT {
+    if (!entry.lock.Lock(wLockType, dwTimeout)) return Fail(pdwErrorCode, TERR_SCANNER_LOCK_FAILED);
+    trace_.Print(TRACE_LOCK, "LockScanner returned ");
+    const uint32_t count = entry.lock.GetLockCount();
+    trace_.Print(TRACE_INFO, "LockScanner: LockCount %d ", count);
+    if (count != 1) return S_OK;
+    HRESULT result = ConnectFirstHold(entry.state, pdwErrorCode);
+    if (FAILED(result)) entry.lock.Unlock();
+    return result;
+  });
+}
+
+HRESULT ScannerObject::ConnectFirstHold(SessionState& state, uint32_t* pdwErrorCode) {
+  trace_.ReloadSettings();
+  const uint32_t status = state.engine ? state.engine->ConnectToIO() : SL_NOACCESS;
+  switch (status) {
+    case SL_OK:
+      trace_.Print(TRACE_FLOW, "Established IO ");
+      return S_OK;
+    case SL_BUSY:
+      trace_.Print(TRACE_CLASS_ERROR, "Lock scanner failed device busy ");
+      return Fail(pdwErrorCode, TERR_NET_SOCKET_BUSY);
+    case SL_FIREWALL:
+      trace_.Print(TRACE_INFO, "problem: FIREWALL rejects connection");
+      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_FIREWALL);
+    default:
+      trace_.Print(TRACE_CLASS_ERROR, "Lock scanner failed to connecttoIO ");
+      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_REJECTED);
+  }
+}
+
+HRESULT STDMETHODCALLTYPE ScannerObject::UnlockScanner(uint32_t hSession, uint32_t* pdwErrorCode) {
+  Method method("scantk::UnlockScanner", TRACE_API | TRACE_LOCK, hSession, pdwErrorCode);
+  return method.Needing(Method::Needs::kSession).Run([&](SessionEntry& entry) -> HRESULT {
+    const uint32_t count = entry.lock.GetLockCount();
+    trace_.Print(TRACE_INFO, "UnLockScanner: LockCount %d ", count);
+    // Only the holder may touch the device; a stranger's call ends at the lock below.
+    if (count == 1 && entry.lock.IsLockedByCaller() && entry.state.engine) {
+      trace_.Print(TRACE_FLOW, "Disconnect from IO ");
+      entry.state.engine->UnLockScanner();
+      entry.state.engine->DisConnectFromIO();
+    }
+    if (!entry.lock.Unlock()) *pdwErrorCode = TERR_SCANNER_NOT_LOCKED;
+    return S_OK;
+  });
+}
+
+}  // namespace scantk
