@@ -14,9 +14,6 @@ inline constexpr GUID CLSID_LogCollector = {0x3F7B2A91, 0xC4E6, 0x4D18, {0x8B, 0
 inline constexpr GUID IID_ILogCollector = {0xA2C95E07, 0x7B13, 0x4F6D, {0x9E, 0x48, 0x5D, 0x1B, 0x3A, 0x7C, 0x0F, 0x92}};
 // clang-format on
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
-
 struct ILogCollector : IUnknown {
   // Not used here; keeps WriteLine at its place in the table.
   virtual HRESULT STDMETHODCALLTYPE Reserved3() = 0;
@@ -25,8 +22,6 @@ struct ILogCollector : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE WriteLine(uint32_t process, const char* text,
                                               uint32_t length) = 0;
 };
-
-#pragma GCC diagnostic pop
 
 }  // namespace scantk
 

@@ -1,0 +1,7 @@
+#include "platform/stand_ins.h"
+
+namespace scantk {
+
+void RegisterPlatformStandIns() {}
+
+}  // namespace scantk
