@@ -11,8 +11,10 @@
 
 #ifdef _WIN32
 #define SCANTK_SUPPORT_CALL __stdcall
+#define SCANTK_LIBRARY_EXPORT  // the module-definition file exports, by ordinal
 #else
 #define SCANTK_SUPPORT_CALL
+#define SCANTK_LIBRARY_EXPORT __attribute__((visibility("default")))
 #endif
 
 namespace scantk {
@@ -83,7 +85,7 @@ HRESULT SCANTK_SUPPORT_CALL AtlModuleRegisterServer(ModuleRecord* module, BOOL t
                                                     const GUID* clsid);
 HRESULT SCANTK_SUPPORT_CALL AtlModuleUnregisterServerEx(ModuleRecord* module, BOOL type_library,
                                                         const GUID* clsid);
-// `resource` is a resource id on Windows, on Linux the registration script itself (MakeResource).
+// Runs the registration script `resource` (ResourceName), or undoes it.
 HRESULT SCANTK_SUPPORT_CALL AtlModuleUpdateRegistryFromResourceD(ModuleRecord* module,
                                                                  const WideChar* resource,
                                                                  BOOL do_register,
@@ -101,6 +103,20 @@ ModuleRecord& TheModule();
 // Count a live object or a server lock. Any thread.
 void LockModule();
 void UnlockModule();
+int32_t ModuleLockCount();
+
+// Takes everything out of the registry that AtlModuleRegisterServer wrote, also where the support
+// library leaves some of it.
+HRESULT UnregisterModule();
+
+// The instance handle of the library that holds the code at `address`.
+void* ModuleInstance(const void* address);
+
+// The name under which resource number `id` is asked for.
+const WideChar* ResourceName(int id);
+// Gives the module the text of resource `id`, on systems whose libraries carry no resources; does
+// nothing elsewhere. `text` is borrowed for good.
+void SetTextResource(int id, const char* text);
 
 }  // namespace scantk
 
