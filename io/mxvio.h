@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "diag/trace_log.h"
@@ -46,7 +47,7 @@ struct Overlapped;
 // One thread at a time. Never throws but for lack of memory in a constructor.
 class mxvio {
  public:
-  mxvio() = default;
+  mxvio();
   mxvio(const mxvio&) = delete;
   mxvio& operator=(const mxvio&) = delete;
   virtual ~mxvio();
@@ -67,17 +68,29 @@ class mxvio {
   virtual IoResult CloseIO() = 0;
 
  protected:
-  // The two time-out functions of Escape, the same for every transport.
-  static IoResult GetTimeouts(const IoTimeouts& timeouts, void* buffer, uint32_t length);
-  static IoResult SetTimeouts(IoTimeouts* timeouts, const void* buffer, uint32_t length);
+  // The two time-out functions of Escape, the same for every transport: 0, or E_INVALIDARG with
+  // nothing moved when there is no whole record at `buffer`.
+  IoResult GetTimeouts(void* buffer, uint32_t length) const;
+  IoResult SetTimeouts(const void* buffer, uint32_t length);
 
-  std::unique_ptr<std::string> name_;  // null until OpenIO was given one
-  TraceLog trace_;
+  // The device's name as a trace line shows it, null when there is none.
+  const char* DevName() const { return m_pszDevName ? m_pszDevName->c_str() : nullptr; }
+  // Takes a copy. False without memory; the name is as before then.
+  bool KeepName(const char* name);
+
+  std::optional<std::string> m_pszDevName;  // none until OpenIO was given one
+  uint32_t m_ulReadTimeout = 30000;         // milliseconds, as the two below
+  uint32_t m_ulWriteTimeout = 30000;
+  uint32_t m_ulFlushTimeout = 30000;
+  std::unique_ptr<TraceLog> trace_;  // a transport that ends its trace early leaves null
 };
 
-// Makes the transport for a device I/O type: 1 USB, 4 DOT4, 5 network. Null and *status SL_BADPARAM
-// for any other type, SL_NOMEMORY without memory.
+// Makes the transport for a device I/O type: 1 USB, 4 DOT4, 5 network, and traces which it chose.
+// Null and *status SL_BADPARAM for any other type, SL_NOMEMORY without memory.
 std::unique_ptr<mxvio> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status);
+
+// Whether a socket error number says that the connection was refused or is not allowed.
+bool IsConnectionRefusal(uint32_t error_number);
 
 // What the toolkit tells its host of a transport's connect result.
 uint32_t ConnectStatus(IoResult result);

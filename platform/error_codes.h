@@ -54,6 +54,7 @@ inline constexpr uint32_t kSocketShutDown = 10058;
 inline constexpr uint32_t kSocketTimedOut = 10060;
 inline constexpr uint32_t kSocketRefused = 10061;
 inline constexpr uint32_t kSocketHostUnreachable = 10065;
+inline constexpr uint32_t kSocketNotStarted = 10093;
 inline constexpr uint32_t kHostNotFound = 11001;
 
 // The result code of a system error number; numbers that already are one pass unchanged.

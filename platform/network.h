@@ -43,7 +43,8 @@ class StreamSocket {
   // The number that the trace shows.
   virtual uintptr_t Handle() const = 0;
 
-  // Starts connecting. 0: connected at once; kSocketWouldBlock: under way.
+  // Starts connecting. 0: connected at once; kSocketWouldBlock: under way; kUnexpectedNetError:
+  // failed, and the system gave no number for it.
   virtual uint32_t Connect(const SocketAddress& address) = 0;
 
   // Waits until the socket is writable, or shows an exception condition. Positive: ready; 0: the

@@ -1,0 +1,317 @@
+// How the network transport gets its connection, and how it gives it up.
+#include <cstring>
+
+#include "io/mxvio_net.h"
+
+namespace scantk {
+namespace {
+
+constexpr int kStreamType = 1;
+constexpr int kDefaultProtocol = 0;
+constexpr uint32_t kConnectWaitMs = 10000;
+constexpr uint32_t kPendingWaitMs = 1000;  // for a connect that an earlier call started
+// How long a device may take to read what was written last and to close its side. It only bounds
+// the close of a device that does not close its own: others end at once.
+constexpr uint32_t kFinishSendingMs = 200;
+constexpr uint32_t kNetworkLoopback = 0x0100007F;  // 127.0.0.1 in network byte order
+
+constexpr uint32_t kGreetingSize = 2;
+
+uint16_t NetworkOrder(uint16_t value) {
+  uint8_t bytes[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+  uint16_t out;
+  std::memcpy(&out, bytes, sizeof out);
+  return out;
+}
+
+IoResult LastSocketResult() {
+  return static_cast<IoResult>(TheNetwork().LastSocketError());
+}
+
+IoResult GreetingResult(const char* greeting) {
+  if (std::strcmp(greeting, "00") == 0) return S_OK;
+  if (std::strcmp(greeting, "01") == 0) return E_ACCESSDENIED;
+  if (std::strcmp(greeting, "02") == 0) return E_FAIL;
+  return E_UNEXPECTED;
+}
+
+}  // namespace
+
+IoResult MXVIO_NET::MakeSocketConnection() {
+  trace_->Print(TRACE_API, "MakeSocketConnection entry");
+  const IoResult hr = Connect();
+  trace_->Print(TRACE_API, "MakeSocketConnection exit: hr %d", hr);
+  return hr;
+}
+
+IoResult MXVIO_NET::Connect() {
+  if (connection_ == Connection::kNoSocket) {
+    if (!m_pszDevName) {
+      trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Invalid Device ID");
+      return E_FAIL;
+    }
+    const IoResult hr = CreatePortaviaSocket(kFamilyInet, &socket_);
+    if (hr != S_OK) {
+      trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: CreatePortaviaSocket failed hr %d",
+                    hr);
+      return hr;
+    }
+    if (!socket_) {
+      trace_->Print(TRACE_CLASS_ERROR,
+                    "MakeSocketConnection: CreatePortaviaSocket failed - skt = 0");
+      return E_FAIL;
+    }
+    connection_ = Connection::kCreated;
+  }
+  if (connection_ == Connection::kConnected) return S_OK;
+  const IoResult hr = ConnectPortaviaSocket(kFamilyInet, id_.port);
+  if (hr != S_OK) {
+    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Connect failed - hr %d", hr);
+    ClosePortaviaSocket();
+    return hr;
+  }
+  return ReadGreeting();
+}
+
+IoResult MXVIO_NET::ReadGreeting() {
+  char greeting[kGreetingSize + 3] = {};
+  uint32_t length = kGreetingSize;
+  // However the read ends, the characters that came decide.
+  ReadData(greeting, &length, nullptr);
+  const IoResult hr = GreetingResult(greeting);
+  if (hr != S_OK) {
+    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Connect failed - Status %hs", greeting);
+    ClosePortaviaSocket();
+    return hr;
+  }
+  trace_->Print(TRACE_INFO, "MakeSocketConnection: Connected - read %d bytes, Status %hs", length,
+                greeting);
+  return S_OK;
+}
+
+IoResult MXVIO_NET::MakeSocketAddress(int family, uint16_t port, SocketAddress* address) {
+  trace_->Print(TRACE_API, "MakeSocketAddress entry: Host Addr %s, AddrFamily %d, Port %d",
+                DevName(), family, port);
+  *address = {};
+  address->family = static_cast<uint16_t>(family);
+  const HostAddressKind kind =
+      m_pszDevName ? ClassifyHostAddress(DevName()) : HostAddressKind::kUnsupported;
+  IoResult result = E_INVALIDARG;
+  if (kind == HostAddressKind::kUnsupported) {
+    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketAddress: unsupported address type");
+  } else {
+    result = ResolveAddress(kind, address);
+    address->port = NetworkOrder(port);
+  }
+  trace_->Print(TRACE_API, "MakeSocketAddress exit: result %d", result);
+  return result;
+}
+
+IoResult MXVIO_NET::ResolveAddress(HostAddressKind kind, SocketAddress* address) {
+  uint32_t found = kNoAddress;
+  if (kind == HostAddressKind::kHostName) {
+    found = TheNetwork().LookUpHost(*m_pszDevName);
+    if (found == kNoAddress) {
+      trace_->Print(TRACE_CLASS_ERROR, "MakeSocketAddress: Unable to resolve host name %s: %d",
+                    DevName(), LastSocketResult());
+    }
+  } else if (*m_pszDevName == "0.0.0.0") {
+    found = 0;
+  } else if (*m_pszDevName == "127.0.0.1") {
+    found = kNetworkLoopback;
+  } else {
+    found = TheNetwork().ParseDotted(*m_pszDevName);
+  }
+  if (found == kNoAddress) return E_INVALIDARG;
+  address->address = found;
+  return S_OK;
+}
+
+IoResult MXVIO_NET::CreatePortaviaSocket(int family, std::unique_ptr<StreamSocket>* socket) {
+  trace_->Print(TRACE_API, "CreatePortaviaSocket entry: lAddressFamily %d", family);
+  socket->reset();
+  const IoResult hr = CreateSocket(family, socket);
+  trace_->Print(TRACE_API, "CreatePortaviaSocket exit: skt %d", *socket ? (*socket)->Handle() : 0);
+  return hr;
+}
+
+IoResult MXVIO_NET::CreateSocket(int family, std::unique_ptr<StreamSocket>* socket) {
+  if (family != kFamilyInet) {
+    trace_->Print(TRACE_CLASS_ERROR, "CreatePortaviaSocket: Unknown address family %d", family);
+    return E_INVALIDARG;
+  }
+  trace_->Print(TRACE_FLOW, "CreatePortaviaSocket: Opening socket af %d, type %d, protocol %d",
+                family, kStreamType, kDefaultProtocol);
+  uint32_t failure = error::kSocketNotStarted;
+  if (library_started_) {
+    *socket = TheNetwork().CreateStreamSocket();
+    if (!*socket) failure = TheNetwork().LastSocketError();
+  }
+  if (!*socket) {
+    trace_->Print(TRACE_CLASS_ERROR, "CreatePortaviaSocket: Unable to create socket: %d", failure);
+    return static_cast<IoResult>(failure);
+  }
+  trace_->Print(TRACE_INFO, "CreatePortaviaSocket: Created socket %d", (*socket)->Handle());
+  return S_OK;
+}
+
+IoResult MXVIO_NET::ConnectPortaviaSocket(int family, uint16_t port) {
+  trace_->Print(TRACE_API, "ConnectPortaviaSocket entry: lAddressFamily %d, port %d", family, port);
+  const IoResult hr = ConnectSocket(family, port);
+  trace_->Print(TRACE_API, "ConnectPortaviaSocket exit: hr %d", hr);
+  return hr;
+}
+
+IoResult MXVIO_NET::ConnectSocket(int family, uint16_t port) {
+  if (family != kFamilyInet) {
+    trace_->Print(TRACE_CLASS_ERROR, "ConnectPortaviaSocket: Unknown address family %d", family);
+    return E_INVALIDARG;
+  }
+  const uint16_t scan_port = ScanPort(port);
+  if (scan_port == 0) return E_INVALIDARG;
+  SocketAddress address;
+  IoResult hr = MakeSocketAddress(family, scan_port, &address);
+  if (hr != S_OK) return hr;
+  hr = connection_ == Connection::kConnecting ? ContinueConnecting() : StartConnecting(address);
+  if (hr != S_OK) return hr;
+  connection_ = Connection::kConnected;
+  wrote_ = false;
+  trace_->Print(TRACE_INFO, "ConnectPortaviaSocket: Connected socket: %d", Number());
+  return SetSocketOptions();
+}
+
+// A connect that an earlier call started: an exception shows that it failed, writability that it
+// succeeded.
+IoResult MXVIO_NET::ContinueConnecting() {
+  const int exception = socket_->WaitException(kPendingWaitMs);
+  const IoResult failure = LastSocketResult();
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: SOCKET_PENDING - Select  returns %d",
+                exception);
+  if (exception < 0) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ConnectPortaviaSocket: SOCKET_PENDING Select returns SOCKET_ERROR %d", failure);
+    return failure;
+  }
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Select not Socket Error - write returns %d",
+                exception);
+  const int writable = socket_->WaitWritable(kPendingWaitMs);
+  const IoResult hr = writable == 0 ? LastSocketResult() : S_OK;
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Select (2nd time) write returns %d", writable);
+  trace_->Print(TRACE_CLASS_ERROR,
+                "ConnectPortaviaSocket: SOCKET_PENDING Select (2nd time) returns (0 may be a "
+                "timeout) %d %d",
+                writable, hr);
+  return hr;
+}
+
+IoResult MXVIO_NET::StartConnecting(const SocketAddress& address) {
+  connection_ = Connection::kConnecting;
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Connecting to socket %d", Number());
+  const uint32_t failure = socket_->Connect(address);
+  if (failure == error::kSuccess) return S_OK;
+  if (failure == error::kSocketWouldBlock) return WaitConnected();
+  const auto hr = static_cast<IoResult>(failure);
+  if (IsConnectionRefusal(failure)) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ConnectPortaviaSocket: Unable to connect socket: probably firewall%d", hr);
+  } else if (failure == error::kUnexpectedNetError) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ConnectPortaviaSocket: connect failed; but WSAGetLastError was 0; setting error "
+                  "to ERROR_UNEXP_NET_ERR %d",
+                  hr);
+  } else {
+    trace_->Print(TRACE_CLASS_ERROR, "ConnectPortaviaSocket: Unable to connect socket: %d", hr);
+  }
+  return hr;
+}
+
+IoResult MXVIO_NET::WaitConnected() {
+  const int writable = socket_->WaitWritable(kConnectWaitMs);
+  const IoResult failure = LastSocketResult();
+  trace_->Print(TRACE_FLOW,
+                "ConnectPortaviaSocket: WSAEWOULDBLOCK Select :socket handles = %d  (0 = time "
+                "limit expired, -1 = SocketError)",
+                writable);
+  if (writable == 0) return ExplainExpiredConnect();
+  if (writable < 0) return ExplainFailedWait(failure);
+  trace_->Print(TRACE_FLOW,
+                "ConnectPortaviaSocket: Connected socket after select (WSAWOULDBLOCK): %d",
+                Number());
+  return S_OK;
+}
+
+IoResult MXVIO_NET::ExplainExpiredConnect() {
+  trace_->Print(TRACE_INFO,
+                "ConnectPortaviaSocket: WSAEWOULDBLOCK Select time limit expired call getsockopt");
+  uint32_t pending = 0;
+  const int asked = socket_->PendingError(&pending);
+  IoResult hr = LastSocketResult();
+  // The connect has not succeeded, whether or not the system remembers why.
+  if (hr == S_OK) hr = static_cast<IoResult>(error::kSocketWouldBlock);
+  trace_->Print(TRACE_INFO,
+                "ConnectPortaviaSocket: WSAEWOULDBLOCK  getsockopt iSockoptResult %d SO_ERROR %d ",
+                asked, pending);
+  trace_->Print(TRACE_FLOW,
+                "ConnectPortaviaSocket: WSAEWOULDBLOCK  getsockopt WSAGetLastError %d  SO_ERROR "
+                "%d ",
+                hr, pending);
+  if (IsConnectionRefusal(pending)) {
+    hr = static_cast<IoResult>(pending);
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ConnectPortaviaSocket: WSAEWOULDBLOCK Unable to connect socket: set hr = error "
+                  "(likely firewall) %d",
+                  hr);
+  }
+  return hr;
+}
+
+IoResult MXVIO_NET::ExplainFailedWait(IoResult failure) {
+  trace_->Print(TRACE_CLASS_ERROR,
+                "ConnectPortaviaSocket: Unable to connect socket (WSAWOULDBLOCK): %d", failure);
+  uint32_t pending = 0;
+  if (socket_->PendingError(&pending) == 0 && pending == 0 && socket_->WaitWritable(0) > 0) {
+    trace_->Print(TRACE_FLOW,
+                  "ConnectPortaviaSocket: Connected socket after getsockopt (WSAWOULDBLOCK): %d",
+                  Number());
+    return S_OK;
+  }
+  trace_->Print(TRACE_CLASS_ERROR,
+                "ConnectPortaviaSocket: Unable to connect socket after getsockopt "
+                "(WSAWOULDBLOCK): %d",
+                failure);
+  return failure;
+}
+
+IoResult MXVIO_NET::SetSocketOptions() {
+  const auto failed = [this](const char* option, uint32_t failure) {
+    trace_->Print(TRACE_CLASS_ERROR, "ConnectPortaviaSocket: Unable to setsockopt() for %s: %d",
+                  option, failure);
+    return static_cast<IoResult>(failure);
+  };
+  // A close resets the connection at once: the device serves one host at a time, and a connection
+  // that lingers would keep the next one out.
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Disabling SO_LINGER");
+  if (const uint32_t failure = socket_->SetLinger(true, 0)) return failed("linger", failure);
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Setting RecvTimeout %d", m_ulReadTimeout);
+  if (const uint32_t failure = socket_->SetReceiveTimeout(m_ulReadTimeout))
+    return failed("RecvTimeout", failure);
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Setting SendTimeout %d", m_ulWriteTimeout);
+  if (const uint32_t failure = socket_->SetSendTimeout(m_ulWriteTimeout))
+    return failed("SendTimeout", failure);
+  return S_OK;
+}
+
+IoResult MXVIO_NET::ClosePortaviaSocket() {
+  const uintptr_t number = Number();
+  trace_->Print(TRACE_API, "ClosePortaviaSocket entry: skt %d", number);
+  if (socket_) {
+    if (connection_ == Connection::kConnected && wrote_) socket_->FinishSending(kFinishSendingMs);
+    socket_.reset();
+    trace_->Print(TRACE_INFO, "ClosePortaviaSocket: Closed Socket %d", number);
+    connection_ = Connection::kNoSocket;
+  }
+  trace_->Print(TRACE_API, "ClosePortaviaSocket exit");
+  return S_OK;
+}
+
+}  // namespace scantk
