@@ -14,8 +14,14 @@ const XformOps* BuiltInXform(uint32_t id) {
     case XFORM_JPEG_DECODE:
       return &kJpegDecodeOps;
 #endif
+    case XFORM_SCALE:
+      return &kScaleOps;
+    case XFORM_COLOR_SPACE:
+      return &kColorSpaceOps;
     case XFORM_TABLE:
       return &kTableOps;
+    case XFORM_FLIP:
+      return &kFlipOps;
     default:
       return nullptr;
   }

@@ -59,6 +59,27 @@ TEST(ImagePipeline, EveryChunkingGivesTheSame) {
   EXPECT_EQ(ScriptedXform::live_instances, 0);
 }
 
+// A chain does what its transforms do one after the other, in any pieces.
+TEST(ImagePipeline, AChainOfBuiltInsIsTheirComposition) {
+  constexpr int kPixels = 431, kRows = 23;
+  const auto factor = [](double value) { return static_cast<int64_t>(value * (1 << 24)); };
+  const XformDescriptor color = BuiltIn(XFORM_COLOR_SPACE, {2});
+  const XformDescriptor flip = BuiltIn(XFORM_FLIP, {1, 1, kRows});
+  const XformDescriptor scale = BuiltIn(XFORM_SCALE, {factor(2.5), factor(1.4), 1});
+  const ImageTraits traits = Traits(kPixels, 24, kRows);
+  const Bytes input = RandomBytes(3 * kPixels * kRows, 11);
+  const Bytes flipped = RunWhole({flip}, traits, RunWhole({color}, traits, input).output).output;
+  const Bytes expected = RunWhole({scale}, traits, flipped).output;
+  ASSERT_EQ(expected.size(), 3u * (kPixels * 5 / 2) * (kRows * 7 / 5));
+  for (uint32_t seed = 0; seed < 12; ++seed) {
+    const Chunks chunks{Chunks::Random(seed % 2 ? 50 : 5000, seed),
+                        Chunks::Random(seed % 3 ? 90 : 40000, seed)};
+    const Outcome outcome = RunWhole({color, flip, scale}, traits, input, chunks);
+    ASSERT_EQ(outcome.result, IP_FINISHED);
+    ASSERT_EQ(outcome.output, expected) << seed;
+  }
+}
+
 TEST(ImagePipeline, GivesPartOfARowAndTheRestBeforeTakingInput) {
   Harness harness({kPass}, Traits(1500, 8));
   const Bytes input = RandomBytes(4500, 2);

@@ -1,0 +1,19 @@
+// Reverses the order of the pixels in a row.
+#ifndef SCANTK_IMAGING_MIRROR_H_
+#define SCANTK_IMAGING_MIRROR_H_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace scantk {
+
+// Writes the `bytes` bytes of a row to `output`, last pixel first. A bilevel row is reversed bit by
+// bit, the padding bits of its last byte included. `input` and `output` do not overlap.
+using MirrorFunction = void (*)(const uint8_t* input, uint8_t* output, size_t bytes);
+
+// The function for rows of `bits_per_pixel` (1, 8, 16, 24 or 48); null for any other size.
+MirrorFunction ChooseMirror(int bits_per_pixel);
+
+}  // namespace scantk
+
+#endif  // SCANTK_IMAGING_MIRROR_H_
