@@ -1,0 +1,134 @@
+#include "protocol/resolution_state.h"
+
+#include <limits>
+
+#include "protocol/command_table.h"
+
+namespace scantk {
+namespace {
+
+// A maximum that could not be learnt limits nothing.
+bool Exceeds(int32_t value, int32_t maximum) {
+  return maximum > 0 && value > maximum;
+}
+
+// value * numerator / denominator - 1 in 32 bits, wrapping where the device's numbers are absurd.
+int32_t ScaledLines(int32_t value, int32_t numerator, int32_t denominator) {
+  if (denominator <= 0) return value;
+  const auto product =
+      static_cast<int32_t>(static_cast<uint32_t>(value) * static_cast<uint32_t>(numerator));
+  return static_cast<int32_t>(static_cast<uint32_t>(product / denominator) - 1u);
+}
+
+}  // namespace
+
+int32_t RoundedToInt32(double number) {
+  number += 0.5;
+  using Limits = std::numeric_limits<int32_t>;
+  if (!(number > Limits::min())) return Limits::min();
+  if (number >= Limits::max()) return Limits::max();
+  return static_cast<int32_t>(number);
+}
+
+void ResolutionState::Reset() {
+  gUpScaling = 0;
+  gDevYRes = gReqXRes = gReqYRes = 150;
+  gDevPixelsPerLine = gOutPixelsPerLine = 0;
+  gTransferType = 0;
+}
+
+int32_t ResolutionState::OnCommand(uint32_t id, int32_t value, TraceLog& trace) {
+  switch (id) {
+    case SL_X_RESOLUTION:
+      gReqXRes = value;
+      if (!Exceeds(value, gDevMaxXRes)) break;
+      trace.Print(TRACE_INFO,
+                  "SendCommand: UPSCALING !!!!!  Value > gDevMaxXRes Value %d gDevMaxXRes %d",
+                  value, gDevMaxXRes);
+      gUpScaling = 1;
+      return gDevMaxXRes;
+    case SL_Y_RESOLUTION:
+      gDevYRes = gReqYRes = value;
+      if (!Exceeds(value, gDevMaxYRes)) break;
+      trace.Print(TRACE_INFO,
+                  "SendCommand: UPSCALING !!!!! Value > gDevMaxYRes Value %d gDevMaxYRes %d", value,
+                  gDevMaxYRes);
+      gUpScaling = 1;
+      gDevYRes = gDevMaxYRes;
+      return gDevMaxYRes;
+    case SL_BITS_PER_PIXEL:
+      gBitsPerPixel = value;
+      break;
+    case SL_SCAN_TRANSFER_TYPE:
+      gTransferType = value;
+      break;
+    default:
+      break;
+  }
+  return value;
+}
+
+int32_t ResolutionState::OnAnswer(uint32_t id, char kind, int32_t value, TraceLog& trace) {
+  if (kind == kMaximum) LearnMaximum(id, value, trace);
+  if (id == SL_BITS_PER_PIXEL) gBitsPerPixel = value;
+  return gUpScaling ? Enlarged(id, kind, value, trace) : value;
+}
+
+void ResolutionState::LearnMaximum(uint32_t id, int32_t value, TraceLog& trace) {
+  // The flatbed's answer always counts, the others stand in for it.
+  const auto learn = [&](int32_t& maximum, bool always, const char* format) {
+    if (always || maximum == 0) maximum = value;
+    trace.Print(TRACE_INFO, format, maximum, value);
+  };
+  switch (id) {
+    case SL_X_RESOLUTION_FLAT:
+      learn(gDevMaxXRes, true,
+            "InquireNumber SL_X_RESOLUTION_FLAT HI gDevMaxXRes %ld *pValue %ld ");
+      break;
+    case SL_Y_RESOLUTION_FLAT:
+      learn(gDevMaxYRes, true,
+            "InquireNumber SL_Y_RESOLUTION_FLAT HI gDevMaxYRes %ld *pValue %ld ");
+      break;
+    case SL_X_RESOLUTION_ADF:
+      learn(gDevMaxXRes, false,
+            "InquireNumber SL_X_RESOLUTION_ADF HI gDevMaxXRes %ld *pValue %ld ");
+      break;
+    case SL_Y_RESOLUTION_ADF:
+      learn(gDevMaxYRes, false,
+            "InquireNumber SL_Y_RESOLUTION_ADF HI gDevMaxYRes %ld *pValue %ld ");
+      break;
+    case SL_X_RESOLUTION:
+      learn(gDevMaxXRes, false, "InquireNumber SL_X_RESOLUTION HI gDevMaxXRes %ld *pValue %ld ");
+      break;
+    case SL_Y_RESOLUTION:
+      learn(gDevMaxYRes, false, "InquireNumber SL_Y_RESOLUTION HI gDevMaxYRes %ld *pValue %ld ");
+      break;
+    default:
+      break;
+  }
+}
+
+int32_t ResolutionState::Enlarged(uint32_t id, char kind, int32_t value, TraceLog& trace) {
+  if (kind == kCurrent) trace.Print(TRACE_INFO, "Inquire: gUpScaling!@!!! ");
+  switch (id) {
+    case SL_X_RESOLUTION:
+      return kind == kCurrent && value == gDevMaxXRes ? gReqXRes : value;
+    case SL_Y_RESOLUTION:
+      return kind == kCurrent && value == gDevMaxYRes ? gReqYRes : value;
+    case SL_LINES_PER_SCAN:
+      return ScaledLines(value, gReqYRes, gDevYRes);
+    case SL_PIXELS_PER_LINE:
+      gDevPixelsPerLine = value;
+      if (gDevMaxXRes > 0) {
+        value = RoundedToInt32(static_cast<double>(gReqXRes) / gDevMaxXRes * value);
+      }
+      gOutPixelsPerLine = value;
+      return value;
+    case SL_BYTES_PER_LINE:
+      return static_cast<int32_t>((int64_t{gOutPixelsPerLine} * gBitsPerPixel + 7) / 8);
+    default:
+      return value;
+  }
+}
+
+}  // namespace scantk

@@ -1,0 +1,44 @@
+// What the engine knows of resolutions. A host may ask for more than the device has: the device is
+// then sent its maximum, the host enlarges, and the answers that the caller sees are those of the
+// page that it asked for.
+#ifndef SCANTK_PROTOCOL_RESOLUTION_STATE_H_
+#define SCANTK_PROTOCOL_RESOLUTION_STATE_H_
+
+#include <cstdint>
+
+#include "diag/trace_log.h"
+
+namespace scantk {
+
+struct ResolutionState {
+  int32_t gUpScaling = 0;      // the host must enlarge; stays set until a reset
+  int32_t gDevMaxXRes = 600;   // 0 or less: could not be learnt
+  int32_t gDevMaxYRes = 2400;  // the same
+  int32_t gDevYRes = 300;      // what the device scans at
+  int32_t gReqXRes = 300;      // what the host asked for
+  int32_t gReqYRes = 300;
+  int32_t gDevPixelsPerLine = 0;  // as delivered by the device
+  int32_t gOutPixelsPerLine = 0;  // after enlarging
+  int32_t gBitsPerPixel = 24;
+  int32_t gTransferType = 0;
+
+  // After a successful device reset.
+  void Reset();
+
+  // Takes note of a command about to be sent; returns the value to send in place of `value`.
+  int32_t OnCommand(uint32_t id, int32_t value, TraceLog& trace);
+
+  // Takes note of an answer (0 after a failed inquiry); returns the value to show in its place.
+  int32_t OnAnswer(uint32_t id, char kind, int32_t value, TraceLog& trace);
+
+ private:
+  void LearnMaximum(uint32_t id, int32_t value, TraceLog& trace);
+  int32_t Enlarged(uint32_t id, char kind, int32_t value, TraceLog& trace);
+};
+
+// The whole part of a number plus one half, within the 32-bit range.
+int32_t RoundedToInt32(double number);
+
+}  // namespace scantk
+
+#endif  // SCANTK_PROTOCOL_RESOLUTION_STATE_H_
