@@ -50,7 +50,7 @@ std::string ModulePath(const void* address);
 std::string TemporaryFolder();
 
 // The folder for data shared by all users, without a separator at its end; empty when there is
-// none.
+// none. On Linux /var/lib/scantk, or what SCANTK_COMMON_DATA names.
 std::string CommonDataFolder();
 
 // Creates an empty file of a new name in `folder`, beginning with `prefix` (at most three
