@@ -11,6 +11,7 @@
 #include <cstdlib>
 
 #include "platform/posix/file.h"
+#include "platform/posix/registry_file.h"
 
 namespace scantk {
 namespace {
@@ -71,18 +72,6 @@ std::string ReadAll(int file) {
   return text;
 }
 
-// The folder of the registry file, with a separator at its end.
-std::string RegistryFolder() {
-  if (const char* registry = std::getenv("SCANTK_REGISTRY"); registry && *registry) {
-    const std::string path = registry;
-    return path.substr(0, path.rfind('/') + 1);
-  }
-  const char* config = std::getenv("XDG_CONFIG_HOME");
-  if (config && *config) return std::string(config) + "/scantk/";
-  const char* home = std::getenv("HOME");
-  return std::string(home ? home : "") + "/.config/scantk/";
-}
-
 }  // namespace
 
 std::string NormalMac(std::string_view text) {
@@ -139,7 +128,8 @@ std::string NeighbourAddress(std::string_view table, std::string_view mac) {
 
 std::string DeviceStorePath() {
   if (const char* path = std::getenv("SCANTK_DEVICE_STORE"); path && *path) return path;
-  return RegistryFolder() + "devices.txt";
+  const std::string registry = RegistryFilePath();
+  return registry.substr(0, registry.rfind('/') + 1) + "devices.txt";
 }
 
 bool DeviceStoreLoader::Load(std::vector<StoredDevice>* devices) {
