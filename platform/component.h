@@ -22,6 +22,10 @@ HRESULT CreateComponent(const GUID& clsid, const GUID& iid, void** object);
 HRESULT CreateComponentFrom(const std::string& path, const GUID& clsid, const GUID& iid,
                             void** object);
 
+// The class object itself, from the library at `path`.
+HRESULT GetClassObjectFrom(const std::string& path, const GUID& clsid, const GUID& iid,
+                           void** object);
+
 // Prepares the calling thread for components (multi-threaded), and undoes it.
 HRESULT InitializeComponents();
 void UninitializeComponents();
