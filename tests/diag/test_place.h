@@ -1,0 +1,72 @@
+// A folder of a test's own, with a registry in it, and nothing left of it afterwards.
+#ifndef SCANTK_TESTS_DIAG_TEST_PLACE_H_
+#define SCANTK_TESTS_DIAG_TEST_PLACE_H_
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "platform/console.h"
+#include "platform/registry.h"
+#include "platform/system.h"
+
+namespace scantk {
+
+class TestPlace {
+ public:
+  TestPlace() {
+    // The temporary file reserves the name; the folder takes its place.
+    folder_ = CreateTemporaryFile(TemporaryFolder(), "sct");
+    std::filesystem::remove(folder_);
+    std::filesystem::create_directory(folder_);
+    SetEnvironment("SCANTK_REGISTRY", File("registry.reg"));
+  }
+  ~TestPlace() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+  TestPlace(const TestPlace&) = delete;
+  TestPlace& operator=(const TestPlace&) = delete;
+
+  const std::string& Folder() const { return folder_; }
+  std::string File(const std::string& name) const { return folder_ + kPathSeparator + name; }
+
+ private:
+  std::string folder_;
+};
+
+// All bytes of a file; empty when there is none.
+inline std::string ReadWholeFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// The lines of a trace file without their ends. A line that does not end in CR LF is led by "!".
+inline std::vector<std::string> TraceLines(const std::string& path) {
+  std::vector<std::string> lines;
+  const std::string text = ReadWholeFile(path);
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = text.find('\n', at);
+    if (end == std::string::npos || end == at || text[end - 1] != '\r') {
+      lines.push_back("!" + text.substr(at, end - at));
+    } else {
+      lines.push_back(text.substr(at, end - at - 1));
+    }
+    if (end == std::string::npos) break;
+    at = end + 1;
+  }
+  return lines;
+}
+
+// The path of a program built beside this one.
+inline std::string NeighbourProgram(const std::string& stem) {
+  const std::string own = ExecutablePath();
+  return own.substr(0, own.find_last_of("/\\") + 1) + ProgramFileName(stem);
+}
+
+}  // namespace scantk
+
+#endif  // SCANTK_TESTS_DIAG_TEST_PLACE_H_
