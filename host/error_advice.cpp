@@ -97,10 +97,14 @@ std::string ResultName(HRESULT result) {
 }  // namespace
 
 std::string Describe(const Outcome& outcome) {
-  char numbers[32];
-  std::snprintf(numbers, sizeof numbers, " (0x%08X)", static_cast<unsigned>(outcome.result));
-  return std::string(outcome.method) + ": " + ToolkitErrorText(outcome.code) + " (" +
-         std::to_string(outcome.code) + "), result " + ResultName(outcome.result) + numbers;
+  char number[32];
+  std::snprintf(number, sizeof number, " (0x%08X)", static_cast<unsigned>(outcome.result));
+  std::string text = std::string(outcome.method) + ": ";
+  // What the component runtime answers comes without a code.
+  if (outcome.code != TERR_NONE || SUCCEEDED(outcome.result))
+    text +=
+        std::string(ToolkitErrorText(outcome.code)) + " (" + std::to_string(outcome.code) + "), ";
+  return text + "result " + ResultName(outcome.result) + number;
 }
 
 const char* AdviceFor(HRESULT result, uint32_t code) {

@@ -1,6 +1,7 @@
 #include "host/trace_command.h"
 
 #include <cstdio>
+#include <filesystem>
 
 #include "host/arguments.h"
 #include "host/device_registry.h"
@@ -112,6 +113,8 @@ int RunTraceCommand(std::span<const std::string> words) {
     settings.destination = kToFile | (arguments.Has("--debugger") ? kToDebugger : 0) |
                            (arguments.Has("--collector") ? kToCollector : 0);
     settings.file = arguments.Value("--file");
+    // The toolkit's processes have working folders of their own.
+    if (!settings.file.empty()) settings.file = std::filesystem::absolute(settings.file).string();
     WriteTraceSettings(settings);
   } else if (action == "off") {
     settings.enabled = false;

@@ -47,7 +47,6 @@ class TiffWriter : public PageWriter {
     const bool bits = format.kind == PixelKind::kBlackAndWhite;
     Set(TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
     Set(TIFFTAG_IMAGEWIDTH, format.width);
-    // The length is not announced: it grows with the rows.
     Set(TIFFTAG_BITSPERSAMPLE, bits ? 1 : 8);
     Set(TIFFTAG_SAMPLESPERPIXEL, color ? 3 : 1);
     Set(TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
@@ -60,21 +59,22 @@ class TiffWriter : public PageWriter {
     Set(TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
     Check(TIFFSetField(file_.Get(), TIFFTAG_XRESOLUTION, double(format.x_resolution)) &&
           TIFFSetField(file_.Get(), TIFFTAG_YRESOLUTION, double(format.y_resolution)));
-    row_.resize(format.bytes_per_row);
+    strip_.clear();
+    strip_.reserve(size_t{format.bytes_per_row} * kRowsPerStrip);
   }
 
   void WriteRows(const uint8_t* rows, uint32_t count) override {
-    for (uint32_t i = 0; i < count; ++i, ++rows_, rows += format_.bytes_per_row) {
-      // The library may change the row that it is given.
+    for (uint32_t i = 0; i < count; ++i, rows += format_.bytes_per_row) {
       for (uint32_t x = 0; x < format_.bytes_per_row; ++x)
-        row_[x] =
-            format_.kind == PixelKind::kBlackAndWhite ? static_cast<uint8_t>(~rows[x]) : rows[x];
-      Check(TIFFWriteScanline(file_.Get(), row_.data(), rows_) == 1);
+        strip_.push_back(format_.kind == PixelKind::kBlackAndWhite ? static_cast<uint8_t>(~rows[x])
+                                                                   : rows[x]);
+      if (++rows_ % kRowsPerStrip == 0) WriteStrip();
     }
   }
 
   void EndPage() override {
     if (rows_ == 0) throw HostFailure("TIFF: a picture without rows cannot be written");
+    WriteStrip();
     Check(TIFFWriteDirectory(file_.Get()) == 1);
     ++pages_;
   }
@@ -87,6 +87,7 @@ class TiffWriter : public PageWriter {
     }
     // The page is completed as it stands and then taken out of the chain of pages.
     if (rows_ == 0) WriteRows(std::vector<uint8_t>(format_.bytes_per_row).data(), 1);
+    WriteStrip();
     Check(TIFFWriteDirectory(file_.Get()) == 1);
     Check(TIFFUnlinkDirectory(file_.Get(), static_cast<tdir_t>(pages_ + 1)) == 1);
   }
@@ -100,6 +101,15 @@ class TiffWriter : public PageWriter {
   }
 
  private:
+  // The length is not announced: it grows by a strip at a time.
+  void WriteStrip() {
+    if (strip_.empty()) return;
+    Set(TIFFTAG_IMAGELENGTH, rows_);
+    Check(TIFFWriteEncodedStrip(file_.Get(), (rows_ - 1) / kRowsPerStrip, strip_.data(),
+                                static_cast<tmsize_t>(strip_.size())) > 0);
+    strip_.clear();
+  }
+
   template <class Value>
   void Set(uint32_t tag, Value value) {
     Check(TIFFSetField(file_.Get(), tag, value) == 1);
@@ -113,7 +123,7 @@ class TiffWriter : public PageWriter {
   PageFormat format_;
   uint32_t rows_ = 0;
   uint32_t pages_ = 0;
-  std::vector<uint8_t> row_;
+  std::vector<uint8_t> strip_;  // rows that wait for the rest of their strip
 };
 
 }  // namespace
