@@ -85,17 +85,23 @@ HRESULT CreateComponent(const GUID& clsid, const GUID& iid, void** object) {
   return factory ? factory(iid, object) : REGDB_E_CLASSNOTREG;
 }
 
-HRESULT CreateComponentFrom(const std::string& path, const GUID& clsid, const GUID& iid,
-                            void** object) {
+HRESULT GetClassObjectFrom(const std::string& path, const GUID& clsid, const GUID& iid,
+                           void** object) {
   if (!object) return E_POINTER;
   *object = nullptr;
   void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (!library) return kModuleNotFound;
   using GetClassObject = HRESULT (*)(REFCLSID, REFIID, void**);
   auto get_class_object = reinterpret_cast<GetClassObject>(dlsym(library, "DllGetClassObject"));
-  if (!get_class_object) return kEntryPointNotFound;
+  return get_class_object ? get_class_object(clsid, iid, object) : kEntryPointNotFound;
+}
+
+HRESULT CreateComponentFrom(const std::string& path, const GUID& clsid, const GUID& iid,
+                            void** object) {
+  if (!object) return E_POINTER;
+  *object = nullptr;
   ComPtr<IClassFactory> factory;
-  const HRESULT result = get_class_object(clsid, IID_IClassFactory, factory.OutVoid());
+  const HRESULT result = GetClassObjectFrom(path, clsid, IID_IClassFactory, factory.OutVoid());
   if (FAILED(result)) return result;
   return factory ? factory->CreateInstance(nullptr, iid, object) : E_UNEXPECTED;
 }
