@@ -16,9 +16,9 @@ class InterfacesTest : public ::testing::Test {
 
 TEST_F(InterfacesTest, OneObjectServesAllInterfaces) {
   Toolkit toolkit;
-  IUnknown* const any[] = {toolkit.scanner.Get(),    toolkit.feeder.Get(),
+  IUnknown* const any[] = {toolkit.scanner.Get(),     toolkit.feeder.Get(),
                            toolkit.compression.Get(), toolkit.properties.Get(),
-                           toolkit.panel.Get(),      toolkit.reserve.Get(),
+                           toolkit.panel.Get(),       toolkit.reserve.Get(),
                            toolkit.spf.Get()};
   for (IUnknown* from : any) {
     ComPtr<IUnknown> unknown, adf, adf2, adf3;
@@ -54,8 +54,8 @@ struct Outer final : IUnknown {
 
 TEST_F(InterfacesTest, AggregatesIntoAnOuterObject) {
   ComPtr<IClassFactory> factory;
-  ASSERT_EQ(S_OK, GetClassObjectFrom(LibraryPath(), CLSID_scanner, IID_IClassFactory,
-                                     factory.OutVoid()));
+  ASSERT_EQ(S_OK,
+            GetClassObjectFrom(LibraryPath(), CLSID_scanner, IID_IClassFactory, factory.OutVoid()));
   Outer outer;
   void* refused = nullptr;
   EXPECT_EQ(CLASS_E_NOAGGREGATION, factory->CreateInstance(&outer, IID_IScanner, &refused));
@@ -105,11 +105,12 @@ CONTROL_PANEL_CAPABILITIES g_panel;
 SPF_CAPABILITIES g_spf;
 URS_STATE g_urs;
 
-#define PROBE(object, method, has_pointers, ...)                                            \
-  {#method,                                                                                 \
-   [](Toolkit& t, [[maybe_unused]] uint32_t h, [[maybe_unused]] bool given, uint32_t* code) \
-       -> HRESULT { return t.object->method(__VA_ARGS__ code); },                           \
-   has_pointers}
+#define PROBE(object, method, has_pointers, ...)                                                   \
+  {                                                                                                \
+#method,                                                                                       \
+        [](Toolkit & t, [[maybe_unused]] uint32_t h, [[maybe_unused]] bool given,                  \
+           uint32_t* code) -> HRESULT { return t.object->method(__VA_ARGS__ code); }, has_pointers \
+  }
 #define P(pointer) (given ? pointer : nullptr)
 
 const Probe kProbes[] = {

@@ -91,7 +91,9 @@ void Sandbox::SwitchTraceOn(uint32_t level) {
   WriteRegistry();
 }
 
-std::string Sandbox::Trace() const { return ReadFile(folder_ + "/velkan.log"); }
+std::string Sandbox::Trace() const {
+  return ReadFile(folder_ + "/velkan.log");
+}
 
 std::vector<std::string> Sandbox::TraceLines() const {
   std::istringstream text(Trace());
@@ -104,18 +106,21 @@ std::vector<std::string> Sandbox::TraceLines() const {
   return lines;
 }
 
-void Sandbox::ClearTrace() { std::filesystem::remove(folder_ + "/velkan.log"); }
+void Sandbox::ClearTrace() {
+  std::filesystem::remove(folder_ + "/velkan.log");
+}
 
-std::string LibraryPath() { return SCANTK_LIBRARY_PATH; }
+std::string LibraryPath() {
+  return SCANTK_LIBRARY_PATH;
+}
 
 std::basic_string<WideChar> Wide(const std::string& text) {
   const std::u16string wide = Utf16(text);
   return {wide.begin(), wide.end()};
 }
 
-Toolkit::Toolkit() {
-  EXPECT_EQ(S_OK, CreateComponentFrom(LibraryPath(), CLSID_scanner, IID_IScanner,
-                                      scanner.OutVoid()));
+Toolkit::Toolkit(const std::string& library) {
+  EXPECT_EQ(S_OK, CreateComponentFrom(library, CLSID_scanner, IID_IScanner, scanner.OutVoid()));
   if (!scanner) throw std::runtime_error("the library makes no scanner object");
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_IADF3, feeder.OutVoid()));
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_ICompression, compression.OutVoid()));

@@ -1,5 +1,5 @@
-// What every test of the toolkit as a whole needs: the library opened by path, a registry file of its
-// own, and the trace that was written.
+// What every test of the toolkit as a whole needs: the library opened by path, a registry file of
+// its own, and the trace that was written.
 #ifndef SCANTK_TESTS_CONTRACT_TOOLKIT_H_
 #define SCANTK_TESTS_CONTRACT_TOOLKIT_H_
 
@@ -46,7 +46,7 @@ std::basic_string<WideChar> Wide(const std::string& text);
 
 // A `scanner` object with all its interfaces.
 struct Toolkit {
-  Toolkit();
+  explicit Toolkit(const std::string& library = LibraryPath());
 
   ComPtr<IScanner> scanner;
   ComPtr<IADF3> feeder;

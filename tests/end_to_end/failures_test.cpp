@@ -1,5 +1,5 @@
-// Devices that fail in every way they can: the code of each failure, the bytes before it, and a clean
-// scan right after.
+// Devices that fail in every way they can: the code of each failure, the bytes before it, and a
+// clean scan right after.
 #include "platform/clock.h"
 #include "tests/end_to_end/scanned.h"
 
@@ -113,8 +113,7 @@ TEST_F(FailureTest, ReadsOutsideAScan) {
   ExpectCleanScan("a read without geometry");
   SCANNER_PARAMETERS parameters = Parameters(T_GREYSCALE, 75);
   BUFFER_INFO info = {};
-  ASSERT_EQ(kOk,
-            Call(toolkit->scanner, &IScanner::GetBufferInfo, session, &parameters, &info));
+  ASSERT_EQ(kOk, Call(toolkit->scanner, &IScanner::GetBufferInfo, session, &parameters, &info));
   EXPECT_EQ(kCommunication, read(info.dwBytesPerLine));
   EXPECT_EQ(kInvalidParameter, read(info.dwBytesPerLine + 1));
   ExpectCleanScan("a read outside a scan");

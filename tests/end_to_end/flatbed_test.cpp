@@ -26,7 +26,8 @@ TEST_F(FlatbedTest, EveryModeAndResolutionIsExact) {
       EXPECT_EQ(kOk, page.start);
       EXPECT_EQ(kEndOfPage, page.last_read);
       EXPECT_EQ(kOk, page.stop);
-      EXPECT_EQ(page.bytes.size(), size_t{page.granted.dwBytesPerLine} * page.granted.dwPixelHeight);
+      EXPECT_EQ(page.bytes.size(),
+                size_t{page.granted.dwBytesPerLine} * page.granted.dwPixelHeight);
       EXPECT_TRUE(page.bytes == PaperSeen());
       EXPECT_FALSE(device->locked());
     }

@@ -1,5 +1,5 @@
-// A host of the tests: locks a device (and begins a scan), says so on one descriptor and lets go when
-// the other is closed. Arguments: device, "hold" or "scan", ready descriptor, go descriptor.
+// A host of the tests: locks a device (and begins a scan), says so on one descriptor and lets go
+// when the other is closed. Arguments: device, "hold" or "scan", ready descriptor, go descriptor.
 #include <unistd.h>
 
 #include <cstdlib>

@@ -61,16 +61,14 @@ Page ScanTest::Scan(const SCANNER_PARAMETERS& wanted, uint32_t lines_per_read,
   SCANNER_PARAMETERS parameters = wanted;
   const auto& scanner = toolkit->scanner;
   EXPECT_EQ(kOk, Call(scanner, &IScanner::SetScannerParameters, session, &parameters));
-  EXPECT_EQ(kOk,
-            Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &page.granted));
+  EXPECT_EQ(kOk, Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &page.granted));
   page.start = Call(scanner, &IScanner::StartScan, session);
   const uint32_t piece = page.granted.dwBytesPerLine * lines_per_read;
   std::vector<uint8_t> buffer(piece);
   for (int read = 0; page.start == kOk; ++read) {
     if (between_reads && !between_reads(read)) break;
     uint32_t got = 0;
-    page.last_read =
-        Call(scanner, &IScanner::ReadScanEx, session, buffer.data(), piece, &got);
+    page.last_read = Call(scanner, &IScanner::ReadScanEx, session, buffer.data(), piece, &got);
     EXPECT_LE(got, piece);
     page.bytes.insert(page.bytes.end(), buffer.begin(), buffer.begin() + got);
     if (!(page.last_read == kOk)) break;

@@ -33,9 +33,9 @@ class ScanTest : public ::testing::Test {
 
   // Starts the device and installs it.
   void StartDevice(sim::DeviceConfig config = {});
-  void Open();                                   // opens a session
-  Outcome Lock(uint32_t timeout_ms = 0);         // takes the process lock
-  void OpenAndLock();                            // both, expected to succeed
+  void Open();                            // opens a session
+  Outcome Lock(uint32_t timeout_ms = 0);  // takes the process lock
+  void OpenAndLock();                     // both, expected to succeed
   void Close();
 
   // A flatbed page of the whole window; `change` adjusts it.

@@ -49,8 +49,8 @@ TEST_F(SessionsTest, NamesAndIoTypesThatAreRefusedLeaveNothingBehind) {
   toolkit = std::make_unique<Toolkit>();
   const auto open = [&](const std::string& name, uint32_t type) {
     uint32_t handle = 0;
-    const Outcome outcome = Call(toolkit->scanner, &IScanner::OpenScannerSession,
-                                 Wide(name).c_str(), type, &handle);
+    const Outcome outcome =
+        Call(toolkit->scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), type, &handle);
     if (outcome == kOk) {
       EXPECT_EQ(kOk, Call(toolkit->scanner, &IScanner::CloseScannerSession, handle));
     } else if (handle) {
@@ -108,14 +108,15 @@ TEST_F(SessionsTest, ThreadLocksKeepThreadsApart) {
   EXPECT_EQ(1, device->open_connections());
 }
 
-// The other process: opens the device, says so, and holds its lock until it is killed or told to go.
+// The other process: opens the device, says so, and holds its lock until it is killed or told to
+// go.
 pid_t HoldInAnotherProcess(const std::string& device_name, bool scan, int* ready, int* go) {
   int out[2], in[2];
   if (pipe(out) || pipe(in)) return -1;
   const pid_t child = fork();
   if (child == 0) {
-    execl(SCANTK_HOLDER_PATH, SCANTK_HOLDER_PATH, device_name.c_str(),
-          scan ? "scan" : "hold", std::to_string(out[1]).c_str(), std::to_string(in[0]).c_str(),
+    execl(SCANTK_HOLDER_PATH, SCANTK_HOLDER_PATH, device_name.c_str(), scan ? "scan" : "hold",
+          std::to_string(out[1]).c_str(), std::to_string(in[0]).c_str(),
           static_cast<char*>(nullptr));
     _exit(127);
   }

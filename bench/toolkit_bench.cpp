@@ -1,0 +1,315 @@
+// How fast a page comes through the toolkit, what memory it takes, and how many round trips each
+// method costs. Every speed is a ratio to a yardstick measured in the same run, in turn with it.
+//
+//   scantk-bench-toolkit [--rounds N] [--other LIBRARY]
+//
+// --other: a second build of the library, whose speed is compared with this one's (the build with
+// the trace calls compiled out).
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "simulator/simulated_device.h"
+#include "tests/contract/toolkit.h"
+
+namespace {
+
+using namespace scantk;
+using namespace scantk::test;
+using Clock = std::chrono::steady_clock;
+
+constexpr uint32_t kA4Width = 2480, kA4Length = 3508;  // 1/300 inch
+constexpr uint16_t kDpi = 600;
+
+[[noreturn]] void Die(const std::string& what) {
+  std::fprintf(stderr, "scantk-bench-toolkit: %s\n", what.c_str());
+  std::exit(1);
+}
+
+void Expect(const char* method, const Outcome& outcome, const Outcome& wanted = kOk) {
+  if (!(outcome == wanted))
+    Die(std::string(method) + " failed with " + ToolkitErrorText(outcome.code));
+}
+
+double Seconds(Clock::time_point since) {
+  return std::chrono::duration<double>(Clock::now() - since).count();
+}
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+// A device in a process of its own, so that its memory and its processor time are not ours.
+class DeviceProcess {
+ public:
+  explicit DeviceProcess(const std::string& address) {
+    int ready[2];
+    if (pipe(ready) || pipe(end_)) Die("no pipe");
+    child_ = fork();
+    if (child_ == 0) {
+      sim::DeviceConfig config;
+      config.address = address;
+      config.paper = "pattern";
+      config.keep_log = false;
+      // As long a bed as the longest page of the memory test.
+      config.overrides = {{10482, {}, {}, int64_t{kA4Length} * 10, {}, false},
+                          {11482, {}, {}, int64_t{kA4Length} * 10, {}, false}};
+      close(end_[1]);
+      sim::SimulatedDevice device(config);
+      char word = 1;
+      if (write(ready[1], &word, 1) != 1) _exit(1);
+      [[maybe_unused]] ssize_t ended = read(end_[0], &word, 1);
+      _exit(0);
+    }
+    close(end_[0]);
+    char word;
+    if (read(ready[0], &word, 1) != 1) Die("the simulated device did not start");
+  }
+  ~DeviceProcess() {
+    close(end_[1]);
+    waitpid(child_, nullptr, 0);
+  }
+
+ private:
+  pid_t child_;
+  int end_[2];
+};
+
+SCANNER_PARAMETERS ColourPage(uint32_t length) {
+  SCANNER_PARAMETERS parameters = {};
+  parameters.dwWidth = kA4Width;
+  parameters.dwLength = length;
+  parameters.dwScanMode = T_COLOR;
+  parameters.byBitsPerChannel = 8;
+  parameters.wXResolution = parameters.wYResolution = kDpi;
+  return parameters;
+}
+
+// One session, opened and locked, uncompressed.
+class Host {
+ public:
+  Host(const std::string& library, const std::string& device) : toolkit_(library) {
+    Expect("OpenScannerSession", Call(toolkit_.scanner, &IScanner::OpenScannerSession,
+                                      Wide(device).c_str(), T_IO_NETWORK, &session_));
+    Expect("LockScanner",
+           Call(toolkit_.scanner, &IScanner::LockScanner, session_, T_LOCK_PROCESS, 10000u));
+    Call(toolkit_.compression, &ICompression::SetCompressionType, session_, T_COMPRESSION_NONE);
+  }
+  ~Host() { Call(toolkit_.scanner, &IScanner::CloseScannerSession, session_); }
+
+  // Scans a page; the rate in bytes per second of its reads.
+  double Rate(uint32_t length) {
+    const auto& scanner = toolkit_.scanner;
+    SCANNER_PARAMETERS parameters = ColourPage(length);
+    BUFFER_INFO info = {};
+    Expect("SetScannerParameters",
+           Call(scanner, &IScanner::SetScannerParameters, session_, &parameters));
+    Expect("GetBufferInfo", Call(scanner, &IScanner::GetBufferInfo, session_, &parameters, &info));
+    Expect("StartScan", Call(scanner, &IScanner::StartScan, session_));
+    buffer_.resize(size_t{info.dwBytesPerLine} * 64);
+    uint64_t total = 0;
+    const auto start = Clock::now();
+    for (Outcome read = kOk; read == kOk;) {
+      uint32_t got = 0;
+      read = Call(scanner, &IScanner::ReadScanEx, session_, buffer_.data(),
+                  static_cast<uint32_t>(buffer_.size()), &got);
+      total += got;
+      if (!(read == kOk)) Expect("ReadScanEx", read, kEndOfPage);
+    }
+    const double seconds = Seconds(start);
+    Expect("StopScan", Call(scanner, &IScanner::StopScan, session_));
+    if (total != uint64_t{info.dwBytesPerLine} * info.dwPixelHeight) Die("the page is cut");
+    bytes = total;
+    return static_cast<double>(total) / seconds;
+  }
+
+  uint64_t bytes = 0;
+
+ private:
+  Toolkit toolkit_;
+  uint32_t session_ = 0;
+  std::vector<uint8_t> buffer_;
+};
+
+// The yardstick: the same page asked for by hand and received by a loop that does nothing else.
+double BareRate(const std::string& address) {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in to = {};
+  to.sin_family = AF_INET;
+  to.sin_port = htons(9290);
+  inet_pton(AF_INET, address.c_str(), &to.sin_addr);
+  char greeting[2];
+  if (connect(fd, reinterpret_cast<sockaddr*>(&to), sizeof to) ||
+      recv(fd, greeting, 2, MSG_WAITALL) != 2)
+    Die("no connection to the simulated device");
+  char commands[256];
+  const int length = std::snprintf(commands, sizeof commands,
+                                   "\x1B*a5T\x1B*a24G\x1B*a%dR\x1B*a%dS\x1B*f0X\x1B*f0Y\x1B*f%"
+                                   "uP\x1B*f%uQ\x1B*m2S\x1B*a0C\x1B*f0S",
+                                   kDpi, kDpi, kA4Width, kA4Length);
+  std::vector<uint8_t> buffer(62000);
+  const auto start = Clock::now();
+  if (send(fd, commands, static_cast<size_t>(length), 0) != length) Die("no sending");
+  // The page ends with a block whose flags say so; blocks are told by their headers alone.
+  uint64_t total = 0, until_header = 0;
+  uint8_t header[8] = {};
+  size_t header_bytes = 0;
+  bool last = false;
+  while (!(last && until_header == 0)) {
+    const ssize_t got = recv(fd, buffer.data(), buffer.size(), 0);
+    if (got <= 0) Die("the bare page is cut");
+    total += static_cast<uint64_t>(got);
+    for (size_t at = 0; at < static_cast<size_t>(got);) {
+      if (until_header == 0) {
+        header[header_bytes++] = buffer[at++];
+        if (header_bytes < sizeof header) continue;
+        header_bytes = 0;
+        uint32_t block;
+        std::memcpy(&block, header, sizeof block);
+        until_header = block - sizeof header;
+        last = (header[7] & 0x1A) != 0;
+        if (until_header == 0) break;
+      } else {
+        const size_t skipped = std::min<uint64_t>(until_header, static_cast<size_t>(got) - at);
+        until_header -= skipped;
+        at += skipped;
+      }
+    }
+  }
+  const double seconds = Seconds(start);
+  close(fd);
+  return static_cast<double>(total) / seconds;
+}
+
+long PeakKilobytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);)
+    if (line.rfind("VmHWM:", 0) == 0) return std::atol(line.c_str() + 6);
+  return 0;
+}
+
+void ForgetPeak() {
+  std::ofstream("/proc/self/clear_refs") << "5";
+}
+
+void MeasureThroughput(const std::string& address, const std::string& device, int rounds,
+                       const std::string& other) {
+  std::vector<double> bare, toolkit, without;
+  for (int round = 0; round < rounds; ++round) {
+    bare.push_back(BareRate(address));
+    toolkit.push_back(Host(LibraryPath(), device).Rate(kA4Length));
+    if (!other.empty()) without.push_back(Host(other, device).Rate(kA4Length));
+  }
+  std::printf("600 dpi A4 colour, uncompressed, loopback (medians of %d):\n", rounds);
+  std::printf("  bare receive loop    %8.1f MB/s\n", Median(bare) / 1e6);
+  std::printf("  ReadScanEx           %8.1f MB/s   ratio %.2f\n", Median(toolkit) / 1e6,
+              Median(toolkit) / Median(bare));
+  if (!other.empty())
+    std::printf("  without trace calls  %8.1f MB/s   ratio of ReadScanEx to it %.3f\n",
+                Median(without) / 1e6, Median(toolkit) / Median(without));
+}
+
+void MeasureMemory(const std::string& device) {
+  ForgetPeak();
+  const long idle = PeakKilobytes();
+  Host host(LibraryPath(), device);
+  long peaks[2];
+  for (int i = 0; i < 2; ++i) {
+    ForgetPeak();
+    host.Rate(i == 0 ? kA4Length : kA4Length * 9);
+    peaks[i] = PeakKilobytes();
+  }
+  std::printf("Peak memory: idle %ld kB; one page %+ld kB; nine pages' length %+ld kB\n", idle,
+              peaks[0] - idle, peaks[1] - idle);
+}
+
+void CountRoundTrips(Sandbox& sandbox) {
+  sim::DeviceConfig config;
+  config.address = "127.251.0.2";
+  sim::SimulatedDevice device(config);
+  const std::string name = sandbox.AddNetworkDevice(config.address);
+  Toolkit toolkit;
+  uint32_t session = 0;
+  SCANNER_PARAMETERS parameters = ColourPage(300);
+  parameters.wXResolution = parameters.wYResolution = 75;
+  BUFFER_INFO info = {};
+  SCANNER_CAPABILITIES caps;
+  std::vector<uint8_t> page(4 << 20);
+  uint32_t got = 0;
+  const auto& scanner = toolkit.scanner;
+  std::printf("%-24s %10s %10s %10s\n", "Method", "round trips", "commands", "ms");
+  const auto count = [&](const char* method, const std::function<Outcome()>& call) {
+    const sim::Stats before = device.stats();
+    const auto start = Clock::now();
+    call();
+    const double seconds = Seconds(start);
+    const sim::Stats after = device.stats();
+    std::printf("%-24s %10lld %10lld %10.2f\n", method,
+                static_cast<long long>(after.inquiries - before.inquiries + after.connections -
+                                       before.connections),
+                static_cast<long long>(after.commands - before.commands), seconds * 1e3);
+  };
+  count("OpenScannerSession", [&] {
+    return Call(scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), T_IO_NETWORK, &session);
+  });
+  count("LockScanner",
+        [&] { return Call(scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, 0u); });
+  for (const char* method : {"GetScannerCapabilities", "  again"})
+    count(method, [&] { return Call(scanner, &IScanner::GetScannerCapabilities, session, &caps); });
+  count("SetScannerParameters",
+        [&] { return Call(scanner, &IScanner::SetScannerParameters, session, &parameters); });
+  count("GetBufferInfo",
+        [&] { return Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &info); });
+  count("StartScan", [&] { return Call(scanner, &IScanner::StartScan, session); });
+  const uint32_t line = info.dwBytesPerLine;
+  count("ReadScanEx, first line",
+        [&] { return Call(scanner, &IScanner::ReadScanEx, session, page.data(), line, &got); });
+  count("ReadScanEx, the rest", [&] {
+    return Call(scanner, &IScanner::ReadScanEx, session, page.data(), line * 400, &got);
+  });
+  count("StopScan", [&] { return Call(scanner, &IScanner::StopScan, session); });
+  count("ADFIsReady", [&] {
+    uint8_t ready;
+    return Call(toolkit.feeder, &IADF::ADFIsReady, session, &ready);
+  });
+  count("JobReserveHW",
+        [&] { return Call(toolkit.reserve, &IReserve::JobReserveHW, session, 0u); });
+  count("JobReleaseHW", [&] { return Call(toolkit.reserve, &IReserve::JobReleaseHW, session); });
+  count("UnlockScanner", [&] { return Call(scanner, &IScanner::UnlockScanner, session); });
+  count("CloseScannerSession",
+        [&] { return Call(scanner, &IScanner::CloseScannerSession, session); });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int rounds = 5;
+  std::string other;
+  for (int i = 1; i + 1 < argc; i += 2) {
+    if (!std::strcmp(argv[i], "--rounds"))
+      rounds = std::max(1, std::atoi(argv[i + 1]));
+    else if (!std::strcmp(argv[i], "--other"))
+      other = argv[i + 1];
+    else
+      Die(std::string("unknown option ") + argv[i]);
+  }
+  const std::string address = "127.251.0.1";
+  DeviceProcess process(address);
+  Sandbox sandbox;
+  const std::string device = sandbox.AddNetworkDevice(address);
+  MeasureMemory(device);
+  MeasureThroughput(address, device, rounds, other);
+  CountRoundTrips(sandbox);
+}
