@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <vector>
 
@@ -36,7 +37,9 @@ class PngEncoder {
                  color ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     // Dots per metre.
-    const auto metric = [](uint32_t dpi) { return static_cast<png_uint_32>(dpi / 0.0254 + 0.5); };
+    const auto metric = [](uint32_t dpi) {
+      return static_cast<png_uint_32>(std::lround(dpi / 0.0254));
+    };
     png_set_pHYs(png_, info_, metric(format.x_resolution), metric(format.y_resolution),
                  PNG_RESOLUTION_METER);
     // A scanner does not wait long: the fast level costs a tenth in size.
