@@ -4,60 +4,17 @@
 // of rows to deliver, 0 for as many as come. Reversing needs to know the number; it may be changed
 // while rows arrive, since a device often learns a page's length at its end.
 #include <algorithm>
-#include <vector>
+#include <cstring>
 
 #include "imaging/built_in_xforms.h"
 #include "imaging/mirror.h"
+#include "imaging/row_store.h"
 #include "imaging/row_xform.h"
 
 namespace scantk {
 namespace {
 
 constexpr int64_t kUnlimitedRows = 0x7FFFFFFF;
-
-// The rows that wait to be given in reverse. Memory grows with the rows that arrive, whatever
-// number was announced.
-class RowStore {
- public:
-  void Reset(size_t row_bytes) {
-    slabs_.clear();
-    rows_ = 0;
-    row_bytes_ = row_bytes;
-    rows_per_slab_ = std::max<size_t>(kSlabBytes / row_bytes, 1);
-  }
-
-  int64_t rows() const { return rows_; }
-  const uint8_t* Row(int64_t index) { return At(static_cast<size_t>(index)); }
-
-  bool Append(const uint8_t* row) {
-    const size_t index = static_cast<size_t>(rows_);
-    if (index / rows_per_slab_ == slabs_.size() && !AddSlab()) return false;
-    std::memcpy(At(index), row, row_bytes_);
-    ++rows_;
-    return true;
-  }
-
- private:
-  static constexpr size_t kSlabBytes = size_t{4} << 20;
-
-  uint8_t* At(size_t index) {
-    return slabs_[index / rows_per_slab_].get() + index % rows_per_slab_ * row_bytes_;
-  }
-
-  bool AddSlab() {
-    try {
-      slabs_.emplace_back(new uint8_t[rows_per_slab_ * row_bytes_]);
-      return true;
-    } catch (const std::bad_alloc&) {
-      return false;
-    }
-  }
-
-  std::vector<std::unique_ptr<uint8_t[]>> slabs_;
-  int64_t rows_ = 0;
-  size_t row_bytes_ = 0;
-  size_t rows_per_slab_ = 1;
-};
 
 class Flip : public RowXform {
  public:
@@ -78,8 +35,9 @@ class Flip : public RowXform {
     places_ = rows_ = asked_rows_;
     rows_changed_ = false;
     delivered_ = 0;
-    store_.Reset(row_bytes_);
+    if (vertical_) store_.Reset(row_bytes_);
     mirror_row_ = ChooseMirror(in_traits_.bitsPerPixel);
+    if (!mirrored_.Grow(row_bytes_)) return false;
     out_traits_ = in_traits_;
     if (in_traits_.rowCount >= 0) {
       out_traits_.rowCount = static_cast<int32_t>(std::min<int64_t>(in_traits_.rowCount, rows_));
@@ -89,7 +47,7 @@ class Flip : public RowXform {
 
   IpResult Convert(RowCall& call) {
     if (rows_changed_) ChangeRowCount();
-    if (vertical_ && call.input && store_.rows() < rows_) return Collect(call);
+    if (vertical_ && call.input && Stored() < rows_) return Collect(call);
     if (delivered_ < rows_) return Deliver(call);
     if (!call.input) return IP_FINISHED;
     call.used = std::min(call.available, row_bytes_);  // beyond the row count
@@ -97,6 +55,8 @@ class Flip : public RowXform {
   }
 
  private:
+  int64_t Stored() const { return static_cast<int64_t>(store_.rows()); }
+
   // The places for rows were counted at the start of the page: there are never more. The same
   // number again changes nothing, so that rows already given do not come twice.
   void ChangeRowCount() {
@@ -110,15 +70,16 @@ class Flip : public RowXform {
     if (call.available == 0) return IP_NEED_INPUT;
     if (!HasInputRow(call, row_bytes_) || !store_.Append(call.input)) return IP_FATAL_ERROR;
     call.used = row_bytes_;
-    return store_.rows() < rows_ ? IP_ROW_IN | IP_NEED_INPUT : IP_ROW_IN;
+    return Stored() < rows_ ? IP_ROW_IN | IP_NEED_INPUT : IP_ROW_IN;
   }
 
   IpResult Deliver(RowCall& call) {
     const uint8_t* row = nullptr;  // a row that never came
+    const uint8_t* later = nullptr;
     IpResult result = IP_ROW_OUT | IP_NEED_INPUT;
     if (vertical_) {
-      const int64_t index = rows_ - 1 - delivered_;
-      if (index < store_.rows()) row = store_.Row(index);
+      row = StoredRow(rows_ - 1 - delivered_);
+      later = StoredRow(rows_ - 1 - delivered_ - kRowsAhead);
     } else if (call.input) {
       if (call.available == 0) return IP_NEED_INPUT;
       if (!HasInputRow(call, row_bytes_)) return IP_FATAL_ERROR;
@@ -129,21 +90,32 @@ class Flip : public RowXform {
       return IP_FINISHED;
     }
     if (!HasOutputRow(call, row_bytes_) || (mirror_ && !mirror_row_)) return IP_FATAL_ERROR;
-    Write(row, call.output);
+    Write(row, later ? later : row, call.output);
     call.produced = row_bytes_;
     ++delivered_;
     return result;
   }
 
-  void Write(const uint8_t* row, uint8_t* output) const {
+  // Null for rows that never came.
+  const uint8_t* StoredRow(int64_t index) const {
+    return index >= 0 && index < Stored() ? store_.Row(static_cast<size_t>(index)) : nullptr;
+  }
+
+  // A mirrored row is made in the cache and copied, which is faster than writing it backwards to
+  // wherever the caller's memory lies.
+  void Write(const uint8_t* row, const uint8_t* later, uint8_t* output) {
     if (!row) {
       std::memset(output, 0xFF, row_bytes_);
     } else if (mirror_) {
-      mirror_row_(row, output, row_bytes_);
+      mirror_row_(row, mirrored_.data(), row_bytes_, later);
+      std::memcpy(output, mirrored_.data(), row_bytes_);
     } else {
       std::memcpy(output, row, row_bytes_);
     }
   }
+
+  // How far ahead of the row being mirrored memory is asked for.
+  static constexpr int64_t kRowsAhead = 2;
 
   bool mirror_ = false;
   bool asked_vertical_ = false;
@@ -157,6 +129,7 @@ class Flip : public RowXform {
   int64_t delivered_ = 0;
   RowStore store_;
   MirrorFunction mirror_row_ = nullptr;
+  ByteBuffer mirrored_;
 };
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace scantk {
 namespace {
 
 template <size_t kPixelBytes>
-void MirrorPlain(const uint8_t* input, uint8_t* output, size_t bytes) {
+void MirrorPlain(const uint8_t* input, uint8_t* output, size_t bytes, const uint8_t*) {
   uint8_t* to = output + bytes;
   for (size_t at = 0; at + kPixelBytes <= bytes; at += kPixelBytes) {
     to -= kPixelBytes;
@@ -33,7 +33,7 @@ constexpr std::array<uint8_t, 256> kReversed = [] {
   return table;
 }();
 
-void MirrorBitsPlain(const uint8_t* input, uint8_t* output, size_t bytes) {
+void MirrorBitsPlain(const uint8_t* input, uint8_t* output, size_t bytes, const uint8_t*) {
   for (size_t at = 0; at < bytes; ++at) output[bytes - 1 - at] = kReversed[input[at]];
 }
 
@@ -57,18 +57,23 @@ constexpr std::array<uint8_t, 16> kMirrorControl = [] {
 }();
 
 template <size_t kPixelBytes>
-SCANTK_TARGET_SSSE3 void MirrorSsse3(const uint8_t* input, uint8_t* output, size_t bytes) {
+SCANTK_TARGET_SSSE3 void MirrorSsse3(const uint8_t* input, uint8_t* output, size_t bytes,
+                                     const uint8_t* later) {
   constexpr size_t kStep = 16 / kPixelBytes * kPixelBytes;
   const __m128i control = Load(kMirrorControl<kPixelBytes>.data());
   size_t at = 0;
-  for (; at + 16 <= bytes; at += kStep) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(output + bytes - at - 16),
-                     _mm_shuffle_epi8(Load(input + at), control));
+  for (; at + 64 <= bytes; at += 4 * kStep) {
+    _mm_prefetch(reinterpret_cast<const char*>(later + at), _MM_HINT_T0);
+    for (size_t i = at; i < at + 4 * kStep; i += kStep) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(output + bytes - i - 16),
+                       _mm_shuffle_epi8(Load(input + i), control));
+    }
   }
-  MirrorPlain<kPixelBytes>(input + at, output, bytes - at);
+  MirrorPlain<kPixelBytes>(input + at, output, bytes - at, later);
 }
 
-SCANTK_TARGET_SSSE3 void MirrorBitsSsse3(const uint8_t* input, uint8_t* output, size_t bytes) {
+SCANTK_TARGET_SSSE3 void MirrorBitsSsse3(const uint8_t* input, uint8_t* output, size_t bytes,
+                                         const uint8_t* later) {
   const __m128i control = Load(kMirrorControl<1>.data());
   const __m128i low_mask = _mm_set1_epi8(0x0F);
   const __m128i reversed =  // the nibbles 0..15, each reversed
@@ -82,7 +87,7 @@ SCANTK_TARGET_SSSE3 void MirrorBitsSsse3(const uint8_t* input, uint8_t* output, 
                                          _mm_shuffle_epi8(reversed, high));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(output + bytes - at - 16), swapped);
   }
-  MirrorBitsPlain(input + at, output, bytes - at);
+  MirrorBitsPlain(input + at, output, bytes - at, later);
 }
 
 template <size_t kPixelBytes>

@@ -137,7 +137,7 @@ TEST(Mirror, PathsAgreeWithTheModelOnEveryLength) {
       for (size_t pixels = 1; pixels < 120; ++pixels) {
         const Bytes row = RandomBytes(pixels * size, static_cast<uint32_t>(pixels));
         Bytes output(row.size());
-        mirror(row.data(), output.data(), row.size());
+        mirror(row.data(), output.data(), row.size(), row.data());
         ASSERT_EQ(output, Mirrored(row, bits)) << bits << " bits, " << pixels << " pixels";
       }
     }
