@@ -132,12 +132,15 @@ uint32_t Lock(const std::string& path, File* lock) {
   return 0;
 }
 
-// A failure leaves the old file as it was and no other behind.
+// A failure leaves the old file as it was. The new file's name is always the same, the lock keeps
+// others away from it; so one that a killed writer left is used up by the next.
 uint32_t WriteWhole(const std::string& path, const std::string& bytes) {
   struct stat old;
   const mode_t mode = stat(path.c_str(), &old) == 0 ? old.st_mode & 0777 : 0644;
-  std::string temporary = path + ".XXXXXX";
-  File file(mkostemp(temporary.data(), O_CLOEXEC));
+  const std::string temporary = path + ".new";
+  File file(Uninterrupted([&] {
+    return open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0600);
+  }));
   if (!file) return FileError(errno);
   if (WriteAll(file.Get(), bytes.data(), bytes.size()) && fchmod(file.Get(), mode) == 0 &&
       fsync(file.Get()) == 0 && rename(temporary.c_str(), path.c_str()) == 0) {

@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "platform/component.h"
+#include "platform/error_codes.h"
+#include "platform/owner.h"
+#include "platform/posix/error_table.h"
+#include "platform/posix/unicode.h"
+#include "platform/system.h"
+
+namespace scantk {
+namespace {
+
+TEST(TextTest, Utf8AndUtf16BothWays) {
+  const struct {
+    std::string narrow;
+    std::u16string wide;
+  } kSame[] = {
+      {"", u""},
+      {"plain", u"plain"},
+      {"\xC3\xA4\xE2\x82\xAC", u"\u00E4\u20AC"},
+      {"\xF0\x9F\x98\x80", u"\xD83D\xDE00"},
+      {"\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF", u"\uD7FF\uE000\xDBFF\xDFFF"},
+  };
+  for (const auto& same : kSame) {
+    EXPECT_EQ(Utf16(same.narrow), same.wide);
+    EXPECT_EQ(Narrow(same.wide.c_str()), same.narrow);
+  }
+}
+
+TEST(TextTest, WhatIsNoCharacterBecomesAQuestionMark) {
+  const struct {
+    const char* narrow;
+    std::u16string wide;
+  } kBroken[] = {
+      {"a\x80z", u"a?z"},
+      {"\xC3", u"?"},
+      {"\xC3(", u"?("},
+      {"\xC0\xAF", u"??"},            // over-long
+      {"\xED\xA0\x80", u"???"},       // a surrogate
+      {"\xF4\x90\x80\x80", u"????"},  // beyond the last character
+      {"\xF0\x9F\x98", u"???"},
+      {"\xFF\xFE", u"??"},
+  };
+  for (const auto& broken : kBroken) EXPECT_EQ(Utf16(broken.narrow), broken.wide) << broken.narrow;
+  EXPECT_EQ(Narrow(u"a\xD83Dz"), "a?z");
+  EXPECT_EQ(Narrow(u"\xDE00"), "?");
+  EXPECT_EQ(Narrow(u"\xD83D"), "?");
+  EXPECT_EQ(Narrow(nullptr), "");
+}
+
+TEST(ErrorTableTest, KnowsWhatMattersAbove) {
+  EXPECT_EQ(FileError(0), 0u);
+  EXPECT_EQ(FileError(EACCES), error::kAccessDenied);
+  EXPECT_EQ(FileError(99999), error::kGenFailure);
+  EXPECT_EQ(SocketError(ECONNREFUSED), error::kSocketRefused);
+  EXPECT_EQ(SocketError(EINPROGRESS), error::kSocketWouldBlock);
+  EXPECT_EQ(SocketError(ECONNRESET), error::kSocketConnectionReset);
+  EXPECT_EQ(error::ToResult(SocketError(ETIMEDOUT)), static_cast<HRESULT>(0x8007274C));
+}
+
+struct Object : IUnknown {
+  virtual ~Object() = default;
+  HRESULT QueryInterface(REFIID iid, void** object) override {
+    *object = iid == IID_IUnknown ? this : nullptr;
+    if (*object) AddRef();
+    return *object ? S_OK : E_NOINTERFACE;
+  }
+  ULONG AddRef() override { return ++references; }
+  ULONG Release() override { return --references; }
+  ULONG references = 1;
+};
+
+TEST(InterfaceTableTest, HoldsReferencesUntilRevoked) {
+  Object object;
+  uint32_t cookie = 0;
+  EXPECT_TRUE(GlobalInterfaceTable::Available());
+  EXPECT_EQ(GlobalInterfaceTable::Register(&object, IID_IClassFactory, &cookie), E_NOINTERFACE);
+  EXPECT_EQ(cookie, 0u);
+  ASSERT_EQ(GlobalInterfaceTable::Register(&object, IID_IUnknown, &cookie), S_OK);
+  EXPECT_NE(cookie, 0u);
+  EXPECT_EQ(object.references, 2u);
+  {
+    ComPtr<IUnknown> got;
+    EXPECT_EQ(GlobalInterfaceTable::Get(cookie, IID_IUnknown, got.OutVoid()), S_OK);
+    EXPECT_EQ(got.Get(), &object);
+    EXPECT_EQ(object.references, 3u);
+  }
+  EXPECT_EQ(GlobalInterfaceTable::Revoke(cookie), S_OK);
+  EXPECT_EQ(object.references, 1u);
+  EXPECT_EQ(GlobalInterfaceTable::Revoke(cookie), E_INVALIDARG);
+  void* none = &object;
+  EXPECT_EQ(GlobalInterfaceTable::Get(cookie, IID_IUnknown, &none), E_INVALIDARG);
+  EXPECT_EQ(none, nullptr);
+}
+
+}  // namespace
+}  // namespace scantk
