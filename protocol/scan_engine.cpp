@@ -114,7 +114,8 @@ void ScanEngine::TakeEndOfPage() {
   trace_.Print(TRACE_FLOW, " Scan: Hit EOD: AbortState %d, NumRowsK %ld, NumRowsCMY %d",
                abort_state, rows_k, rows_cmy);
   const bool flips = flip_mode_ == kFlipVertical || flip_mode_ == kFlipTurn;
-  if (status != SL_OK || !flips) return;
+  // A model that does not tell its rows leaves those that were announced.
+  if (status != SL_OK || !flips || rows_k == 0) return;
   ipSetXformParam(flip_index_, kFlipRowsParameter, rows_k, pipeline_.get());
   ipApplyXformParams(flip_index_, pipeline_.get());
 }
