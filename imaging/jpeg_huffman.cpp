@@ -1,0 +1,143 @@
+#include "imaging/jpeg_huffman.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace scantk {
+namespace {
+
+constexpr int kMaxDcSize = 11;  // bits of a value, for samples of 8 bits
+constexpr int kMaxAcSize = 10;
+
+uint32_t Entry(int bits, uint32_t advance, int value) {
+  return static_cast<uint32_t>(bits) | advance << 6 | static_cast<uint32_t>(value) << 16;
+}
+
+// The value that `size` bits stand for.
+int Extend(int bits, int size) {
+  return size > 0 && bits < 1 << (size - 1) ? bits - (1 << size) + 1 : bits;
+}
+
+struct Code {
+  int bits;
+  int length;
+  uint8_t symbol;
+};
+
+class Builder {
+ public:
+  explicit Builder(JpegHuffmanTable& table) : table_(table) {
+    // Whatever no code claims below is too long for the table, or impossible.
+    std::fill(std::begin(table.entries), std::end(table.entries), LongEntry(0, 0));
+  }
+
+  void set_end(const Code& end) { end_ = end; }
+
+  void Add(const Code& code) {
+    const int run = code.symbol >> 4;
+    const int size = code.symbol & 15;
+    if (code.length > kJpegLookUpBits) return;
+    if (table_.is_dc ? code.symbol > kMaxDcSize
+                     : size > kMaxAcSize || (size == 0 && IsNoRun(run))) {
+      Fill(code.bits, code.length, LongEntry(code.length, code.symbol));
+    } else if (!table_.is_dc && code.symbol == 0) {
+      Fill(code.bits, code.length, Entry(code.length, kJpegBehind + kJpegEnd, 0));
+    } else if (code.length + size > kJpegLookUpBits) {
+      Fill(code.bits, code.length, LongEntry(code.length, code.symbol));
+    } else {
+      AddValues(code, table_.is_dc ? 0 : run + 1, size);
+    }
+  }
+
+ private:
+  static bool IsNoRun(int run) { return run != 0 && run != 15; }
+
+  // The value's place holds the code's length and symbol.
+  static uint32_t LongEntry(int length, int symbol) {
+    return Entry(0, kJpegBehind + kJpegLong, length << 8 | symbol);
+  }
+
+  // To every index that begins with the `length` bits `bits`.
+  void Fill(int bits, int length, uint32_t entry) {
+    const int rest = kJpegLookUpBits - length;
+    std::fill_n(table_.entries + (static_cast<size_t>(bits) << rest), size_t{1} << rest, entry);
+  }
+
+  void AddValues(const Code& code, int advance, int size) {
+    const int length = code.length + size;
+    const uint32_t step = static_cast<uint32_t>(advance);
+    for (int i = 0; i < 1 << size; ++i) {
+      const int bits = code.bits << size | i;
+      const int value = Extend(i, size);
+      Fill(bits, length, Entry(length, step, value));
+      if (size == 0 || end_.length == 0 || length + end_.length > kJpegLookUpBits) continue;
+      Fill(bits << end_.length | end_.bits, length + end_.length,
+           Entry(length + end_.length, step + kJpegThenEnd, value));
+    }
+  }
+
+  JpegHuffmanTable& table_;
+  Code end_{};
+};
+
+// Calls `use` with every code, in order.
+template <class Use>
+void ForEachCode(const JpegHuffmanCodes& codes, Use use) {
+  int bits = 0;
+  int index = 0;
+  for (int length = 1; length <= 16; ++length, bits *= 2) {
+    for (int i = 0; i < codes.counts[length]; ++i)
+      use(Code{bits++, length, codes.symbols[index++]});
+  }
+}
+
+}  // namespace
+
+void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable* table) {
+  table->is_dc = is_dc;
+  table->end_bits = 0;
+  std::memcpy(table->symbols, codes.symbols, sizeof(table->symbols));
+  int bits = 0;
+  int index = 0;
+  for (int length = 1; length <= 16; ++length, bits *= 2) {
+    table->offsets[length] = index - bits;
+    bits += codes.counts[length];
+    index += codes.counts[length];
+    table->limits[length] = static_cast<uint32_t>(bits) << (16 - length);
+  }
+
+  Builder builder(*table);
+  if (!is_dc) {
+    ForEachCode(codes, [&](const Code& code) {
+      if (code.symbol != 0 || table->end_bits != 0) return;
+      builder.set_end(code);
+      table->end_bits = static_cast<uint32_t>(code.length);
+    });
+  }
+  ForEachCode(codes, [&](const Code& code) { builder.Add(code); });
+}
+
+JpegSymbol DecodeLongJpegSymbol(const JpegHuffmanTable& table, uint32_t entry, uint64_t bits) {
+  uint32_t length = entry >> 24;
+  uint32_t symbol = entry >> 16 & 255;
+  if (length == 0) {
+    const uint32_t next = static_cast<uint32_t>(bits >> 48);
+    length = kJpegLookUpBits + 1;
+    while (length <= 16 && next >= table.limits[length]) ++length;
+    if (length > 16) return {};
+    const int32_t code = static_cast<int32_t>(next >> (16 - length));
+    symbol = table.symbols[(code + table.offsets[length]) & 255];
+  }
+  const uint32_t size = table.is_dc ? symbol : symbol & 15;
+  const uint32_t run = symbol >> 4;
+  if (table.is_dc ? size > kMaxDcSize : size > kMaxAcSize) return {};
+  if (!table.is_dc && size == 0) {
+    if (run == 0) return {length, kJpegBehind + kJpegEnd, 0};
+    if (run != 15) return {};
+  }
+  const int raw = size == 0 ? 0 : static_cast<int>(bits << length >> (64 - size));
+  return {length + size, table.is_dc ? 0 : run + 1, Extend(raw, static_cast<int>(size))};
+}
+
+}  // namespace scantk

@@ -1,0 +1,48 @@
+// Huffman tables made for speed: one look-up gives a coefficient's code and value together.
+#ifndef SCANTK_IMAGING_JPEG_HUFFMAN_H_
+#define SCANTK_IMAGING_JPEG_HUFFMAN_H_
+
+#include "imaging/jpeg_header.h"
+
+namespace scantk {
+
+// Looked up with the next kJpegLookUpBits bits. An entry is, from its low bits up:
+//   6 bits   bits to skip, at most kJpegLookUpBits: the code, its value and perhaps an EOB behind
+//   10 bits  how far the coefficient's index moves, with one of the marks below
+//   16 bits  the value, signed
+// so that the loop over the coefficients needs no case but "the index has left the block".
+inline constexpr int kJpegLookUpBits = 11;
+
+// Marks in the index. The low seven bits of a marked index lie behind the block or, with
+// kJpegThenEnd, where the coefficient belongs.
+inline constexpr uint32_t kJpegBehind = 64;    // added, so that nothing is stored in the block
+inline constexpr uint32_t kJpegEnd = 128;      // EOB
+inline constexpr uint32_t kJpegThenEnd = 256;  // a coefficient, and the EOB behind it
+inline constexpr uint32_t kJpegLong = 512;     // too long for the table: nothing is skipped
+inline constexpr uint32_t kJpegIndexMask = 127;
+
+struct JpegHuffmanTable {
+  uint32_t entries[1 << kJpegLookUpBits];
+  uint32_t end_bits;  // length of the EOB code, 0: there is none
+  // For codes that do not fit. `limits[n]`: the first 16 bits of every code of n bits are below it.
+  uint32_t limits[17];
+  int32_t offsets[17];  // from a code of n bits to the index of its symbol
+  uint8_t symbols[256];
+  bool is_dc;
+};
+
+// A DC table's values are differences and its entries move the index by 0; entries that do not fit
+// carry kJpegLong all the same.
+void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable* table);
+
+// One symbol with its value, decoded from at least 32 bits, the next of them the highest.
+struct JpegSymbol {
+  uint32_t bits;     // to skip; 0: there is no such code, or it means nothing in this kind of table
+  uint32_t advance;  // as in an entry
+  int32_t value;
+};
+JpegSymbol DecodeLongJpegSymbol(const JpegHuffmanTable& table, uint32_t entry, uint64_t bits);
+
+}  // namespace scantk
+
+#endif  // SCANTK_IMAGING_JPEG_HUFFMAN_H_

@@ -1,0 +1,122 @@
+// The plain transform: the factorisation by Loeffler, Ligtenberg and Moschytz with 12
+// multiplications, constants scaled by 2^13, columns first with two fraction bits kept.
+//
+// It is defined for every coefficient: products wrap at 32 bits, columns saturate at 16 bits, as
+// they do in vector registers. No picture that was ever encoded comes near either limit.
+#include "imaging/jpeg_idct.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace scantk {
+
+const uint8_t kJpegNaturalOrder[64] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+namespace {
+
+constexpr int kFractionBits = 13;
+constexpr int kColumnShift = kFractionBits - 2;   // keeps two bits for the rows
+constexpr int kRowShift = kFractionBits + 2 + 3;  // and takes them off, with the factor 8
+
+// One dimension of eight values; `put(i, value)` gets them before rounding.
+struct Even {
+  uint32_t v[4];
+};
+
+Even EvenPart(uint32_t in0, uint32_t in2, uint32_t in4, uint32_t in6, uint32_t rounding) {
+  const uint32_t z1 = (in2 + in6) * 4433u;
+  const uint32_t t2 = z1 - in6 * 15137u;
+  const uint32_t t3 = z1 + in2 * 6270u;
+  const uint32_t t0 = ((in0 + in4) << kFractionBits) + rounding;
+  const uint32_t t1 = ((in0 - in4) << kFractionBits) + rounding;
+  return {{t0 + t3, t1 + t2, t1 - t2, t0 - t3}};
+}
+
+Even OddPart(uint32_t in1, uint32_t in3, uint32_t in5, uint32_t in7) {
+  const uint32_t z5 = (in1 + in3 + in5 + in7) * 9633u;
+  const uint32_t z1 = (in7 + in1) * 7373u;
+  const uint32_t z2 = (in5 + in3) * 20995u;
+  const uint32_t z3 = z5 - (in7 + in3) * 16069u;
+  const uint32_t z4 = z5 - (in5 + in1) * 3196u;
+  return {{in1 * 12299u - z1 + z4, in3 * 25172u - z2 + z3, in5 * 16819u - z2 + z4,
+           in7 * 2446u - z1 + z3}};
+}
+
+int Descale(uint32_t value, int shift) {
+  return static_cast<int32_t>(value) >> shift;
+}
+
+int16_t Saturated(int value) {
+  return static_cast<int16_t>(std::clamp(value, -32768, 32767));
+}
+
+uint8_t Sample(int value) {
+  return static_cast<uint8_t>(std::clamp(value + 128, 0, 255));
+}
+
+// One column of coefficients, of which the first `kRows` rows may differ from zero.
+template <int kRows>
+void Column(const int16_t* in, int16_t* out) {
+  const auto at = [&](int row) { return row < kRows ? static_cast<uint32_t>(in[8 * row]) : 0u; };
+  const Even even = EvenPart(at(0), at(2), at(4), at(6), 1u << (kColumnShift - 1));
+  const Even odd = OddPart(at(1), at(3), at(5), at(7));
+  for (int i = 0; i < 4; ++i) {
+    out[8 * i] = Saturated(Descale(even.v[i] + odd.v[i], kColumnShift));
+    out[8 * (7 - i)] = Saturated(Descale(even.v[i] - odd.v[i], kColumnShift));
+  }
+}
+
+template <int kColumns>
+void Row(const int16_t* in, uint8_t* out) {
+  const auto at = [&](int column) {
+    return column < kColumns ? static_cast<uint32_t>(in[column]) : 0u;
+  };
+  // The rounding is half of the last bit, which is 16 in units of the first value.
+  const uint32_t first = static_cast<uint32_t>(std::min(in[0] + 16, 32767));
+  const Even even = EvenPart(first, at(2), at(4), at(6), 0);
+  const Even odd = OddPart(at(1), at(3), at(5), at(7));
+  for (int i = 0; i < 4; ++i) {
+    out[i] = Sample(Descale(even.v[i] + odd.v[i], kRowShift));
+    out[7 - i] = Sample(Descale(even.v[i] - odd.v[i], kRowShift));
+  }
+}
+
+// `kSize`: 8, or 4 when all coefficients are in the upper left 4x4.
+template <int kSize>
+void TransformBlock(int16_t* coefficients, const JpegTarget& target) {
+  int16_t columns[64];
+  for (int x = 0; x < kSize; ++x) Column<kSize>(coefficients + x, columns + x);
+  for (int y = 0; y < 8; ++y) Row<kSize>(columns + 8 * y, target.samples + y * target.stride);
+  std::memset(coefficients, 0, 8 * kSize * sizeof(*coefficients));
+}
+
+void Run(JpegBlockQueue& queue) {
+  for (int i = 0; i < queue.counts[0]; ++i) {
+    const int place = queue.places[0][i];
+    TransformBlock<8>(queue.coefficients[place], queue.targets[place]);
+  }
+  for (int i = 0; i < queue.counts[1]; ++i) {
+    const int place = queue.places[1][i];
+    TransformBlock<4>(queue.coefficients[place], queue.targets[place]);
+  }
+  queue.counts[0] = queue.counts[1] = queue.used = 0;
+}
+
+}  // namespace
+
+JpegTransformKind PlainJpegTransform() {
+  struct Order {
+    Order() {
+      std::fill(std::begin(places), std::end(places), uint8_t{JpegBlockQueue::kScratch});
+      std::copy(std::begin(kJpegNaturalOrder), std::end(kJpegNaturalOrder), places);
+    }
+    uint8_t places[128];
+  };
+  static const Order order;
+  return {Run, order.places};
+}
+
+}  // namespace scantk

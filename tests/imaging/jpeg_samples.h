@@ -1,0 +1,78 @@
+// JPEG streams for the tests, made and read back by the established library.
+#ifndef SCANTK_TESTS_IMAGING_JPEG_SAMPLES_H_
+#define SCANTK_TESTS_IMAGING_JPEG_SAMPLES_H_
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/imaging/pipeline_harness.h"
+
+namespace scantk::testing {
+
+struct Factors {
+  int h, v;
+};
+
+enum class Content { kSmooth, kNoise, kExtreme };
+
+struct JpegRecipe {
+  int width = 40;
+  int height = 30;
+  std::vector<Factors> factors = {{1, 1}};  // one per component
+  int quality = 75;
+  int restart = 0;  // MCUs
+  Content content = Content::kSmooth;
+  bool own_tables = false;  // Huffman tables made for this picture
+  bool wide_quantisation = false;
+
+  int h_max() const;
+  int v_max() const;
+  std::string Name() const;
+};
+inline std::ostream& operator<<(std::ostream& out, const JpegRecipe& r) {
+  return out << r.Name();
+}
+
+Bytes EncodeJpeg(const JpegRecipe& recipe);
+
+// A gray picture of `blocks` blocks in a row whose coefficients, in zigzag order, are given.
+Bytes EncodeCoefficients(const std::vector<std::vector<int16_t>>& blocks, int quantisation);
+
+// What the library makes of a stream: interleaved rows of full resolution, accurate transform, no
+// smoothing, no colour conversion. Factors whose ratios are no whole numbers are repeated here from
+// the planes that it gives.
+Bytes DecodeByLibrary(const Bytes& stream);
+
+// The planes of the components, as far as the picture reaches.
+std::vector<Bytes> PlanesByLibrary(const Bytes& stream);
+
+// Our decoder alone in a pipeline.
+inline Outcome DecodeJpeg(const Bytes& stream, const Chunks& chunks = {},
+                          int64_t keep_sampling = 0) {
+  Harness harness({BuiltIn(XFORM_JPEG_DECODE, {keep_sampling})}, Traits(1, 8), false);
+  harness.Feed(stream, chunks);
+  harness.Drain(chunks);
+  return harness.outcome();
+}
+
+// A stream taken apart, for tests that put it together differently.
+struct JpegParts {
+  struct Segment {
+    uint8_t marker;
+    Bytes body;
+  };
+  std::vector<Segment> head;  // from behind SOI to SOS
+  Bytes scan;                 // coded data with its restart markers
+  Bytes tail = {0xFF, 0xD9};
+
+  explicit JpegParts(const Bytes& stream);
+  Bytes Join() const;
+  Segment& Find(uint8_t marker);
+};
+
+Bytes JpegSegmentBytes(uint8_t marker, const Bytes& body);
+
+}  // namespace scantk::testing
+
+#endif  // SCANTK_TESTS_IMAGING_JPEG_SAMPLES_H_
