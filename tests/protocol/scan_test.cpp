@@ -116,7 +116,7 @@ TEST_F(ScanTest, PlainTransferCountsItsBytes) {
     const Scanned scanned = ReadPage();
     EXPECT_EQ(SL_PAGE_FINISHED, scanned.status);
     EXPECT_TRUE(image == scanned.image);
-    EXPECT_EQ("behind the page", device.pending);
+    EXPECT_EQ("behind the page", device.Pending());
   }
   Device d = ColourDevice(20, 10);
   d.page = Pattern(599);
@@ -171,7 +171,7 @@ TEST_F(ScanTest, EndsOnWhatTheDeviceDoes) {
     // The next page is as good as the first.
     uint32_t written = 0;
     EXPECT_EQ(SL_OK, engine->Scan(4, nullptr, 0, &written));
-    device.pending.clear();
+    device.taken = device.pending.size();
     device.page = Page(image, 10);
     EXPECT_EQ(SL_PAGE_FINISHED, ReadPage().status) << c.what;
   }

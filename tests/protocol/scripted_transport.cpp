@@ -93,7 +93,7 @@ std::string Script::Faults() const {
         text += "never written: " + Readable(step.bytes) + "\n";
         break;
       case Step::Kind::kRead:
-        text += "never read: " + Readable(step.bytes) + "\n";
+        text += "never read: " + Readable(std::string_view(step.bytes).substr(step.used)) + "\n";
         break;
       case Step::Kind::kEndRead:
         text += "no read ended with " + std::to_string(step.result) + "\n";
@@ -122,12 +122,12 @@ IoResult ScriptedTransport::ReadData(void* buffer, uint32_t* length, Overlapped*
   *length = 0;
   while (*length < wanted) {
     if (!script_.steps_.empty() && script_.steps_.front().kind == Kind::kRead) {
-      std::string& bytes = script_.steps_.front().bytes;
-      const size_t count = std::min<size_t>(bytes.size(), wanted - *length);
-      std::memcpy(out + *length, bytes.data(), count);
+      Script::Step& step = script_.steps_.front();
+      const size_t count = std::min<size_t>(step.bytes.size() - step.used, wanted - *length);
+      std::memcpy(out + *length, step.bytes.data() + step.used, count);
       *length += static_cast<uint32_t>(count);
-      bytes.erase(0, count);
-      if (bytes.empty()) script_.steps_.pop_front();
+      step.used += count;
+      if (step.used == step.bytes.size()) script_.steps_.pop_front();
       continue;
     }
     IoResult result = kIoTimeout;
@@ -203,9 +203,9 @@ Device ColourDevice(int32_t pixels, int32_t rows) {
 
 IoResult DeviceDouble::ReadData(void* buffer, uint32_t* length, Overlapped*) {
   ++device_.reads;
-  const size_t count = std::min<size_t>(device_.pending.size(), *length);
-  std::memcpy(buffer, device_.pending.data(), count);
-  device_.pending.erase(0, count);
+  const size_t count = std::min<size_t>(device_.pending.size() - device_.taken, *length);
+  std::memcpy(buffer, device_.pending.data() + device_.taken, count);
+  device_.taken += count;
   const bool all = count == *length;
   *length = static_cast<uint32_t>(count);
   if (all) return 0;

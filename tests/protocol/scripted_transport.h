@@ -62,6 +62,7 @@ class Script {
     std::string bytes;
     IoResult result = 0;
     uint32_t count = 0;  // bytes that a write transfers
+    size_t used = 0;     // bytes that reads have taken
   };
   void Fault(std::string text);
 
@@ -100,11 +101,13 @@ struct Device {
   std::function<void(const std::string&)> on_command;
 
   std::vector<std::string> log;  // commands, and inquiries with a '?' before them
-  std::string pending;           // bytes on their way to the host
+  std::string pending;           // bytes on their way to the host, the first `taken` gone
+  size_t taken = 0;
   IoTimeouts timeouts{30000, 30000, 30000};
   uint64_t reads = 0;
   uint64_t waited_ms = 0;  // what the time-outs of unanswered reads add up to
 
+  std::string Pending() const { return pending.substr(taken); }
   // The commands sent, without the inquiries.
   std::vector<std::string> Commands() const;
 };
