@@ -13,8 +13,8 @@ struct ResultAdvice {
 // Asked first: these results say more than the code that comes with them.
 constexpr ResultAdvice kResultAdvice[] = {
     {VELKAN_E_SCONF_FIREWALL,
-     "Something refused the connection. Check that a firewall lets this program reach the device's "
-     "TCP ports 9290 to 9292, and that scanning is switched on at the device."},
+     "The connection was refused: no scanner at that address and port (scanhost devices), scanning "
+     "switched off at the device, or a firewall between here and its TCP ports 9290 to 9292."},
     {VELKAN_E_SCONF_REJECTED,
      "No connection to the device. Check that it is switched on and that its address and port are "
      "right (scanhost devices); `scanhost trace on` records the conversation."},
