@@ -27,6 +27,7 @@ class TestPlace {
   ~TestPlace() {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
+    RemoveLockFiles();
   }
   TestPlace(const TestPlace&) = delete;
   TestPlace& operator=(const TestPlace&) = delete;
@@ -35,6 +36,16 @@ class TestPlace {
   std::string File(const std::string& name) const { return folder_ + kPathSeparator + name; }
 
  private:
+  // Where named semaphores are files, those named after something of this place stay behind.
+  void RemoveLockFiles() const {
+    const std::string name = std::filesystem::path(folder_).filename().string();
+    std::error_code ignored;
+    for (const char* folder : {"/dev/shm/scantk", "/tmp/scantk"})
+      for (const auto& entry : std::filesystem::directory_iterator(folder, ignored))
+        if (entry.path().filename().string().find(name) != std::string::npos)
+          std::filesystem::remove(entry.path(), ignored);
+  }
+
   std::string folder_;
 };
 

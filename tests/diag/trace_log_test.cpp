@@ -315,6 +315,7 @@ TEST_F(TraceLogTest, LastErrorStaysAsItWas) {
 TEST_F(TraceLogTest, CollectorGetsLinesOfEveryThread) {
   RegisterBuiltInClass(CLSID_LogCollector, TestCollector::Create);
   TestCollector& collector = TestCollector::Instance();
+  collector.TakeCalls();
   Configure(1, 0xFFFFFFFF, 4);
   {
     TraceLog trace;
