@@ -102,7 +102,8 @@ class Table : public RowXform {
 
   void BuildNarrow(const Curve& curve, size_t component) {
     for (size_t v = 0; v < 256; ++v) {
-      narrow_[component][v] = static_cast<uint8_t>(curve.At(static_cast<double>(v)) * 255.0 + 0.5);
+      narrow_[component][v] =
+          static_cast<uint8_t>(std::lround(curve.At(static_cast<double>(v)) * 255.0));
     }
   }
 
@@ -111,7 +112,7 @@ class Table : public RowXform {
       // The last entry lies one past the greatest sample; scaling by 65536 keeps the straight line
       // exact at every step.
       const double sample = static_cast<double>(i * kSteps) * 65535.0 / 65536.0;
-      wide_[component][i] = static_cast<uint32_t>(curve.At(sample) * 65536.0 + 0.5);
+      wide_[component][i] = static_cast<uint32_t>(std::lround(curve.At(sample) * 65536.0));
     }
   }
 
