@@ -13,8 +13,8 @@ namespace scantk {
 
 // Creates an object of the class `clsid` in any server context and asks it for `iid`. On Linux the
 // class is looked up under CLSID\{...}\InprocServer32 of the registry file (machine classes, then
-// the user's), then among the built-in stand-ins (RegisterBuiltInClass). REGDB_E_CLASSNOTREG: no
-// such class.
+// the user's). A class that is not registered is looked for among the built-in ones
+// (RegisterBuiltInClass). REGDB_E_CLASSNOTREG: no such class.
 HRESULT CreateComponent(const GUID& clsid, const GUID& iid, void** object);
 
 // Loads the component library at `path` and asks its class object for `clsid`: for hosts and tests

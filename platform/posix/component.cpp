@@ -6,9 +6,8 @@
 #include <map>
 #include <mutex>
 #include <new>
-#include <vector>
 
-#include "platform/error_codes.h"
+#include "platform/built_in_classes.h"
 #include "platform/owner.h"
 #include "platform/posix/unicode.h"
 #include "platform/registry.h"
@@ -18,30 +17,6 @@ namespace {
 
 constexpr HRESULT kModuleNotFound = static_cast<HRESULT>(0x8007007E);
 constexpr HRESULT kEntryPointNotFound = static_cast<HRESULT>(0x8007007F);
-
-struct BuiltInClass {
-  GUID clsid;
-  BuiltInFactory factory;
-};
-
-// Never destroyed: components may be asked for while the process ends.
-struct BuiltInClasses {
-  std::mutex mutex;
-  std::vector<BuiltInClass> classes;
-};
-BuiltInClasses& TheBuiltInClasses() {
-  static auto* classes = new BuiltInClasses;
-  return *classes;
-}
-
-BuiltInFactory FindBuiltIn(const GUID& clsid) {
-  BuiltInClasses& all = TheBuiltInClasses();
-  std::lock_guard<std::mutex> lock(all.mutex);
-  for (const BuiltInClass& built_in : all.classes) {
-    if (built_in.clsid == clsid) return built_in.factory;
-  }
-  return nullptr;
-}
 
 // The library that the registry names for a class; empty when it names none.
 std::string RegisteredLibrary(const GUID& clsid) {
@@ -81,8 +56,7 @@ HRESULT CreateComponent(const GUID& clsid, const GUID& iid, void** object) {
   *object = nullptr;
   const std::string library = RegisteredLibrary(clsid);
   if (!library.empty()) return CreateComponentFrom(library, clsid, iid, object);
-  BuiltInFactory factory = FindBuiltIn(clsid);
-  return factory ? factory(iid, object) : REGDB_E_CLASSNOTREG;
+  return CreateBuiltIn(clsid, iid, object);
 }
 
 HRESULT GetClassObjectFrom(const std::string& path, const GUID& clsid, const GUID& iid,
@@ -111,18 +85,6 @@ HRESULT InitializeComponents() {
 }
 
 void UninitializeComponents() {}
-
-void RegisterBuiltInClass(const GUID& clsid, BuiltInFactory factory) {
-  BuiltInClasses& all = TheBuiltInClasses();
-  std::lock_guard<std::mutex> lock(all.mutex);
-  for (BuiltInClass& built_in : all.classes) {
-    if (built_in.clsid == clsid) {
-      built_in.factory = factory;
-      return;
-    }
-  }
-  all.classes.push_back({clsid, factory});
-}
 
 void* TaskAlloc(size_t bytes) {
   return std::malloc(bytes == 0 ? 1 : bytes);
