@@ -9,9 +9,14 @@
 namespace scanhost {
 namespace {
 
-// One read asks for about this much: enough to keep the wire busy, little enough to notice Ctrl-C
-// on a slow one. It is all the image memory that a job takes.
+using Clock = std::chrono::steady_clock;
+
+// The most that one read asks for; all the image memory that a job takes. A slow device is asked
+// for less, so that Ctrl-C is noticed within a second.
 constexpr uint32_t kReadBytes = 256 * 1024;
+constexpr uint32_t kFirstReadBytes = 32 * 1024;
+constexpr auto kShortRead = std::chrono::milliseconds(50);
+constexpr auto kLongRead = std::chrono::milliseconds(500);
 
 // A row of more than this is not believed (65535 pixels at 48 bits take 393210 bytes).
 constexpr uint32_t kMaxRowBytes = 1024 * 1024;
@@ -157,27 +162,30 @@ void ScanJob::ScanPage(PageWriter& writer, Page* page) {
     throw HostFailure("the device announced rows of " + std::to_string(granted.dwPixelWidth) +
                       " pixels in " + std::to_string(granted.dwBytesPerLine) +
                       " bytes; check the area and the resolution");
-  const auto start = std::chrono::steady_clock::now();
+  const auto start = Clock::now();
   session_.StartScan();
   writer.BeginPage({request_.kind, granted.dwPixelWidth, granted.dwPixelHeight,
                     granted.dwBytesPerLine, request_.x_resolution, request_.y_resolution});
   progress_.Begin("page " + std::to_string(pages_done_ + 1), granted.dwPixelHeight);
   ReadRows(writer, page);
-  page->seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  page->seconds = std::chrono::duration<double>(Clock::now() - start).count();
 }
 
 void ScanJob::ReadRows(PageWriter& writer, Page* page) {
   const uint32_t row_bytes = page->granted.dwBytesPerLine;
-  buffer_.resize(size_t{row_bytes} * std::max(kReadBytes / row_bytes, 1u));
+  const uint32_t most = std::max(kReadBytes / row_bytes, 1u);
+  uint32_t wanted = std::max(kFirstReadBytes / row_bytes, 1u);
+  buffer_.resize(size_t{row_bytes} * most);
   for (;;) {
     ThrowIfInterrupted();
     uint32_t got = 0;
-    const Outcome outcome =
-        Try("ReadScanEx", session_.scanner(), &IScanner::ReadScanEx, session_.handle(),
-            buffer_.data(), static_cast<uint32_t>(buffer_.size()), &got);
+    const auto start = Clock::now();
+    const Outcome outcome = Try("ReadScanEx", session_.scanner(), &IScanner::ReadScanEx,
+                                session_.handle(), buffer_.data(), wanted * row_bytes, &got);
+    const auto time = Clock::now() - start;
     const bool end = SUCCEEDED(outcome.result) && outcome.code == TERR_SCANNER_END_OF_PAGE;
     if (!outcome.Clean() && !end) throw ToolkitFailure(outcome);
-    const uint32_t rows = std::min<uint32_t>(got, buffer_.size()) / row_bytes;
+    const uint32_t rows = std::min(got / row_bytes, wanted);
     if (rows > 0) writer.WriteRows(buffer_.data(), rows);
     page->rows += rows;
     page->bytes += uint64_t{rows} * row_bytes;
@@ -185,6 +193,8 @@ void ScanJob::ReadRows(PageWriter& writer, Page* page) {
     page->dropped_bytes = got % row_bytes != 0;
     if (end && page->rows == 0) throw HostFailure("the device delivered a page without rows");
     if (end) return;
+    if (time < kShortRead) wanted = std::min(wanted * 2, most);
+    if (time > kLongRead) wanted = std::max(wanted / 2, 1u);
     // Part of a row cannot be continued, and reads without rows would go on for ever.
     if (rows == 0 || page->dropped_bytes)
       throw HostFailure("ReadScanEx delivered " + std::to_string(got) +

@@ -131,8 +131,7 @@ bool ChildProcess::ReadLine(uint32_t milliseconds, std::string* line) {
       state_->pending.erase(0, newline + 1);
       return true;
     }
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
     pollfd waiting = {state_->output.Get(), POLLIN, 0};
     const int ready = poll(&waiting, 1, left > 0 ? static_cast<int>(left) : 0);
     if (ready < 0 && errno == EINTR) continue;

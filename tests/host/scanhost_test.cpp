@@ -195,7 +195,7 @@ TEST_F(Scanhost, CtrlCFreesTheDevice) {
   StartDevice();
   for (int number : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(number);
-    device_->AddFault("slow@page:1,block:3=20000");
+    device_->AddFault("slow@block:3=50");
     const int64_t aborted = device_->stats().pages_aborted;
     const int64_t blocks = device_->stats().blocks;
     ScanhostProcess host(folder_.string(), ScanWords({"-o", "page.png"}));
@@ -230,7 +230,7 @@ TEST_F(Scanhost, CompetingProcessesTakeTurns) {
 
 TEST_F(Scanhost, GivesUpWaitingWhenTold) {
   StartDevice();
-  device_->AddFault("slow@page:1,block:3=20000");
+  device_->AddFault("slow@block:3=50");
   ScanhostProcess holder(folder_.string(), ScanWords());
   WaitForBlocks(1);
   const Ended late = Run(ScanWords({"-o", "page2.pnm", "--timeout=300"}));
@@ -247,7 +247,7 @@ TEST_F(Scanhost, GivesUpWaitingWhenTold) {
 
 TEST_F(Scanhost, AKilledHostFreesTheDeviceAtOnce) {
   StartDevice();
-  device_->AddFault("slow@page:1,block:3=20000");
+  device_->AddFault("slow@block:3=50");
   ScanhostProcess host(folder_.string(), ScanWords());
   WaitForBlocks(1);
   host.Signal(SIGKILL);
