@@ -71,11 +71,12 @@ SCANTK_INLINE int32_t ValueOf(uint32_t entry) {
   return static_cast<int32_t>(entry) >> 16;
 }
 
-// Keeps the bit position in step with what a long symbol takes. False: no such code.
+// A symbol that is too long for the table. False: no such code.
+template <bool kIsDc>
 SCANTK_INLINE bool TakeLong(const JpegHuffmanTable& table, uint32_t entry, Bits& bits,
                             JpegSymbol& symbol) {
   bits.Refill();
-  symbol = DecodeLongJpegSymbol(table, entry, bits.buffer());
+  symbol = DecodeLongJpegSymbol<kIsDc>(table, entry, bits.buffer());
   bits.Skip(symbol.bits);
   return symbol.bits != 0;
 }
@@ -86,7 +87,7 @@ SCANTK_INLINE bool TakeDc(const JpegHuffmanTable& table, Bits& bits, int32_t& di
   bits.Refill();
   if (AdvanceOf(entry) != 0) {
     JpegSymbol symbol;
-    if (!TakeLong(table, entry, bits, symbol)) return false;
+    if (!TakeLong<true>(table, entry, bits, symbol)) return false;
     difference = symbol.value;
     bits.Refill();
     return true;
@@ -128,7 +129,7 @@ SCANTK_INLINE bool TakeAc(const Block& block, const uint8_t* order, const uint8_
     k -= kJpegBehind + kJpegLong;
     const uint32_t entry = bits.LookUp(table.entries);
     JpegSymbol symbol;
-    if (!TakeLong(table, entry, bits, symbol)) return false;
+    if (!TakeLong<false>(table, entry, bits, symbol)) return false;
     k += symbol.advance;
     store(symbol.value);
     bits.Refill();

@@ -7,9 +7,6 @@
 namespace scantk {
 namespace {
 
-constexpr int kMaxDcSize = 11;  // bits of a value, for samples of 8 bits
-constexpr int kMaxAcSize = 10;
-
 uint32_t Entry(int bits, uint32_t advance, int value) {
   return static_cast<uint32_t>(bits) | advance << 6 | static_cast<uint32_t>(value) << 16;
 }
@@ -27,7 +24,7 @@ struct Code {
 
 class Builder {
  public:
-  explicit Builder(JpegHuffmanTable& table) : table_(table) {
+  Builder(bool is_dc, JpegHuffmanTable& table) : is_dc_(is_dc), table_(table) {
     // Whatever no code claims below is too long for the table, or impossible.
     std::fill(std::begin(table.entries), std::end(table.entries), LongEntry(0, 0));
   }
@@ -38,15 +35,15 @@ class Builder {
     const int run = code.symbol >> 4;
     const int size = code.symbol & 15;
     if (code.length > kJpegLookUpBits) return;
-    if (table_.is_dc ? code.symbol > kMaxDcSize
-                     : size > kMaxAcSize || (size == 0 && IsNoRun(run))) {
+    if (is_dc_ ? code.symbol > static_cast<int>(kJpegMaxDcSize)
+               : size > static_cast<int>(kJpegMaxAcSize) || (size == 0 && IsNoRun(run))) {
       Fill(code.bits, code.length, LongEntry(code.length, code.symbol));
-    } else if (!table_.is_dc && code.symbol == 0) {
+    } else if (!is_dc_ && code.symbol == 0) {
       Fill(code.bits, code.length, Entry(code.length, kJpegBehind + kJpegEnd, 0));
     } else if (code.length + size > kJpegLookUpBits) {
       Fill(code.bits, code.length, LongEntry(code.length, code.symbol));
     } else {
-      AddValues(code, table_.is_dc ? 0 : run + 1, size);
+      AddValues(code, is_dc_ ? 0 : run + 1, size);
     }
   }
 
@@ -77,6 +74,7 @@ class Builder {
     }
   }
 
+  const bool is_dc_;
   JpegHuffmanTable& table_;
   Code end_{};
 };
@@ -95,7 +93,6 @@ void ForEachCode(const JpegHuffmanCodes& codes, Use use) {
 }  // namespace
 
 void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable* table) {
-  table->is_dc = is_dc;
   table->end_bits = 0;
   std::memcpy(table->symbols, codes.symbols, sizeof(table->symbols));
   int bits = 0;
@@ -107,7 +104,7 @@ void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable*
     table->limits[length] = static_cast<uint32_t>(bits) << (16 - length);
   }
 
-  Builder builder(*table);
+  Builder builder(is_dc, *table);
   if (!is_dc) {
     ForEachCode(codes, [&](const Code& code) {
       if (code.symbol != 0 || table->end_bits != 0) return;
@@ -116,28 +113,6 @@ void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable*
     });
   }
   ForEachCode(codes, [&](const Code& code) { builder.Add(code); });
-}
-
-JpegSymbol DecodeLongJpegSymbol(const JpegHuffmanTable& table, uint32_t entry, uint64_t bits) {
-  uint32_t length = entry >> 24;
-  uint32_t symbol = entry >> 16 & 255;
-  if (length == 0) {
-    const uint32_t next = static_cast<uint32_t>(bits >> 48);
-    length = kJpegLookUpBits + 1;
-    while (length <= 16 && next >= table.limits[length]) ++length;
-    if (length > 16) return {};
-    const int32_t code = static_cast<int32_t>(next >> (16 - length));
-    symbol = table.symbols[(code + table.offsets[length]) & 255];
-  }
-  const uint32_t size = table.is_dc ? symbol : symbol & 15;
-  const uint32_t run = symbol >> 4;
-  if (table.is_dc ? size > kMaxDcSize : size > kMaxAcSize) return {};
-  if (!table.is_dc && size == 0) {
-    if (run == 0) return {length, kJpegBehind + kJpegEnd, 0};
-    if (run != 15) return {};
-  }
-  const int raw = size == 0 ? 0 : static_cast<int>(bits << length >> (64 - size));
-  return {length + size, table.is_dc ? 0 : run + 1, Extend(raw, static_cast<int>(size))};
 }
 
 }  // namespace scantk

@@ -28,8 +28,10 @@ struct JpegHuffmanTable {
   uint32_t limits[17];
   int32_t offsets[17];  // from a code of n bits to the index of its symbol
   uint8_t symbols[256];
-  bool is_dc;
 };
+
+inline constexpr uint32_t kJpegMaxDcSize = 11;  // bits of a value, for samples of 8 bits
+inline constexpr uint32_t kJpegMaxAcSize = 10;
 
 // A DC table's values are differences and its entries move the index by 0; entries that do not fit
 // carry kJpegLong all the same.
@@ -41,7 +43,36 @@ struct JpegSymbol {
   uint32_t advance;  // as in an entry
   int32_t value;
 };
-JpegSymbol DecodeLongJpegSymbol(const JpegHuffmanTable& table, uint32_t entry, uint64_t bits);
+
+// `kIsDc`: what the table is. Without a branch on the length of the code, which nobody can predict.
+template <bool kIsDc>
+__attribute__((always_inline)) inline JpegSymbol DecodeLongJpegSymbol(const JpegHuffmanTable& table,
+                                                                      uint32_t entry,
+                                                                      uint64_t bits) {
+  uint32_t length = entry >> 24;
+  uint32_t symbol = entry >> 16 & 255;
+  if (length == 0) {
+    const uint32_t next = static_cast<uint32_t>(bits >> 48);
+    length = kJpegLookUpBits + 1;
+    for (int i = kJpegLookUpBits + 1; i <= 16; ++i) length += next >= table.limits[i];
+    if (length > 16) return {};
+    const int32_t code = static_cast<int32_t>(next >> (16 - length));
+    symbol = table.symbols[(code + table.offsets[length]) & 255];
+  }
+  const uint32_t size = kIsDc ? symbol : symbol & 15;
+  const uint32_t run = symbol >> 4;
+  if (size > (kIsDc ? kJpegMaxDcSize : kJpegMaxAcSize)) return {};
+  if (size == 0) {
+    if (kIsDc) return {length, 0, 0};
+    if (run == 0) return {length, kJpegBehind + kJpegEnd, 0};
+    return run == 15 ? JpegSymbol{length, 16, 0} : JpegSymbol{};
+  }
+  const uint32_t raw = static_cast<uint32_t>(bits << length >> (64 - size));
+  const uint32_t half = 1u << (size - 1);
+  const int32_t value =
+      static_cast<int32_t>(raw) - (raw < half ? static_cast<int32_t>(2 * half - 1) : 0);
+  return {length + size, kIsDc ? 0 : run + 1, value};
+}
 
 }  // namespace scantk
 

@@ -24,7 +24,7 @@ class JpegScanBytes {
   // must be what followed in the calls before.
   void Fill(const uint8_t* input, size_t available);
 
-  const uint8_t* bytes() const { return bytes_.get() + begin_; }
+  const uint8_t* bytes() const { return memory_->bytes + begin_; }
   uint64_t bit() const { return bit_; }  // the next bit, 0 to 7
   uint64_t end_bit() const { return 8 * static_cast<uint64_t>(end_ - begin_); }
   bool at_marker() const { return at_marker_; }  // a marker follows the last byte
@@ -39,9 +39,17 @@ class JpegScanBytes {
   void Reset();
 
  private:
+  void Compact();
+
   static constexpr size_t kCapacity = 2 * kLowWater;
 
-  std::unique_ptr<uint8_t[]> bytes_;
+  struct Memory {
+    uint8_t bytes[kCapacity + kOverrun] = {};
+    uint16_t stuffed[kCapacity];  // where a zero byte was taken out, in order
+  };
+  std::unique_ptr<Memory> memory_;
+  size_t first_stuffed_ = 0;
+  size_t last_stuffed_ = 0;
   size_t begin_ = 0;
   size_t end_ = 0;
   size_t covered_ = 0;
