@@ -15,7 +15,7 @@
 namespace scanhost {
 
 struct ScanRequest {
-  std::string output = "page.png";
+  std::string output = DefaultPictureName();
   PixelKind kind = PixelKind::kColor;
   uint32_t x_resolution = 300;
   uint32_t y_resolution = 300;

@@ -54,6 +54,14 @@ std::unique_ptr<PageWriter> MakePageWriter(const std::string& path) {
   return FormatOf(path).make(path);
 }
 
+const char* DefaultPictureName() {
+#ifdef SCANTK_HAVE_PNG
+  return "page.png";
+#else
+  return "page.pnm";
+#endif
+}
+
 bool HoldsManyPages(const std::string& path) {
   return FormatOf(path).many_pages;
 }

@@ -55,6 +55,9 @@ class PageWriter {
 // UsageError for any other, and for a format that this build of the program lacks.
 std::unique_ptr<PageWriter> MakePageWriter(const std::string& path);
 
+// What a picture is called when the user does not say: page.png, or page.pnm without PNG.
+const char* DefaultPictureName();
+
 // Whether the extension of `path` names a format that holds several pages.
 bool HoldsManyPages(const std::string& path);
 
