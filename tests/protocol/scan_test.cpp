@@ -298,6 +298,43 @@ TEST_F(ScanTest, ACancelNearTheEndOfThePageNeedNotWait) {
   EXPECT_GE(device.waited_ms, 10 * 30000u);
 }
 
+// A back side is delivered from its last row, which is known when the page has ended.
+TEST_F(ScanTest, FlipsTheRowsThatCame) {
+  for (const int32_t rows : {8, 3000}) {
+    for (const bool model_tells_rows : {true, false}) {
+      const std::string image = Pattern(static_cast<size_t>(rows) * 30);
+      Device d = ColourDevice(10, model_tells_rows ? rows + 5 : rows);
+      d.numbers["13510R"] = 1;
+      if (!model_tells_rows) d.strings["19E"] = "stranger";
+      d.page = Page(image, static_cast<uint32_t>(rows));
+      AttachPacketized(std::move(d));
+      const Scanned scanned = ReadPage();
+      EXPECT_EQ(SL_PAGE_FINISHED, scanned.status);
+      std::string flipped;
+      for (size_t row = static_cast<size_t>(rows); row-- > 0;)
+        flipped += image.substr(row * 30, 30);
+      EXPECT_TRUE(flipped == scanned.image) << rows << " " << model_tells_rows;
+    }
+  }
+}
+
+// A page asked for at twice the device's resolution comes as large as the caller was told.
+TEST_F(ScanTest, EnlargesWhatTheDeviceCannotDo) {
+  Device d = ColourDevice(50, 40);
+  d.numbers["10323R"] = d.numbers["10324R"] = 600;
+  d.numbers["11324H"] = 600;
+  d.page = Page(Pattern(50 * 40 * 3), 40);
+  AttachPacketized(std::move(d));
+  int32_t most = 0;
+  engine->InquireNumber(SL_Y_RESOLUTION_FLAT, 'H', &most);
+  engine->SendCommand(SL_X_RESOLUTION, 1200);
+  engine->SendCommand(SL_Y_RESOLUTION, 1200);
+  const Scanned scanned = ReadPage();
+  EXPECT_EQ(SL_PAGE_FINISHED, scanned.status);
+  EXPECT_EQ(0u, scanned.image.size() % 300);
+  EXPECT_NEAR(80, static_cast<double>(scanned.image.size()) / 300, 1);
+}
+
 TEST_F(ScanTest, ImageLogKeepsWhatThePipelineTook) {
   TestPlace place;
   SetEnvironment("SCANTK_COMMON_DATA", place.Folder());

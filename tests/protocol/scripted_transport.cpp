@@ -206,6 +206,10 @@ IoResult DeviceDouble::ReadData(void* buffer, uint32_t* length, Overlapped*) {
   const size_t count = std::min<size_t>(device_.pending.size() - device_.taken, *length);
   std::memcpy(buffer, device_.pending.data() + device_.taken, count);
   device_.taken += count;
+  if (device_.taken == device_.pending.size()) {
+    device_.pending.clear();
+    device_.taken = 0;
+  }
   const bool all = count == *length;
   *length = static_cast<uint32_t>(count);
   if (all) return 0;
