@@ -81,32 +81,37 @@ SCANTK_INLINE bool TakeLong(const JpegHuffmanTable& table, uint32_t entry, Bits&
   return symbol.bits != 0;
 }
 
-// The difference to the DC before. Wants kJpegLookUpBits bits, leaves 45.
-SCANTK_INLINE bool TakeDc(const JpegHuffmanTable& table, Bits& bits, int32_t& difference) {
+enum class Taken { kBad, kEmpty, kSmall, kLarge };
+
+// The difference to the DC before. Wants kJpegLookUpBits bits, leaves 45. kEmpty: the block's end
+// came along; otherwise kSmall.
+SCANTK_INLINE Taken TakeDc(const JpegHuffmanTable& table, Bits& bits, int32_t& difference) {
   const uint32_t entry = bits.LookUp(table.entries);
   bits.Refill();
-  if (AdvanceOf(entry) != 0) {
-    JpegSymbol symbol;
-    if (!TakeLong<true>(table, entry, bits, symbol)) return false;
-    difference = symbol.value;
-    bits.Refill();
-    return true;
-  }
   bits.Skip(entry);
   difference = ValueOf(entry);
-  return true;
+  if (AdvanceOf(entry) == 0) return Taken::kSmall;
+  if (AdvanceOf(entry) == kJpegThenEnd) return Taken::kEmpty;
+  JpegSymbol symbol;
+  if (!TakeLong<true>(table, entry, bits, symbol)) return Taken::kBad;
+  difference = symbol.value;
+  bits.Refill();
+  return Taken::kSmall;
 }
 
-// The coefficients behind the DC. `last` becomes the zigzag index of the last one, 0 if there is
-// none. Wants 45 bits, leaves kJpegLookUpBits.
-SCANTK_INLINE bool TakeAc(const Block& block, const uint8_t* order, const uint8_t* bytes,
-                          Bits& bits, int16_t* coefficients, uint32_t& last) {
+// The coefficients behind the DC. Wants 45 bits, leaves kJpegLookUpBits.
+SCANTK_INLINE Taken TakeAc(const Block& block, const JpegTransformKind& transform,
+                           const uint8_t* bytes, Bits& bits, int16_t* coefficients) {
   const JpegHuffmanTable& table = *block.ac;
   const uint16_t* const factors = block.factors;
+  const uint8_t* const order = transform.order;
   uint32_t k = 0;
+  uint32_t places = 0;  // all that were written, in one
   const auto store = [&](int32_t value) __attribute__((always_inline)) {
     const uint32_t index = k & kJpegIndexMask;
-    coefficients[order[index]] = static_cast<int16_t>(value * factors[index]);
+    const uint32_t place = order[index];
+    places |= place;
+    coefficients[place] = static_cast<int16_t>(value * factors[index]);
   };
   const auto use = [&](uint32_t entry) __attribute__((always_inline)) {
     bits.Skip(entry);
@@ -129,72 +134,87 @@ SCANTK_INLINE bool TakeAc(const Block& block, const uint8_t* order, const uint8_
     k -= kJpegBehind + kJpegLong;
     const uint32_t entry = bits.LookUp(table.entries);
     JpegSymbol symbol;
-    if (!TakeLong<false>(table, entry, bits, symbol)) return false;
+    if (!TakeLong<false>(table, entry, bits, symbol)) return Taken::kBad;
     k += symbol.advance;
     store(symbol.value);
     bits.Refill();
     if (k >= 63) break;
   }
-  if (k & kJpegEnd) {
-    last = k - kJpegBehind - kJpegEnd;
-    return true;
+  if (k == kJpegBehind + kJpegEnd) return Taken::kEmpty;
+  if (!(k & kJpegEnd)) {
+    const uint32_t last = k & kJpegIndexMask;
+    if (last > 63) return Taken::kBad;
+    // Nothing ends a block behind its last coefficient: what looked like it is the next block's.
+    if (last == 63 && (k & kJpegThenEnd)) bits.GiveBack(bytes, table.end_bits);
   }
-  last = k & kJpegIndexMask;
-  // Nothing ends a block behind its last coefficient: what looked like it belongs to the next one.
-  if (last == 63 && (k & kJpegThenEnd)) bits.GiveBack(bytes, table.end_bits);
-  return last <= 63;
+  return (places & transform.outside) == 0 ? Taken::kSmall : Taken::kLarge;
 }
 
-SCANTK_INLINE bool TakeBlock(State& state, const Block& block, int mcu, const uint8_t* order,
-                             const uint8_t* bytes, Bits& bits) {
+SCANTK_INLINE bool TakeBlock(State& state, const Block& block, int mcu, const uint8_t* bytes,
+                             Bits& bits) {
   int32_t difference = 0;
-  if (!TakeDc(*block.dc, bits, difference)) return false;
+  Taken taken = TakeDc(*block.dc, bits, difference);
+  if (taken == Taken::kBad) return false;
   int32_t& prediction = state.dc[block.component];
   prediction =
       static_cast<int32_t>(static_cast<uint32_t>(prediction) + static_cast<uint32_t>(difference));
   const int16_t dc = static_cast<int16_t>(static_cast<uint32_t>(prediction) * block.factors[0]);
+  const JpegTarget target{block.samples + mcu * block.step, block.stride};
 
   int16_t* const coefficients = state.queue.Next();
-  uint32_t last = 0;
-  if (!TakeAc(block, order, bytes, bits, coefficients, last)) return false;
-  const JpegTarget target{block.samples + mcu * block.step, block.stride};
-  if (last == 0) {
+  if (taken != Taken::kEmpty) taken = TakeAc(block, state.transform, bytes, bits, coefficients);
+  if (taken == Taken::kEmpty) {
     FillJpegBlock(target, dc);
-  } else {
-    coefficients[0] = dc;
-    state.queue.Add(target, last);
+    return true;
   }
-  return true;
+  coefficients[0] = dc;
+  state.queue.Add(target, taken == Taken::kSmall);
+  return taken != Taken::kBad;
+}
+
+// Undoes an MCU that was begun.
+void AbandonMcu(State& state, const int32_t* dc) {
+  std::memcpy(state.dc, dc, sizeof(state.dc));
+  // Now, because its blocks may be decoded to the same place again.
+  state.transform.run(state.queue);
+  std::memset(state.queue.coefficients, 0, sizeof(state.queue.coefficients));
 }
 
 SCANTK_INLINE JpegRunEnd DecodeRun(State& state, JpegRun& run) {
   const uint8_t* const bytes = run.bytes;
-  const uint8_t* const order = state.transform.order;
-  Bits bits(bytes, run.bit);
-  while (run.mcu < run.mcu_end && run.bit < run.stop_bit) {
+  const uint64_t end_bit = run.end_bit;
+  const uint64_t stop_bit = run.stop_bit;
+  const int mcu_end = run.mcu_end;
+  const int blocks = state.block_count;
+  uint64_t position = run.bit;
+  int mcu = run.mcu;
+  JpegRunEnd end = JpegRunEnd::kStopped;
+  Bits bits(bytes, position);
+  while (mcu < mcu_end && position < stop_bit) {
     int32_t before[kJpegMaxComponents];
     std::memcpy(before, state.dc, sizeof(before));
     bool good = true;
-    for (int i = 0; i < state.block_count && good; ++i) {
-      good = TakeBlock(state, state.blocks[i], run.mcu, order, bytes, bits);
+    for (int i = 0; i < blocks && good; ++i) {
+      good = TakeBlock(state, state.blocks[i], mcu, bytes, bits);
     }
-    const uint64_t position = bits.Position(bytes);
+    const uint64_t now = bits.Position(bytes);
     // A code that seems bad may be one whose last bits are missing.
-    const uint64_t needed = position + (good ? 0 : 16);
-    if (!good || needed > run.end_bit) {
-      std::memset(state.queue.Next(), 0, sizeof(state.queue.coefficients[0]));
-      std::memcpy(state.dc, before, sizeof(before));
-      state.transform.run(state.queue);  // now: its blocks will be decoded to the same place again
-      return needed > run.end_bit ? JpegRunEnd::kOutOfBits : JpegRunEnd::kBadCode;
+    const bool enough = now + (good ? 0 : 16) <= end_bit;
+    if (!good || !enough) {
+      AbandonMcu(state, before);
+      end = enough ? JpegRunEnd::kBadCode : JpegRunEnd::kOutOfBits;
+      break;
     }
-    run.bit = position;
-    ++run.mcu;
+    position = now;
+    ++mcu;
     if (state.queue.used > JpegBlockQueue::kCapacity - kJpegMaxBlocksPerMcu) {
       state.transform.run(state.queue);
     }
   }
   state.transform.run(state.queue);
-  return JpegRunEnd::kStopped;
+  run.bit = position;
+  run.mcu = mcu;
+  return end;
 }
 
 JpegRunEnd DecodePlain(State& state, JpegRun& run) {
@@ -224,8 +244,9 @@ bool JpegMcuDecoder::Init(const JpegHeader& header) {
 #endif
   for (int i = 0; i < header.components; ++i) {
     const JpegComponent& component = header.component[i];
-    BuildJpegTable(header.dc[component.dc_table], true, &state.dc_tables[component.dc_table]);
-    BuildJpegTable(header.ac[component.ac_table], false, &state.ac_tables[component.ac_table]);
+    const JpegHuffmanCodes& ac = header.ac[component.ac_table];
+    BuildJpegDcTable(header.dc[component.dc_table], ac, &state.dc_tables[i]);
+    BuildJpegAcTable(ac, &state.ac_tables[component.ac_table]);
     const int table = component.quantisation;
     std::memcpy(state.factors[table], header.quantisation[table].values,
                 sizeof(header.quantisation[table].values));
@@ -242,7 +263,7 @@ void JpegMcuDecoder::SetStrips(const JpegStrip* strips) {
     const JpegStrip& strip = strips[index];
     for (int y = 0; y < component.v; ++y) {
       for (int x = 0; x < component.h; ++x) {
-        state.blocks[state.block_count++] = {&state.dc_tables[component.dc_table],
+        state.blocks[state.block_count++] = {&state.dc_tables[index],
                                              &state.ac_tables[component.ac_table],
                                              state.factors[component.quantisation],
                                              strip.samples + 8 * y * strip.stride + 8 * x,

@@ -62,7 +62,7 @@ class JpegMcuDecoder {
     int block_count = 0;
     int32_t dc[kJpegMaxComponents] = {};  // predictions
     uint16_t factors[kJpegTables][128] = {};
-    JpegHuffmanTable dc_tables[kJpegTables];
+    JpegHuffmanTable dc_tables[kJpegMaxComponents];  // one for each component
     JpegHuffmanTable ac_tables[kJpegTables];
     JpegTransformKind transform;
     JpegBlockQueue queue;

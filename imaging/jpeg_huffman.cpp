@@ -24,12 +24,11 @@ struct Code {
 
 class Builder {
  public:
-  Builder(bool is_dc, JpegHuffmanTable& table) : is_dc_(is_dc), table_(table) {
+  Builder(bool is_dc, const Code& end, JpegHuffmanTable& table)
+      : is_dc_(is_dc), end_(end), table_(table) {
     // Whatever no code claims below is too long for the table, or impossible.
     std::fill(std::begin(table.entries), std::end(table.entries), LongEntry(0, 0));
   }
-
-  void set_end(const Code& end) { end_ = end; }
 
   void Add(const Code& code) {
     const int run = code.symbol >> 4;
@@ -68,15 +67,16 @@ class Builder {
       const int bits = code.bits << size | i;
       const int value = Extend(i, size);
       Fill(bits, length, Entry(length, step, value));
-      if (size == 0 || end_.length == 0 || length + end_.length > kJpegLookUpBits) continue;
+      if (!is_dc_ && size == 0) continue;  // zeros do not come before an end
+      if (end_.length == 0 || length + end_.length > kJpegLookUpBits) continue;
       Fill(bits << end_.length | end_.bits, length + end_.length,
            Entry(length + end_.length, step + kJpegThenEnd, value));
     }
   }
 
   const bool is_dc_;
+  const Code end_;
   JpegHuffmanTable& table_;
-  Code end_{};
 };
 
 // Calls `use` with every code, in order.
@@ -85,15 +85,23 @@ void ForEachCode(const JpegHuffmanCodes& codes, Use use) {
   int bits = 0;
   int index = 0;
   for (int length = 1; length <= 16; ++length, bits *= 2) {
-    for (int i = 0; i < codes.counts[length]; ++i)
+    for (int i = 0; i < codes.counts[length]; ++i) {
       use(Code{bits++, length, codes.symbols[index++]});
+    }
   }
 }
 
-}  // namespace
+// EOB; of length 0 when there is none.
+Code FindEnd(const JpegHuffmanCodes& ac) {
+  Code end{};
+  ForEachCode(ac, [&](const Code& code) {
+    if (code.symbol == 0 && end.length == 0) end = code;
+  });
+  return end;
+}
 
-void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable* table) {
-  table->end_bits = 0;
+void Build(const JpegHuffmanCodes& codes, bool is_dc, const Code& end, JpegHuffmanTable* table) {
+  table->end_bits = static_cast<uint32_t>(end.length);
   std::memcpy(table->symbols, codes.symbols, sizeof(table->symbols));
   int bits = 0;
   int index = 0;
@@ -104,15 +112,19 @@ void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable*
     table->limits[length] = static_cast<uint32_t>(bits) << (16 - length);
   }
 
-  Builder builder(is_dc, *table);
-  if (!is_dc) {
-    ForEachCode(codes, [&](const Code& code) {
-      if (code.symbol != 0 || table->end_bits != 0) return;
-      builder.set_end(code);
-      table->end_bits = static_cast<uint32_t>(code.length);
-    });
-  }
+  Builder builder(is_dc, end, *table);
   ForEachCode(codes, [&](const Code& code) { builder.Add(code); });
+}
+
+}  // namespace
+
+void BuildJpegDcTable(const JpegHuffmanCodes& dc, const JpegHuffmanCodes& ac,
+                      JpegHuffmanTable* table) {
+  Build(dc, true, FindEnd(ac), table);
+}
+
+void BuildJpegAcTable(const JpegHuffmanCodes& ac, JpegHuffmanTable* table) {
+  Build(ac, false, FindEnd(ac), table);
 }
 
 }  // namespace scantk

@@ -23,7 +23,7 @@ inline constexpr uint32_t kJpegIndexMask = 127;
 
 struct JpegHuffmanTable {
   uint32_t entries[1 << kJpegLookUpBits];
-  uint32_t end_bits;  // length of the EOB code, 0: there is none
+  uint32_t end_bits;  // length of the EOB code that entries may hold, 0: there is none
   // For codes that do not fit. `limits[n]`: the first 16 bits of every code of n bits are below it.
   uint32_t limits[17];
   int32_t offsets[17];  // from a code of n bits to the index of its symbol
@@ -33,9 +33,11 @@ struct JpegHuffmanTable {
 inline constexpr uint32_t kJpegMaxDcSize = 11;  // bits of a value, for samples of 8 bits
 inline constexpr uint32_t kJpegMaxAcSize = 10;
 
-// A DC table's values are differences and its entries move the index by 0; entries that do not fit
-// carry kJpegLong all the same.
-void BuildJpegTable(const JpegHuffmanCodes& codes, bool is_dc, JpegHuffmanTable* table);
+// The values of a DC table are differences, and its entries move the index by 0, with kJpegThenEnd
+// when the EOB of an otherwise empty block comes along: hence the AC codes of its component.
+void BuildJpegDcTable(const JpegHuffmanCodes& dc, const JpegHuffmanCodes& ac,
+                      JpegHuffmanTable* table);
+void BuildJpegAcTable(const JpegHuffmanCodes& ac, JpegHuffmanTable* table);
 
 // One symbol with its value, decoded from at least 32 bits, the next of them the highest.
 struct JpegSymbol {

@@ -116,7 +116,7 @@ JpegTransformKind PlainJpegTransform() {
     uint8_t places[128];
   };
   static const Order order;
-  return {Run, order.places};
+  return {Run, order.places, 0x24};
 }
 
 }  // namespace scantk

@@ -14,9 +14,6 @@ struct JpegTarget {
   ptrdiff_t stride;
 };
 
-// A block's coefficients with zigzag indices up to this one lie in its upper left 4x4.
-inline constexpr uint32_t kJpegLastOfSmall = 9;
-
 // Dequantised blocks that wait for the transform, so that it can take them by two, and small ones
 // with small ones. All coefficients of the free places are zero.
 struct JpegBlockQueue {
@@ -26,17 +23,15 @@ struct JpegBlockQueue {
 
   alignas(32) int16_t coefficients[kCapacity + 1][kBlockStride] = {};
   JpegTarget targets[kCapacity];
-  uint8_t places[2][kCapacity + 1];  // of the large and the small blocks
+  uint8_t places[2][kCapacity + 1];  // of the large blocks and of the small ones
   int counts[2] = {};
   int used = 0;
 
   // The place for the next block; also there, for nothing, when the queue is full.
   int16_t* Next() { return coefficients[used]; }
 
-  // Takes in the block at Next(), whose last coefficient that may differ from zero is at the zigzag
-  // index `last`.
-  void Add(const JpegTarget& target, uint32_t last) {
-    const int small = last <= kJpegLastOfSmall;
+  // Takes in the block at Next(). `small`: all is zero but its upper left 4x4.
+  void Add(const JpegTarget& target, bool small) {
     targets[used] = target;
     places[small][counts[small]++] = static_cast<uint8_t>(used++);
   }
@@ -50,6 +45,7 @@ using JpegTransform = void (*)(JpegBlockQueue& queue);
 struct JpegTransformKind {
   JpegTransform run;
   const uint8_t* order;
+  uint8_t outside;  // these bits are zero in all places of the upper left 4x4 and in kScratch only
 };
 
 // The plain one wants natural order.

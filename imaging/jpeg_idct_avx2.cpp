@@ -218,7 +218,7 @@ struct VectorOrder {
 
 JpegTransformKind Avx2JpegTransform() {
   static const VectorOrder order;
-  return HasAvx2() ? JpegTransformKind{RunAvx2, order.places} : JpegTransformKind{};
+  return HasAvx2() ? JpegTransformKind{RunAvx2, order.places, 0x30} : JpegTransformKind{};
 }
 
 }  // namespace scantk
