@@ -1,0 +1,303 @@
+#include "platform/device_file.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <termios.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <optional>
+
+#include "platform/clock.h"
+#include "platform/error_codes.h"
+#include "platform/posix/error_table.h"
+#include "platform/posix/file.h"
+#include "platform/posix/request_link.h"
+#include "platform/system.h"
+
+namespace scantk {
+namespace {
+
+constexpr uintptr_t kInvalidNumber = ~uintptr_t{0};
+
+// What errno means for an open device: it is gone, which is not the same as never found.
+uint32_t TransferError(int errno_value) {
+  return errno_value == ENODEV ? error::kDeviceNotConnected : FileError(errno_value);
+}
+
+// A stack with no room for another connection is in use, not slow: its socket is local.
+File ConnectToStack(const char* name) {
+  sockaddr_un address = {};
+  address.sun_family = AF_UNIX;
+  if (std::strlen(name) >= sizeof address.sun_path) {
+    errno = ENAMETOOLONG;
+    return File();
+  }
+  std::strcpy(address.sun_path, name);
+  File file(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!file) return file;
+  if (connect(file.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return file;
+  if (errno == EAGAIN) errno = EBUSY;
+  return File();
+}
+
+// Terminals translate and hold back bytes until they are told not to.
+void MakeRaw(int file) {
+  termios modes;
+  if (tcgetattr(file, &modes) != 0) return;
+  cfmakeraw(&modes);
+  tcsetattr(file, TCSANOW, &modes);
+}
+
+bool HungUp(int file) {
+  pollfd waiting = {file, 0, 0};
+  return poll(&waiting, 1, 0) > 0 && (waiting.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+// Milliseconds left until `end`, for poll: rounded up, -1 without an end.
+int TimeLeft(const std::optional<std::chrono::steady_clock::time_point>& end) {
+  if (!end) return -1;
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(*end - std::chrono::steady_clock::now());
+  return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
+}
+
+}  // namespace
+
+struct Overlapped::State {
+  enum class Kind : uint8_t { kNone, kRead, kWrite, kControl };
+
+  Kind under_way = Kind::kNone;
+  bool signalled = false;
+  char* data = nullptr;
+  uint32_t size = 0;
+  uint32_t moved = 0;
+  uint32_t error = 0;
+};
+
+Overlapped::Overlapped() : state(std::make_unique<State>()) {}
+Overlapped::~Overlapped() = default;
+
+struct DeviceFile::State {
+  using Kind = Overlapped::State::Kind;
+
+  explicit State(File opened) : file(std::move(opened)) {}
+
+  bool Start(Overlapped::State* record, Kind kind, void* data, uint32_t size, uint32_t* count);
+  // Moves what can be moved; signals the event when the operation is done.
+  void Advance(Overlapped::State* record);
+  bool AdvanceTransfer(Overlapped::State* record);
+  short WantedEvents(const Overlapped::State& record) const;
+
+  File file;
+  std::optional<RequestLink> link;  // when the file is a stack's socket
+};
+
+bool DeviceFile::State::Start(Overlapped::State* record, Kind kind, void* data, uint32_t size,
+                              uint32_t* count) {
+  *record = {};
+  record->under_way = kind;
+  record->data = static_cast<char*>(data);
+  record->size = size;
+  Advance(record);
+  *count = record->under_way == Kind::kNone ? record->moved : 0;
+  if (record->under_way != Kind::kNone) {
+    SetLastError(error::kIoPending);
+    return false;
+  }
+  if (record->error != 0) SetLastError(record->error);
+  return record->error == 0;
+}
+
+void DeviceFile::State::Advance(Overlapped::State* record) {
+  bool done = true;
+  if (record->under_way == Kind::kControl) {
+    done = link->Advance();
+    if (done) {
+      record->error = link->Error();
+      record->moved = link->Returned();
+    }
+  } else if (record->under_way != Kind::kNone) {
+    done = AdvanceTransfer(record);
+  }
+  if (!done) return;
+  record->under_way = Kind::kNone;
+  record->signalled = true;
+}
+
+bool DeviceFile::State::AdvanceTransfer(Overlapped::State* record) {
+  if (link) {
+    record->error = error::kNotSupported;
+    return true;
+  }
+  const bool reading = record->under_way == Kind::kRead;
+  do {
+    char* next = record->data + record->moved;
+    const size_t left = record->size - record->moved;
+    const ssize_t moved = Uninterrupted(
+        [&] { return reading ? read(file.Get(), next, left) : write(file.Get(), next, left); });
+    if (moved < 0) {
+      if (errno == EAGAIN || errno == EWOULDBLOCK) return false;
+      record->error = TransferError(errno);
+      return true;
+    }
+    // Nothing to read is a short transfer of the device's, unless nobody is there any more.
+    if (moved == 0 && left > 0 && HungUp(file.Get())) {
+      record->error = error::kDeviceNotConnected;
+      return true;
+    }
+    if (moved == 0 && !reading) return left == 0;
+    record->moved += static_cast<uint32_t>(moved);
+  } while (!reading && record->moved < record->size);
+  return true;
+}
+
+short DeviceFile::State::WantedEvents(const Overlapped::State& record) const {
+  if (record.under_way == Kind::kControl) return link->WantedEvents();
+  return record.under_way == Kind::kRead ? POLLIN : POLLOUT;
+}
+
+DeviceFile::DeviceFile() = default;
+DeviceFile::~DeviceFile() = default;
+
+bool DeviceFile::Open(const char* name) {
+  state_.reset();
+  struct stat facts;
+  File file;
+  bool stack = false;
+  if (!name) {
+    errno = ENOENT;
+  } else if (stat(name, &facts) == 0) {
+    stack = S_ISSOCK(facts.st_mode);
+    file = stack ? ConnectToStack(name) : File(Uninterrupted([&] {
+      return open(name, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    }));
+  }
+  if (!file) SetLastError(FileError(errno));
+  state_ = std::make_unique<State>(std::move(file));
+  if (!state_->file) return false;
+  if (stack) {
+    state_->link.emplace(state_->file.Get());
+  } else {
+    MakeRaw(state_->file.Get());
+  }
+  return true;
+}
+
+void DeviceFile::Close() {
+  state_.reset();
+}
+
+bool DeviceFile::IsNull() const {
+  return !state_;
+}
+bool DeviceFile::IsInvalid() const {
+  return state_ && !state_->file;
+}
+bool DeviceFile::IsUsable() const {
+  return state_ && state_->file;
+}
+
+uintptr_t DeviceFile::Number() const {
+  if (IsNull()) return 0;
+  return IsInvalid() ? kInvalidNumber : static_cast<uintptr_t>(state_->file.Get());
+}
+
+bool DeviceFile::Read(void* data, uint32_t size, uint32_t* count, Overlapped* record) {
+  *count = 0;
+  if (IsUsable()) return state_->Start(record->state.get(), State::Kind::kRead, data, size, count);
+  SetLastError(error::kInvalidHandle);
+  return false;
+}
+
+bool DeviceFile::Write(const void* data, uint32_t size, uint32_t* count, Overlapped* record) {
+  *count = 0;
+  if (IsUsable()) {
+    return state_->Start(record->state.get(), State::Kind::kWrite, const_cast<void*>(data), size,
+                         count);
+  }
+  SetLastError(error::kInvalidHandle);
+  return false;
+}
+
+bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overlapped* record) {
+  *returned = 0;
+  if (!IsUsable() || !state_->link) {
+    SetLastError(IsUsable() ? error::kNotSupported : error::kInvalidHandle);
+    return false;
+  }
+  std::optional<Overlapped> own;
+  Overlapped* used = record ? record : &own.emplace();
+  state_->link->Begin(request);
+  const bool done = state_->Start(used->state.get(), State::Kind::kControl, request.data,
+                                  request.data_size, returned);
+  if (done || record || LastError() != error::kIoPending) return done;
+  return Result(used, returned, true);
+}
+
+bool DeviceFile::Flush() {
+  if (!IsUsable()) {
+    SetLastError(error::kInvalidHandle);
+    return false;
+  }
+  // The kernel's character devices hold nothing back; those that can be asked are.
+  if (fsync(state_->file.Get()) == 0) return true;
+  SetLastError(FileError(errno));
+  return false;
+}
+
+WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
+  Overlapped::State* state = record->state.get();
+  std::optional<std::chrono::steady_clock::time_point> end;
+  if (milliseconds != kWaitForever)
+    end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  while (!state->signalled && state->under_way != State::Kind::kNone && IsUsable()) {
+    pollfd waiting = {state_->file.Get(), state_->WantedEvents(*state), 0};
+    const int count = poll(&waiting, 1, TimeLeft(end));
+    if (count == 0) return WaitResult::kTimeout;
+    if (count > 0) {
+      state_->Advance(state);
+    } else if (errno != EINTR) {
+      SetLastError(FileError(errno));
+      return WaitResult::kFailed;
+    }
+  }
+  if (state->signalled) return WaitResult::kSignalled;
+  SetLastError(error::kInvalidHandle);
+  return WaitResult::kFailed;
+}
+
+bool DeviceFile::Result(Overlapped* record, uint32_t* count, bool wait) {
+  *count = 0;
+  Overlapped::State* state = record->state.get();
+  if (state->under_way != State::Kind::kNone && wait &&
+      Wait(record, kWaitForever) != WaitResult::kSignalled)
+    return false;
+  if (state->under_way != State::Kind::kNone) {
+    SetLastError(error::kIoIncomplete);
+    return false;
+  }
+  *count = state->moved;
+  if (state->error != 0) SetLastError(state->error);
+  return state->error == 0;
+}
+
+void DeviceFile::Cancel(Overlapped* record) {
+  Overlapped::State* state = record->state.get();
+  if (state->under_way == State::Kind::kNone) return;
+  if (state->under_way == State::Kind::kControl && IsUsable()) state_->link->Cancel();
+  state->under_way = State::Kind::kNone;
+  state->error = error::kOperationAborted;
+}
+
+void DeviceFile::ResetEvent(Overlapped* record) {
+  record->state->signalled = false;
+}
+
+}  // namespace scantk

@@ -1,0 +1,118 @@
+#include "platform/device_file.h"
+
+#include "platform/component_types.h"
+#include "platform/system.h"
+
+namespace scantk {
+
+struct Overlapped::State {
+  OVERLAPPED record = {};
+};
+
+Overlapped::Overlapped() : state(std::make_unique<State>()) {
+  state->record.hEvent = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+}
+
+Overlapped::~Overlapped() {
+  if (state->record.hEvent) CloseHandle(state->record.hEvent);
+}
+
+struct DeviceFile::State {
+  explicit State(HANDLE opened) : file(opened) {}
+  ~State() {
+    if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+  }
+
+  HANDLE file;
+};
+
+namespace {
+
+OVERLAPPED* Record(Overlapped* record) {
+  return record ? &record->state->record : nullptr;
+}
+
+}  // namespace
+
+DeviceFile::DeviceFile() = default;
+DeviceFile::~DeviceFile() = default;
+
+bool DeviceFile::Open(const char* name) {
+  state_.reset();
+  state_ = std::make_unique<State>(INVALID_HANDLE_VALUE);
+  state_->file = CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                             nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_SYSTEM, nullptr);
+  return IsUsable();
+}
+
+void DeviceFile::Close() {
+  state_.reset();
+}
+
+bool DeviceFile::IsNull() const {
+  return !state_;
+}
+bool DeviceFile::IsInvalid() const {
+  return state_ && state_->file == INVALID_HANDLE_VALUE;
+}
+bool DeviceFile::IsUsable() const {
+  return state_ && state_->file != INVALID_HANDLE_VALUE;
+}
+
+uintptr_t DeviceFile::Number() const {
+  return state_ ? reinterpret_cast<uintptr_t>(state_->file) : 0;
+}
+
+bool DeviceFile::Read(void* data, uint32_t size, uint32_t* count, Overlapped* record) {
+  DWORD moved = 0;
+  const bool done =
+      ReadFile(state_ ? state_->file : nullptr, data, size, &moved, Record(record)) != FALSE;
+  *count = moved;
+  return done;
+}
+
+bool DeviceFile::Write(const void* data, uint32_t size, uint32_t* count, Overlapped* record) {
+  DWORD moved = 0;
+  const bool done =
+      WriteFile(state_ ? state_->file : nullptr, data, size, &moved, Record(record)) != FALSE;
+  *count = moved;
+  return done;
+}
+
+bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overlapped* record) {
+  DWORD moved = 0;
+  const bool done = DeviceIoControl(state_ ? state_->file : nullptr, request.code,
+                                    const_cast<void*>(request.in), request.in_size, request.data,
+                                    request.data_size, &moved, Record(record)) != FALSE;
+  *returned = moved;
+  return done;
+}
+
+bool DeviceFile::Flush() {
+  return FlushFileBuffers(state_ ? state_->file : nullptr) != FALSE;
+}
+
+WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
+  return static_cast<WaitResult>(WaitForSingleObject(record->state->record.hEvent, milliseconds));
+}
+
+bool DeviceFile::Result(Overlapped* record, uint32_t* count, bool wait) {
+  DWORD moved = 0;
+  const bool done = GetOverlappedResult(state_ ? state_->file : nullptr, &record->state->record,
+                                        &moved, wait) != FALSE;
+  *count = moved;
+  return done;
+}
+
+void DeviceFile::Cancel(Overlapped* record) {
+  const LastErrorKeeper keep;
+  DWORD moved = 0;
+  HANDLE file = state_ ? state_->file : nullptr;
+  if (CancelIo(file)) GetOverlappedResult(file, &record->state->record, &moved, TRUE);
+}
+
+void DeviceFile::ResetEvent(Overlapped* record) {
+  ::ResetEvent(record->state->record.hEvent);
+}
+
+}  // namespace scantk
