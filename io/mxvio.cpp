@@ -3,14 +3,41 @@
 #include <cstring>
 #include <new>
 
+#include "io/mxvio_dot4ms.h"
+#include "io/mxvio_dot4ov.h"
 #include "io/mxvio_net.h"
+#include "io/mxvusb.h"
+#include "platform/system.h"
 
 namespace scantk {
 
 mxvio::mxvio() : trace_(std::make_unique<TraceLog>()) {}
 
 mxvio::~mxvio() {
+  if (!m_DeviceDefaultDataHandle.IsNull()) {
+    if (trace_) {
+      trace_->Print(TRACE_FLOW,
+                    "MXVWIA_STI::STI: ~CWIAScannerDevice Close m_DeviceDefaultDataHandle %x",
+                    m_DeviceDefaultDataHandle.Number());
+    }
+    m_DeviceDefaultDataHandle.Close();
+  }
   if (trace_) trace_->Print(TRACE_API, "mxvio::Destructor");
+}
+
+IoResult mxvio::WaitForIO(Overlapped* record, uint32_t timeout, uint32_t* count) {
+  const uint32_t failure = LastError();
+  if (failure != error::kIoPending) return error::ToResult(failure);
+  DeviceFile& file = m_DeviceDefaultDataHandle;
+  if (file.Wait(record, timeout) == WaitResult::kTimeout) {
+    file.Cancel(record);
+    DeviceFile::ResetEvent(record);
+    *count = 0;
+    return kIoTimeout;
+  }
+  const IoResult hr = file.Result(record, count, false) ? S_OK : error::ToResult(LastError());
+  DeviceFile::ResetEvent(record);
+  return hr;
 }
 
 IoResult mxvio::GetTimeouts(void* buffer, uint32_t length) const {
@@ -42,27 +69,45 @@ bool mxvio::KeepName(const char* name) {
 
 namespace {
 
-std::unique_ptr<mxvio> Make(uint32_t dwDevIOType) {
-  switch (dwDevIOType) {
-    case 5:
-      return std::make_unique<MXVIO_NET>();
-    default:
-      return nullptr;
+// The way to move data over the system's IEEE 1284.4 stack came with version 5.1.
+bool StackMovesData(const OsVersion& version) {
+  return (version.major >= 5 && version.minor > 0) || version.major >= 6;
+}
+
+std::unique_ptr<mxvio> MakeDot4(TraceLog& trace) {
+  const OsVersion version = SystemVersion();
+  trace.Print(TRACE_FLOW, "InitIO: DOT4 device: osVer.dwMajorVersion %d osVer.dwMinorVersion %d",
+              version.major, version.minor);
+  std::unique_ptr<mxvio> transport;
+  if (StackMovesData(version)) {
+    transport = std::make_unique<MXVIO_DOT4MS>();
+    trace.Print(TRACE_INFO, "InitIO: DOT4 device: MXVIO_DOT4MS");
+  } else {
+    transport = std::make_unique<MXVIO_DOT4OV>();
+    trace.Print(TRACE_INFO, "InitIO: DOT4 device: MXVIO_DOT4OV");
   }
+  return transport;
 }
 
 }  // namespace
 
 std::unique_ptr<mxvio> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status) {
-  (void)trace;
+  *status = 0;
   try {
-    std::unique_ptr<mxvio> transport = Make(dwDevIOType);
-    *status = transport ? 0 : SL_BADPARAM;
-    return transport;
+    switch (dwDevIOType) {
+      case 1:
+        return std::make_unique<mxvusb>();
+      case 4:
+        return MakeDot4(trace);
+      case 5:
+        return std::make_unique<MXVIO_NET>();
+      default:
+        *status = SL_BADPARAM;
+    }
   } catch (const std::bad_alloc&) {
     *status = SL_NOMEMORY;
-    return nullptr;
   }
+  return nullptr;
 }
 
 bool IsConnectionRefusal(uint32_t error_number) {

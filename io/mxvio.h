@@ -12,6 +12,7 @@
 #include <string>
 
 #include "diag/trace_log.h"
+#include "platform/device_file.h"
 #include "platform/error_codes.h"
 
 namespace scantk {
@@ -42,8 +43,6 @@ inline constexpr uint32_t SET_TIMEOUTS = 2;
 // At most this many bytes of a buffer are shown in a trace line.
 inline constexpr size_t kTracedBytes = 15;
 
-struct Overlapped;
-
 // One thread at a time. Never throws but for lack of memory in a constructor.
 class mxvio {
  public:
@@ -73,12 +72,19 @@ class mxvio {
   IoResult GetTimeouts(void* buffer, uint32_t length) const;
   IoResult SetTimeouts(const void* buffer, uint32_t length);
 
+  // Ends a file operation that answered false: waits for one that is under way at most `timeout`
+  // milliseconds. 0 with *count what it moved; kIoTimeout with *count 0, the operation cancelled;
+  // the error as a result code.
+  IoResult WaitForIO(Overlapped* record, uint32_t timeout, uint32_t* count);
+
   // The device's name as a trace line shows it, null when there is none.
   const char* DevName() const { return m_pszDevName ? m_pszDevName->c_str() : nullptr; }
   // Takes a copy. False without memory; the name is as before then.
   bool KeepName(const char* name);
 
   std::optional<std::string> m_pszDevName;  // none until OpenIO was given one
+  DeviceFile m_DeviceDefaultDataHandle;     // of devices that are opened as files
+  Overlapped overlapped_;                   // for requests, and for who brings none
   uint32_t m_ulReadTimeout = 30000;         // milliseconds, as the two below
   uint32_t m_ulWriteTimeout = 30000;
   uint32_t m_ulFlushTimeout = 30000;

@@ -1,0 +1,171 @@
+#include "io/mxvusb.h"
+
+#include <optional>
+
+#include "io/traced_bytes.h"
+#include "platform/system.h"
+
+namespace scantk {
+namespace {
+
+constexpr uint32_t kUsbFlushTimeoutMs = 500;
+constexpr uint32_t kWriteWaitMs = 30000;
+constexpr uint32_t kLongWrite = 200;  // bytes; more than a command has
+constexpr uint32_t kErrorInBuffers = TRACE_CLASS_ERROR | TRACE_BUFFERS;
+
+}  // namespace
+
+mxvusb::mxvusb() {
+  m_ulFlushTimeout = kUsbFlushTimeoutMs;
+}
+
+mxvusb::~mxvusb() {
+  m_pszDevName.reset();
+  if (!m_DeviceDefaultDataHandle.IsNull()) {
+    m_DeviceDefaultDataHandle.Close();
+    trace_->Print(TRACE_INFO, "mxvusb::Destructor free m_DeviceDefaultDataHandle");
+  }
+  trace_->Print(TRACE_API, "mxvusb::Destructor");
+  trace_.reset();
+}
+
+IoResult mxvusb::OpenIO(const char* name) {
+  if (!m_pszDevName) {
+    if (!name) return E_INVALIDARG;
+    if (!KeepName(name)) return E_OUTOFMEMORY;
+    trace_->Print(TRACE_INFO, "OpenIO: DeviceName %s", DevName());
+  }
+  return OpenUSB();
+}
+
+IoResult mxvusb::OpenUSB() {
+  if (m_DeviceDefaultDataHandle.IsUsable()) {
+    trace_->Print(TRACE_CLASS_ERROR, "ERROR: OpenUSB IO m_DeviceDefaultDataHandle != NULL");
+    return S_OK;
+  }
+  if (!m_pszDevName) {
+    trace_->Print(TRACE_CLASS_ERROR, "ERROR: OpenUSB NULL == m_pszDevName");
+    return E_FAIL;
+  }
+  if (!m_DeviceDefaultDataHandle.Open(DevName())) {
+    const IoResult hr = error::ToResult(LastError());
+    trace_->Print(TRACE_CLASS_ERROR, "ERROR: CreateFile failed INVALID_HANDLE_VALUE %d %x", hr, hr);
+    return hr;
+  }
+  trace_->Print(TRACE_INFO, "CreateFile suceeded");
+  return S_OK;
+}
+
+IoResult mxvusb::ConnectToIO() {
+  return S_OK;
+}
+
+IoResult mxvusb::DisConnectFromIO() {
+  return S_OK;
+}
+
+IoResult mxvusb::CloseIO() {
+  if (m_DeviceDefaultDataHandle.IsUsable()) m_DeviceDefaultDataHandle.Close();
+  m_pszDevName.reset();
+  return S_OK;
+}
+
+IoResult mxvusb::ReadData(void* buffer, uint32_t* length, Overlapped* overlapped) {
+  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+    trace_->Print(TRACE_CLASS_ERROR, "ERROR: STI: Invalid or null devicedefaultDataHandle");
+    return E_FAIL;
+  }
+  std::optional<Overlapped> own;
+  if (!overlapped) overlapped = &own.emplace();
+  uint32_t got = 0;
+  IoResult hr = S_OK;
+  if (!m_DeviceDefaultDataHandle.Read(buffer, *length, &got, overlapped))
+    hr = WaitForIO(overlapped, m_ulReadTimeout, &got);
+  if (hr == kIoTimeout) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ReadData Rec : err timeout hit  m_ulReadTimeout %d  dwBytesRead %d",
+                  m_ulReadTimeout, got);
+  } else if (hr != S_OK) {
+    trace_->Print(kErrorInBuffers,
+                  "ReadData Rec : error no timeout hit  m_ulReadTimeout %d  dwBytesRead %d",
+                  m_ulReadTimeout, got);
+  }
+  TraceRead(hr, buffer, *length, got);
+  *length = got;
+  return hr;
+}
+
+void mxvusb::TraceRead(IoResult hr, const void* buffer, uint32_t wanted, uint32_t got) {
+  const TracedBytes bytes(buffer, got);
+  if (hr == S_OK) {
+    trace_->Print(got > 0 ? TRACE_BUFFERS : TRACE_INFO,
+                  "IOUSB: ReadRawData Wanted %d, Got %d, Buf: %hs", wanted, got, bytes.Text());
+  } else if (hr == kIoTimeout) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ERROR: STI: WAIT_TIMEOUT: ReadRawData Asked %d, Got %d, Buf: %hs hr %x", wanted,
+                  got, bytes.Text(), hr);
+  } else {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ERROR: STI: Problem: ReadRawData Asked %d, Got %d, Buf: %hs hr %x", wanted, got,
+                  bytes.Text(), hr);
+  }
+}
+
+IoResult mxvusb::WriteData(const void* buffer, uint32_t length, uint32_t* written,
+                           Overlapped* overlapped) {
+  const TracedBytes bytes(buffer, length);
+  if (length > kLongWrite) {
+    trace_->Print(TRACE_FLOW, "lpBuffer = %x, dwNumberOfBytes = %d Buf: %hs", TracedAddress(buffer),
+                  length, bytes.BehindEscape());
+  }
+  trace_->Print(TRACE_CACHE,
+                "WriteData m_DeviceDefaultDataHandle %x lpBuffer = %x, dwNumberOfBytes = %d Buf: "
+                "%hs",
+                m_DeviceDefaultDataHandle.Number(), TracedAddress(buffer), length,
+                bytes.BehindEscape());
+  *written = 0;
+  if (m_DeviceDefaultDataHandle.IsInvalid()) {
+    trace_->Print(TRACE_CLASS_ERROR, "ERROR: USB WriteData : m_DeviceDefaultDataHandle ");
+    return E_FAIL;
+  }
+  m_DeviceDefaultDataHandle.Flush();
+  std::optional<Overlapped> own;
+  if (!overlapped) {
+    overlapped = &own.emplace();
+    trace_->Print(TRACE_CACHE, "WriteData Rec : overlapp created: dwNumberOfBytes %d", length);
+  }
+  IoResult hr = S_OK;
+  if (!m_DeviceDefaultDataHandle.Write(buffer, length, written, overlapped))
+    hr = WaitForIO(overlapped, kWriteWaitMs, written);
+  TraceWrite(hr, bytes.Text(), length, *written);
+  return hr;
+}
+
+void mxvusb::TraceWrite(IoResult hr, const char* text, uint32_t length, uint32_t written) {
+  if (hr == S_OK) {
+    trace_->Print(TRACE_BUFFERS, "STI: USB WriteData Asked %d, Sent %d, Buf: %hs", length, written,
+                  text);
+  } else if (hr == kIoTimeout) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ERROR: USB: WriteData : WAIT_TIMEOUT:  Asked %d, Sent %d, Buf: %hs hr %x",
+                  length, written, text, hr);
+  } else {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "ERROR: USB WriteData : Problem:  Asked %d, Sent %d, Buf: %hs hr %x", length,
+                  written, text, hr);
+  }
+}
+
+IoResult mxvusb::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
+                        uint32_t output_length, uint32_t* returned) {
+  if (m_DeviceDefaultDataHandle.IsInvalid()) return E_FAIL;
+  if (function == GET_TIMEOUTS) return GetTimeouts(buffer, length);
+  if (function == SET_TIMEOUTS) return SetTimeouts(buffer, length);
+  const DeviceRequest request = {function, buffer,       length, DeviceRequest::Data::kFilled,
+                                 output,   output_length};
+  return m_DeviceDefaultDataHandle.Control(request, returned, nullptr)
+             ? S_OK
+             : error::ToResult(LastError());
+}
+
+}  // namespace scantk
