@@ -91,6 +91,17 @@ TEST(ImagePipeline, GivesPartOfARowAndTheRestBeforeTakingInput) {
   EXPECT_EQ(harness.outcome().output, input);
 }
 
+TEST(ImagePipeline, ReturnsWhenNothingCanMove) {
+  Harness harness({kPass}, Traits(1500, 8));
+  const Bytes input = RandomBytes(3000, 12);
+  EXPECT_EQ(harness.Call(input.data(), 0, 5000), 0u) << "no input yet, but more will come";
+  EXPECT_EQ(harness.Call(input.data(), 3000, 0), 1500u) << "a row is made ahead";
+  EXPECT_EQ(harness.Call(input.data() + 1500, 1500, 0), 0u) << "and waits for room";
+  EXPECT_EQ(harness.Call(input.data() + 1500, 1500, 5000), 1500u);
+  EXPECT_EQ(harness.outcome().result, 0);
+  EXPECT_EQ(harness.outcome().output, input);
+}
+
 TEST(ImagePipeline, FinishesOnceAndStaysFinished) {
   Harness harness({kPass}, Traits(10, 8));
   harness.Feed(RandomBytes(100, 3));
