@@ -13,7 +13,7 @@ namespace {
 TEST(RowStore, HoldsItsOwnRowsWhateverWasThereBefore) {
   const auto pages = [](uint32_t seed) {
     for (const size_t row_bytes : {size_t{1}, size_t{7440}, size_t{3} << 20, size_t{500000}}) {
-      const size_t rows = row_bytes < 10000 ? 700 : 5;
+      const size_t rows = row_bytes < 10000 ? 300 : 3;
       const Bytes image = RandomBytes(row_bytes * rows, seed);
       RowStore store;
       for (int round = 0; round < 2; ++round) {
