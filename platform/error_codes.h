@@ -27,6 +27,7 @@ inline constexpr uint32_t kBrokenPipe = 109;
 inline constexpr uint32_t kDiskFull = 112;
 inline constexpr uint32_t kInvalidName = 123;
 inline constexpr uint32_t kAlreadyExists = 183;
+inline constexpr uint32_t kNameTooLong = 206;
 inline constexpr uint32_t kMoreData = 234;
 inline constexpr uint32_t kTimeout = 258;  // a wait that ran out
 inline constexpr uint32_t kNoMoreItems = 259;

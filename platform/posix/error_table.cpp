@@ -40,7 +40,7 @@ constexpr Row kTable[] = {
     {ENOSPC, error::kDiskFull, error::kDiskFull},
     {EDQUOT, error::kDiskFull, error::kDiskFull},
     {EFBIG, error::kDiskFull, error::kDiskFull},
-    {ENAMETOOLONG, error::kInvalidName, error::kInvalidName},
+    {ENAMETOOLONG, error::kNameTooLong, error::kNameTooLong},
     {EEXIST, error::kAlreadyExists, error::kAlreadyExists},
     {ECANCELED, error::kOperationAborted, error::kOperationAborted},
     {EAGAIN, error::kIoPending, error::kSocketWouldBlock},

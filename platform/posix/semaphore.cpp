@@ -23,7 +23,7 @@ namespace scantk {
 namespace {
 
 constexpr const char* kFolders[] = {"/dev/shm/scantk", "/tmp/scantk"};
-constexpr size_t kMaxName = 260;
+constexpr size_t kMaxName = 259;
 constexpr size_t kChunk = 200;  // file names are at most 255 bytes
 
 // The bytes of the lock file that are locked.
@@ -111,6 +111,13 @@ bool StripPrefix(std::string_view* name, std::string_view prefix) {
   return true;
 }
 
+// 0, or what is wrong with a name whose part without its prefix is `plain`.
+uint32_t CheckName(std::string_view name, std::string_view plain) {
+  if (name.size() > kMaxName) return error::kNameTooLong;
+  if (plain.find('\\') != std::string_view::npos) return error::kPathNotFound;
+  return plain.empty() && !name.empty() ? error::kInvalidName : 0;
+}
+
 }  // namespace
 
 struct NamedSemaphore::State {
@@ -143,12 +150,8 @@ NamedSemaphore NamedSemaphore::CreateOrOpen(const std::string& name, const char*
   } else {
     StripPrefix(&plain, "Local\\");
   }
-  if (name.size() > kMaxName) {
-    SetLastError(error::kInvalidName);
-    return semaphore;
-  }
-  if (plain.find('\\') != std::string_view::npos || (plain.empty() && !name.empty())) {
-    SetLastError(error::kPathNotFound);
+  if (const uint32_t wrong = CheckName(name, plain)) {
+    SetLastError(wrong);
     return semaphore;
   }
   auto state = std::make_unique<State>();

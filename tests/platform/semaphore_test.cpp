@@ -62,7 +62,7 @@ TEST(SemaphoreTest, TwoObjectsOfOneProcessExcludeEachOther) {
 
 TEST(SemaphoreTest, NamesAreKeptApart) {
   const std::string base = Name("name");
-  const std::string longest = base + std::string(250 - base.size(), '%');
+  const std::string longest = base + std::string(259 - base.size(), '%');
   const std::string names[] = {base,        base + ".",        base + "%2E",
                                base + "/x", base + "\xC3\xA4", longest};
   std::vector<NamedSemaphore> held;
@@ -75,8 +75,28 @@ TEST(SemaphoreTest, NamesAreKeptApart) {
   NamedSemaphore mine = Make(local);
   EXPECT_EQ(mine.Wait(0), WaitResult::kSignalled) << "not global";
   EXPECT_EQ(Make("Local\\" + local).Wait(0), WaitResult::kTimeout);
-  EXPECT_FALSE(Make("folder\\" + local));
-  EXPECT_EQ(LastError(), error::kPathNotFound);
+}
+
+TEST(SemaphoreTest, NamesThatAreNone) {
+  const struct {
+    std::string name;
+    uint32_t reason;
+  } kCases[] = {
+      {"folder\\name", error::kPathNotFound},
+      {"Global\\folder\\name", error::kPathNotFound},
+      {"Global\\", error::kInvalidName},
+      {std::string(260, 'x'), error::kNameTooLong},
+  };
+  for (const auto& wrong : kCases) {
+    NamedSemaphore none = Make(wrong.name);
+    const uint32_t reason = LastError();
+    EXPECT_FALSE(none) << wrong.name;
+    EXPECT_EQ(reason, wrong.reason) << wrong.name;
+  }
+  // Without a name, each is one of its own.
+  EXPECT_EQ(Make("").Wait(0), WaitResult::kSignalled);
+  NamedSemaphore other = Make("");
+  EXPECT_EQ(LastError(), error::kSuccess);
 }
 
 TEST(SemaphoreTest, ThreadsExcludeEachOtherAndAnyMayRelease) {
