@@ -21,12 +21,15 @@ constexpr int kFractionBits = 13;
 constexpr int kColumnShift = kFractionBits - 2;   // keeps two bits for the rows
 constexpr int kRowShift = kFractionBits + 2 + 3;  // and takes them off, with the factor 8
 
-// One dimension of eight values; `put(i, value)` gets them before rounding.
-struct Even {
+#define SCANTK_INLINE __attribute__((always_inline)) inline
+
+// One dimension: results 0 to 3 are even + odd, 7 to 4 even - odd, before the descaling.
+struct Half {
   uint32_t v[4];
 };
 
-Even EvenPart(uint32_t in0, uint32_t in2, uint32_t in4, uint32_t in6, uint32_t rounding) {
+SCANTK_INLINE Half EvenPart(uint32_t in0, uint32_t in2, uint32_t in4, uint32_t in6,
+                            uint32_t rounding) {
   const uint32_t z1 = (in2 + in6) * 4433u;
   const uint32_t t2 = z1 - in6 * 15137u;
   const uint32_t t3 = z1 + in2 * 6270u;
@@ -35,7 +38,7 @@ Even EvenPart(uint32_t in0, uint32_t in2, uint32_t in4, uint32_t in6, uint32_t r
   return {{t0 + t3, t1 + t2, t1 - t2, t0 - t3}};
 }
 
-Even OddPart(uint32_t in1, uint32_t in3, uint32_t in5, uint32_t in7) {
+SCANTK_INLINE Half OddPart(uint32_t in1, uint32_t in3, uint32_t in5, uint32_t in7) {
   const uint32_t z5 = (in1 + in3 + in5 + in7) * 9633u;
   const uint32_t z1 = (in7 + in1) * 7373u;
   const uint32_t z2 = (in5 + in3) * 20995u;
@@ -45,62 +48,105 @@ Even OddPart(uint32_t in1, uint32_t in3, uint32_t in5, uint32_t in7) {
            in7 * 2446u - z1 + z3}};
 }
 
-int Descale(uint32_t value, int shift) {
-  return static_cast<int32_t>(value) >> shift;
-}
-
-int16_t Saturated(int value) {
-  return static_cast<int16_t>(std::clamp(value, -32768, 32767));
-}
-
-uint8_t Sample(int value) {
-  return static_cast<uint8_t>(std::clamp(value + 128, 0, 255));
-}
-
-// One column of coefficients, of which the first `kRows` rows may differ from zero.
-template <int kRows>
-void Column(const int16_t* in, int16_t* out) {
-  const auto at = [&](int row) { return row < kRows ? static_cast<uint32_t>(in[8 * row]) : 0u; };
-  const Even even = EvenPart(at(0), at(2), at(4), at(6), 1u << (kColumnShift - 1));
-  const Even odd = OddPart(at(1), at(3), at(5), at(7));
-  for (int i = 0; i < 4; ++i) {
-    out[8 * i] = Saturated(Descale(even.v[i] + odd.v[i], kColumnShift));
-    out[8 * (7 - i)] = Saturated(Descale(even.v[i] - odd.v[i], kColumnShift));
+// The sample for every value of a row, of which the upper 14 bits are left: clamped to 0 ... 255.
+struct Samples {
+  constexpr Samples() : of() {
+    for (int i = 0; i < 1 << 14; ++i) {
+      const int value = (i < 1 << 13 ? i : i - (1 << 14)) + 128;
+      of[i] = static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+    }
   }
+  uint8_t of[1 << 14];
+};
+constexpr Samples kSamples;
+
+// One column of coefficients, of which the first `kRows` rows may differ from zero. Returns the
+// results in one word which has bits above the lower 16 when one of them needs more than 16.
+template <int kRows>
+SCANTK_INLINE uint32_t Column(const int16_t* in, int32_t* out) {
+  const auto at = [&](int row) __attribute__((always_inline)) {
+    return row < kRows ? static_cast<uint32_t>(in[8 * row]) : 0u;
+  };
+  uint32_t rest = 0;
+  for (int row = 1; row < kRows; ++row) rest |= at(row);
+  if (rest == 0) {
+    const int32_t value = static_cast<int32_t>(at(0) << (kFractionBits - kColumnShift));
+    for (int i = 0; i < 8; ++i) out[8 * i] = value;
+    return static_cast<uint32_t>(value) + 0x8000;
+  }
+  const Half even = EvenPart(at(0), at(2), at(4), at(6), 1u << (kColumnShift - 1));
+  const Half odd = OddPart(at(1), at(3), at(5), at(7));
+  uint32_t range = 0;
+  for (int i = 0; i < 4; ++i) {
+    out[8 * i] = static_cast<int32_t>(even.v[i] + odd.v[i]) >> kColumnShift;
+    out[8 * (7 - i)] = static_cast<int32_t>(even.v[i] - odd.v[i]) >> kColumnShift;
+    range |= static_cast<uint32_t>(out[8 * i] + 0x8000);
+    range |= static_cast<uint32_t>(out[8 * (7 - i)] + 0x8000);
+  }
+  return range;
 }
 
 template <int kColumns>
-void Row(const int16_t* in, uint8_t* out) {
-  const auto at = [&](int column) {
+SCANTK_INLINE void Row(const int32_t* in, uint8_t* out) {
+  const auto at = [&](int column) __attribute__((always_inline)) {
     return column < kColumns ? static_cast<uint32_t>(in[column]) : 0u;
   };
   // The rounding is half of the last bit, which is 16 in units of the first value.
   const uint32_t first = static_cast<uint32_t>(std::min(in[0] + 16, 32767));
-  const Even even = EvenPart(first, at(2), at(4), at(6), 0);
-  const Even odd = OddPart(at(1), at(3), at(5), at(7));
+  const Half even = EvenPart(first, at(2), at(4), at(6), 0);
+  const Half odd = OddPart(at(1), at(3), at(5), at(7));
   for (int i = 0; i < 4; ++i) {
-    out[i] = Sample(Descale(even.v[i] + odd.v[i], kRowShift));
-    out[7 - i] = Sample(Descale(even.v[i] - odd.v[i], kRowShift));
+    out[i] = kSamples.of[(even.v[i] + odd.v[i]) >> kRowShift];
+    out[7 - i] = kSamples.of[(even.v[i] - odd.v[i]) >> kRowShift];
   }
 }
 
-// `kSize`: 8, or 4 when all coefficients are in the upper left 4x4.
-template <int kSize>
+// For blocks of which only the first `kRows` rows and `kColumns` columns may differ from zero.
+template <int kRows, int kColumns>
 void TransformBlock(int16_t* coefficients, const JpegTarget& target) {
-  int16_t columns[64];
-  for (int x = 0; x < kSize; ++x) Column<kSize>(coefficients + x, columns + x);
-  for (int y = 0; y < 8; ++y) Row<kSize>(columns + 8 * y, target.samples + y * target.stride);
-  std::memset(coefficients, 0, 8 * kSize * sizeof(*coefficients));
+  int32_t columns[64];
+  uint32_t range = 0;
+  for (int x = 0; x < kColumns; ++x) range |= Column<kRows>(coefficients + x, columns + x);
+  if (range > 0xFFFF) {
+    for (int i = 0; i < 64; ++i) {
+      if (i % 8 < kColumns) columns[i] = std::clamp(columns[i], -32768, 32767);
+    }
+  }
+  for (int y = 0; y < 8; ++y) Row<kColumns>(columns + 8 * y, target.samples + y * target.stride);
+  std::memset(coefficients, 0, 8 * kRows * sizeof(*coefficients));
+}
+
+// Whether one of eight groups of four coefficients, `step` apart, differs from zero.
+bool AnyOf(const int16_t* coefficients, int step) {
+  uint64_t all = 0;
+  for (int i = 0; i < 8; ++i) {
+    uint64_t four;
+    std::memcpy(&four, coefficients + i * step, sizeof(four));
+    all |= four;
+  }
+  return all != 0;
+}
+
+void TransformLarge(int16_t* coefficients, const JpegTarget& target) {
+  const bool lower = AnyOf(coefficients + 32, 4);
+  const bool right = AnyOf(coefficients + 4, 8);
+  if (lower && right) {
+    TransformBlock<8, 8>(coefficients, target);
+  } else if (lower) {
+    TransformBlock<8, 4>(coefficients, target);
+  } else {
+    TransformBlock<4, 8>(coefficients, target);
+  }
 }
 
 void Run(JpegBlockQueue& queue) {
   for (int i = 0; i < queue.counts[0]; ++i) {
     const int place = queue.places[0][i];
-    TransformBlock<8>(queue.coefficients[place], queue.targets[place]);
+    TransformLarge(queue.coefficients[place], queue.targets[place]);
   }
   for (int i = 0; i < queue.counts[1]; ++i) {
     const int place = queue.places[1][i];
-    TransformBlock<4>(queue.coefficients[place], queue.targets[place]);
+    TransformBlock<4, 4>(queue.coefficients[place], queue.targets[place]);
   }
   queue.counts[0] = queue.counts[1] = queue.used = 0;
 }

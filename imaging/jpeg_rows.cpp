@@ -20,11 +20,16 @@ void InterleaveHalf(const uint8_t* const* planes, uint8_t* out, size_t width) {
   const uint8_t* const a = planes[0];
   const uint8_t* const b = planes[1];
   const uint8_t* const c = planes[2];
-  for (size_t x = 0; x < width; ++x) {
-    out[3 * x] = a[x];
-    out[3 * x + 1] = b[x / 2];
-    out[3 * x + 2] = c[x / 2];
+  for (size_t x = 0; x + 2 <= width; x += 2, out += 6) {
+    out[0] = a[x];
+    out[3] = a[x + 1];
+    out[1] = out[4] = b[x / 2];
+    out[2] = out[5] = c[x / 2];
   }
+  if (width % 2 == 0) return;
+  out[0] = a[width - 1];
+  out[1] = b[width / 2];
+  out[2] = c[width / 2];
 }
 
 void InterleaveAny(const uint8_t* const* planes, int components, uint8_t* out, size_t width) {
