@@ -1,0 +1,84 @@
+#include "simulator/command_parser.h"
+
+#include <algorithm>
+
+namespace scantk::sim {
+namespace {
+
+constexpr uint8_t kEscape = 0x1B;
+constexpr int64_t kLargestValue = int64_t{1} << 40;  // more digits say nothing that a device knows
+constexpr size_t kMaxData = 1 << 20;
+
+}  // namespace
+
+size_t CommandParser::Take(const uint8_t* bytes, size_t size, Command* command, bool* complete) {
+  *complete = false;
+  size_t at = 0;
+  while (at < size && !*complete) {
+    if (data_left_ > 0) {
+      const size_t count = std::min(data_left_, size - at);
+      if (data_.size() + count <= kMaxData)
+        data_.insert(data_.end(), bytes + at, bytes + at + count);
+      data_left_ -= count;
+      at += count;
+      if (data_left_ == 0) {
+        *command = {};
+        *complete = true;
+      }
+      continue;
+    }
+    const uint8_t byte = bytes[at++];
+    if (byte == kEscape) {
+      state_ = State::kEscape;
+      command_ = {};
+      negative_ = false;
+      continue;
+    }
+    switch (state_) {
+      case State::kIdle:
+        ++strays_;
+        break;
+      case State::kEscape:
+        state_ = byte == '*' ? State::kStar : State::kIdle;
+        if (byte == 'E') {
+          command_.letter = 'E';
+          *complete = true;
+        } else if (byte != '*') {
+          ++strays_;
+        }
+        break;
+      case State::kStar:
+        if (byte >= 'a' && byte <= 'z') {
+          command_.group = static_cast<char>(byte);
+          state_ = State::kValue;
+        } else {
+          ++strays_;
+          state_ = State::kIdle;
+        }
+        break;
+      case State::kValue:
+        if (byte == '-' && !command_.has_value) {
+          negative_ = true;
+        } else if (byte >= '0' && byte <= '9') {
+          command_.has_value = true;
+          command_.value = std::min(command_.value * 10 + (byte - '0'), kLargestValue);
+        } else if (byte >= 'A' && byte <= 'Z') {
+          command_.letter = static_cast<char>(byte);
+          if (negative_) command_.value = -command_.value;
+          state_ = State::kIdle;
+          *complete = true;
+        } else {
+          ++strays_;
+          state_ = State::kIdle;
+        }
+        break;
+    }
+    if (*complete) {
+      *command = command_;
+      state_ = State::kIdle;
+    }
+  }
+  return at;
+}
+
+}  // namespace scantk::sim

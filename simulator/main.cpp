@@ -1,0 +1,253 @@
+// scantk-sim: simulated devices on the network.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "simulator/simulated_device.h"
+
+namespace {
+
+using namespace scantk::sim;
+
+std::string Help() {
+  std::string models, text;
+  for (const std::string& name : ModelNames()) models += " " + name;
+  text = R"(scantk-sim: simulated multifunction devices on the network
+
+  scantk-sim [options] [--device options]...   serves until it is ended
+  scantk-sim [options] run -- COMMAND...       serves while COMMAND runs, and leaves with its code
+
+  --address A       local IPv4 address (127.0.0.1)
+  --port P          9290, 9291 or 9292 (9290)
+  --model NAME      one of)" +
+         models + R"( (ZM-16)
+  --paper WHAT      chart, pattern, white, or a PNG or PNM file (chart)
+  --sheets N        sheets in the feeder (0)
+  --sheet-height H  length of a sheet in 1/300 inch
+  --hosts N         connections at once; one more is greeted as busy (1)
+  --set N=VALUE     variable N: a number, null, min:V, max:V or text:T
+  --jpeg HxV        luminance sampling of JPEG pages (2x2)
+  --quality Q       JPEG quality, 1 to 100 (0 follows the host's level)
+  --restart N       MCUs between restart markers (0: none)
+  --block BYTES     longest block (61440)
+  --record BYTES    image bytes in a record (30000)
+  --fault F         name[@moment][=value][*times]; moments: connection:N, command:N, answer:N,
+                    variable:N, page:N, block:N
+  --log FILE        the conversation, - for standard error
+  --device          the options that follow are another device's
+  --render FILE     writes the raw bytes of the page that a host would get, and ends
+
+Faults:
+)" + FaultHelp();
+  return text;
+}
+
+int64_t Number(const std::string& text) {
+  int64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size())
+    throw std::invalid_argument("\"" + text + "\" is no number");
+  return value;
+}
+
+VariableOverride ParseSet(const std::string& text) {
+  const size_t equals = text.find('=');
+  if (equals == std::string::npos) throw std::invalid_argument("--set takes NUMBER=VALUE");
+  VariableOverride change;
+  change.number = static_cast<int>(Number(text.substr(0, equals)));
+  const std::string value = text.substr(equals + 1);
+  const auto after = [&value](const char* prefix) {
+    return value.substr(std::string(prefix).size());
+  };
+  if (value == "null")
+    change.null = true;
+  else if (value.starts_with("min:"))
+    change.minimum = Number(after("min:"));
+  else if (value.starts_with("max:"))
+    change.maximum = Number(after("max:"));
+  else if (value.starts_with("text:"))
+    change.text = after("text:");
+  else
+    change.value = Number(value);
+  return change;
+}
+
+struct Option {
+  const char* name;
+  std::function<void(DeviceConfig&, const std::string&)> apply;
+};
+
+int Count(const std::string& text, int64_t least, int64_t most) {
+  const int64_t value = Number(text);
+  if (value < least || value > most)
+    throw std::invalid_argument(text + " is not between " + std::to_string(least) + " and " +
+                                std::to_string(most));
+  return static_cast<int>(value);
+}
+
+const std::vector<Option>& Options() {
+  static const std::vector<Option> options = {
+      {"--address", [](DeviceConfig& c, const std::string& v) { c.address = v; }},
+      {"--port", [](DeviceConfig& c,
+                    const std::string& v) { c.port = static_cast<uint16_t>(Count(v, 1, 65535)); }},
+      {"--model", [](DeviceConfig& c, const std::string& v) { c.model = v; }},
+      {"--paper", [](DeviceConfig& c, const std::string& v) { c.paper = v; }},
+      {"--sheets", [](DeviceConfig& c, const std::string& v) { c.sheets = Count(v, 0, 100000); }},
+      {"--sheet-height",
+       [](DeviceConfig& c, const std::string& v) { c.sheet_height = Count(v, 1, 1 << 20); }},
+      {"--hosts",
+       [](DeviceConfig& c, const std::string& v) { c.max_connections = Count(v, 1, 1000); }},
+      {"--set", [](DeviceConfig& c, const std::string& v) { c.overrides.push_back(ParseSet(v)); }},
+      {"--jpeg",
+       [](DeviceConfig& c, const std::string& v) {
+         if (v.size() != 3 || v[1] != 'x') throw std::invalid_argument("--jpeg takes HxV");
+         c.delivery.jpeg_horizontal = Count(v.substr(0, 1), 1, 4);
+         c.delivery.jpeg_vertical = Count(v.substr(2), 1, 4);
+       }},
+      {"--quality",
+       [](DeviceConfig& c, const std::string& v) { c.delivery.jpeg_quality = Count(v, 0, 100); }},
+      {"--restart",
+       [](DeviceConfig& c, const std::string& v) { c.delivery.jpeg_restart = Count(v, 0, 65535); }},
+      {"--block",
+       [](DeviceConfig& c, const std::string& v) {
+         c.delivery.block_bytes = static_cast<size_t>(Count(v, 64, 1 << 26));
+       }},
+      {"--record",
+       [](DeviceConfig& c, const std::string& v) {
+         c.delivery.record_bytes = static_cast<size_t>(Count(v, 1, 32767));
+       }},
+      {"--fault", [](DeviceConfig& c, const std::string& v) { c.faults.push_back(ParseFault(v)); }},
+      {"--log", [](DeviceConfig& c, const std::string& v) { c.log_path = v; }},
+  };
+  return options;
+}
+
+struct Arguments {
+  std::vector<DeviceConfig> devices = {DeviceConfig()};
+  std::string render;
+  std::vector<std::string> command;
+  bool help = false;
+};
+
+Arguments Parse(const std::vector<std::string>& words) {
+  Arguments arguments;
+  arguments.devices[0].keep_log = false;
+  for (size_t i = 0; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    if (word == "--help") {
+      arguments.help = true;
+      continue;
+    }
+    if (word == "--device") {
+      arguments.devices.push_back(DeviceConfig());
+      arguments.devices.back().keep_log = false;
+      continue;
+    }
+    if (word == "run") {
+      const size_t first = i + 1 < words.size() && words[i + 1] == "--" ? i + 2 : i + 1;
+      if (first >= words.size()) throw std::invalid_argument("run takes a command");
+      arguments.command.assign(words.begin() + static_cast<std::ptrdiff_t>(first), words.end());
+      break;
+    }
+    if (i + 1 == words.size()) throw std::invalid_argument(word + " is unknown or lacks its value");
+    const std::string& value = words[++i];
+    if (word == "--render") {
+      arguments.render = value;
+      continue;
+    }
+    bool known = false;
+    for (const Option& option : Options()) {
+      if (word != option.name) continue;
+      option.apply(arguments.devices.back(), value);
+      known = true;
+    }
+    if (!known) throw std::invalid_argument("no option is called " + word);
+  }
+  return arguments;
+}
+
+int Render(const DeviceConfig& config, const std::string& path) {
+  PageSettings settings = DefaultPage(config.model);
+  for (const VariableOverride& change : config.overrides) {
+    const int value = static_cast<int>(change.value.value_or(0));
+    if (change.number == 10323) settings.x_dpi = value;
+    if (change.number == 10324) settings.y_dpi = value;
+    if (change.number == 10489) settings.left = value;
+    if (change.number == 10490) settings.top = value;
+    if (change.number == 10481) settings.width = value;
+    if (change.number == 10482) settings.height = value;
+    if (change.number == 10325) settings.data_type = static_cast<DataType>(value);
+    if (change.number == 10312) settings.bits_per_pixel = value;
+  }
+  std::ofstream file(path, std::ios::binary);
+  PageRenderer renderer(MakePaper(config.paper), settings);
+  for (int row = 0; row < renderer.rows(); ++row)
+    file.write(reinterpret_cast<const char*>(renderer.Row(row)),
+               static_cast<std::streamsize>(renderer.bytes_per_row()));
+  if (!file.flush()) throw std::runtime_error("cannot write " + path);
+  return 0;
+}
+
+int RunCommand(const std::vector<std::string>& command) {
+  const pid_t child = fork();
+  if (child == 0) {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    std::vector<char*> words;
+    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    execvp(words[0], words.data());
+    std::perror(words[0]);
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+int Serve(const Arguments& arguments) {
+  // Blocked before any thread starts, so that the wait below is what gets them.
+  sigset_t ends;
+  sigemptyset(&ends);
+  for (int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, signal);
+  sigprocmask(SIG_BLOCK, &ends, nullptr);
+  std::vector<std::unique_ptr<SimulatedDevice>> devices;
+  for (const DeviceConfig& config : arguments.devices) {
+    devices.push_back(std::make_unique<SimulatedDevice>(config));
+    std::printf("listening on %s:%u as %s\n", config.address.c_str(), config.port,
+                config.model.c_str());
+  }
+  std::fflush(stdout);
+  if (!arguments.command.empty()) return RunCommand(arguments.command);
+  int signal = 0;
+  sigwait(&ends, &signal);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const Arguments arguments = Parse({argv + 1, argv + argc});
+    if (arguments.help) {
+      std::cout << Help();
+      return 0;
+    }
+    if (!arguments.render.empty()) return Render(arguments.devices[0], arguments.render);
+    return Serve(arguments);
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "scantk-sim: %s (--help tells more)\n", problem.what());
+    return 2;
+  }
+}

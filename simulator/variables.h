@@ -1,0 +1,81 @@
+// The numbered variables of a device, with the profiles of the models that are known.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace scantk::sim {
+
+struct VariableOverride;
+
+struct Variable {
+  int64_t value = 0;
+  int64_t minimum = 0;
+  int64_t maximum = 0;
+  int64_t at_reset = 0;
+  bool is_text = false;
+  std::string text;
+};
+
+// The numbers that the device itself works with.
+namespace number {
+inline constexpr int kModelAlternative = 18, kModel = 19, kModelRix = 20, kScanTo = 22;
+inline constexpr int kFeederStatus = 23, kFeederPresent = 24;
+inline constexpr int kErrorCount = 257, kOldestError = 261;
+inline constexpr int kVendor = 503, kLockId = 505, kSpfSize = 507, kSpfData = 508;
+inline constexpr int kPixelsPerLine = 1024, kBytesPerLine = 1025, kLinesPerScan = 1026;
+inline constexpr int kFeederReady = 1027, kUrsState = 2100, kUrsVariable = 2101;
+inline constexpr int kCompression = 10308, kDownloadType = 10309, kBitsPerPixel = 10312;
+inline constexpr int kXResolution = 10323, kYResolution = 10324, kDataType = 10325;
+inline constexpr int kDownloadLength = 10328, kLockTimeout = 10474, kXExtent = 10481;
+inline constexpr int kYExtent = 10482, kXPosition = 10489, kYPosition = 10490;
+inline constexpr int kToneMap = 10956;
+inline constexpr int kXResolutionFlat = 11323, kYResolutionFlat = 11324, kYExtentFlat = 11482;
+inline constexpr int kXResolutionFeeder = 12323, kYResolutionFeeder = 12324;
+inline constexpr int kYExtentFeeder = 12482, kYExtentDuplex = 13482, kDuplexSupported = 13500;
+inline constexpr int kDuplex = 13505, kDuplexVFlip = 13506, kDuplexHFlip = 13507;
+inline constexpr int kDuplexFlip = 13510;
+// Set only; no host asks for them.
+inline constexpr int kScanType = -1, kTransferType = -2, kJpegFactor = -3, kPageSize = -4;
+}  // namespace number
+
+class Variables {
+ public:
+  // Throws std::invalid_argument when no model is called so.
+  explicit Variables(const std::string& model);
+
+  const Variable* Find(int number) const;
+  int64_t Get(int number, int64_t otherwise = 0) const;
+  // Keeps the value within the variable's limits; false when the device has no such variable.
+  bool Set(int number, int64_t value);
+  void Change(const VariableOverride& change);
+  void Reset();
+
+  // The end-of-page record's counts come with their bytes reversed from this model.
+  bool big_endian_rows() const { return big_endian_rows_; }
+  bool has_flatbed() const { return has_flatbed_; }
+
+ private:
+  void Add(int number, int64_t value, int64_t minimum, int64_t maximum);
+  void AddText(int number, const std::string& text);
+
+  std::map<int, Variable> variables_;
+  bool big_endian_rows_ = false;
+  bool has_flatbed_ = true;
+};
+
+// The variable that a command sets (its group and letter), and the command's name for the log.
+struct CommandName {
+  char group;
+  char letter;
+  int number;  // 0: the command sets no variable
+  const char* name;
+};
+const CommandName* FindCommand(char group, char letter);
+// The name of a variable for the log, or "".
+const char* VariableName(int number);
+
+}  // namespace scantk::sim
