@@ -198,14 +198,16 @@ void ScannerCore::OnInquiry(Conversation& host, const Command& command) {
   StrikeLine(host, FaultStage::kAnswer);
 
   std::string answer;
-  auto value = NumberAnswer(host, number, kind);
+  int64_t value = 0;
+  bool known = NumberAnswer(number, kind, &value);
   auto text = TextAnswer(host, number);
   if (auto forced = strike(FaultKind::kAnswer)) {
     value = *forced;
+    known = true;
     text.reset();
   }
   if (strike(FaultKind::kNull)) {
-    value.reset();
+    known = false;
     text.reset();
   }
   if (auto bytes = strike(FaultKind::kEndlessString))
@@ -217,9 +219,8 @@ void ScannerCore::OnInquiry(Conversation& host, const Command& command) {
     shown = "\"" + text->substr(0, 40) + "\"";
     answer =
         echo + std::to_string(length.value_or(static_cast<int64_t>(text->size()))) + "W" + *text;
-  } else if (value) {
-    const int64_t number_answer = value.value_or(0);
-    shown = std::to_string(number_answer);
+  } else if (known) {
+    shown = std::to_string(value);
     answer = echo + shown + "V";
   } else {
     shown = "null";
@@ -247,32 +248,38 @@ std::optional<std::string> ScannerCore::TextAnswer(const Conversation& host, int
   return {};
 }
 
-std::optional<int64_t> ScannerCore::NumberAnswer(const Conversation&, int number, char kind) const {
+bool ScannerCore::NumberAnswer(int number, char kind, int64_t* answer) const {
   switch (number) {
     case kErrorCount:
-      return static_cast<int64_t>(errors.size());
+      *answer = static_cast<int64_t>(errors.size());
+      return true;
     case kOldestError:
-      return errors.empty() ? 0 : errors.front();
+      *answer = errors.empty() ? 0 : errors.front();
+      return true;
     case kFeederStatus:
-      return feeder_status_;
+      *answer = feeder_status_;
+      return true;
     case kFeederReady:
-      return HasMoreSides();
+      *answer = HasMoreSides();
+      return true;
     case kPixelsPerLine:
-      return PixelsPerRow(Settings());
+      *answer = PixelsPerRow(Settings());
+      return true;
     case kBytesPerLine:
-      return static_cast<int64_t>(BytesPerRow(Settings()));
+      *answer = static_cast<int64_t>(BytesPerRow(Settings()));
+      return true;
     case kLinesPerScan:
-      return RowsPerPage(Settings());
+      *answer = RowsPerPage(Settings());
+      return true;
     default:
       break;
   }
   const Variable* variable = variables.Find(number);
-  if (!variable) return {};
+  if (!variable) return false;
+  *answer = kind == 'L' ? variable->minimum : kind == 'H' ? variable->maximum : variable->value;
   // Whether a side wants turning is asked while it lies under the sensor; fronts do not.
-  if (number == kDuplexFlip && !side_.back) return 0;
-  if (kind == 'L') return variable->minimum;
-  if (kind == 'H') return variable->maximum;
-  return variable->value;
+  if (number == kDuplexFlip && !side_.back) *answer = 0;
+  return true;
 }
 
 // --- paper ---

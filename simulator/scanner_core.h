@@ -81,7 +81,7 @@ class ScannerCore {
   void AbortPage(Conversation& host, const char* why);
   bool DisturbBlock(Conversation& host, std::vector<uint8_t>* block);
   PageSettings Settings() const;
-  std::optional<int64_t> NumberAnswer(const Conversation& host, int number, char kind) const;
+  bool NumberAnswer(int number, char kind, int64_t* answer) const;
   std::optional<std::string> TextAnswer(const Conversation& host, int number) const;
   bool HasMoreSides() const;
   void Log(const Conversation& host, const std::string& text);

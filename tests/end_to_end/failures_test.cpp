@@ -63,7 +63,9 @@ TEST_F(FailureTest, RowCountOfTheDeviceDecides) {
     const Page page = Scan(Parameters(T_GREYSCALE, 100), 64);
     EXPECT_EQ(kEndOfPage, page.last_read);
     EXPECT_EQ(0u, page.bytes.size() % page.granted.dwBytesPerLine);
-    if (one.rows_less < 0) EXPECT_LT(page.bytes.size(), PaperSeen().size());
+    if (one.rows_less < 0) {
+      EXPECT_LT(page.bytes.size(), PaperSeen().size());
+    }
     device->ClearFaults();
     ExpectCleanScan(one.fault);
   }

@@ -42,8 +42,7 @@ class FeaturesTest : public ScanTest {
   SCANNER_CAPABILITIES Capabilities(const Outcome& expected = kOk) {
     SCANNER_CAPABILITIES caps;
     std::memset(&caps, 0x5A, sizeof caps);
-    EXPECT_EQ(expected,
-              Call(toolkit->scanner, &IScanner::GetScannerCapabilities, session, &caps));
+    EXPECT_EQ(expected, Call(toolkit->scanner, &IScanner::GetScannerCapabilities, session, &caps));
     return caps;
   }
   ADF3_CAPABILITIES Feeder() {
@@ -60,8 +59,8 @@ TEST_F(FeaturesTest, EveryFamilyIsKnown) {
     uint16_t feeder_type;
     const char* number;  // when the device does not tell its own
   } const families[] = {
-      {"ZM-11", 0, 1, "KXT"},     {"ZM-12", 0, 1, "KXT"},   {"ZM-13", 0, 0, "ZR-618"},
-      {"ZM-14", 1, 1, "NPQ-S"},   {"ZM-15", 0, 1, "VX3840"}, {"ZM-16", 0, 1, "ZT-4410"},
+      {"ZM-11", 0, 1, "KXT"},       {"ZM-12", 0, 1, "KXT"},       {"ZM-13", 0, 0, "ZR-618"},
+      {"ZM-14", 1, 1, "NPQ-S"},     {"ZM-15", 0, 1, "VX3840"},    {"ZM-16", 0, 1, "ZT-4410"},
       {"alternative", 0, 1, "KXT"}, {"unknown", 0, 1, "ZT-4410"},
   };
   for (const auto& family : families) {
@@ -109,8 +108,8 @@ TEST_F(FeaturesTest, WhatTheFillInCannotDoWithout) {
   With({Null(22), Null(2101)});
   Capabilities();
   CONTROL_PANEL_CAPABILITIES panel;
-  EXPECT_EQ(kOk, Call(toolkit->panel, &IControlPanel::GetControlPanelCapabilities, session,
-                      &panel));
+  EXPECT_EQ(kOk,
+            Call(toolkit->panel, &IControlPanel::GetControlPanelCapabilities, session, &panel));
   EXPECT_EQ(2u, panel.dwDestinationListEntries);
   EXPECT_EQ(1252u, panel.dwSupportedCodePages[0]);
 }
@@ -151,8 +150,8 @@ TEST_F(FeaturesTest, CompressionChoices) {
   for (uint32_t type : {1u, 7u, 4u})
     EXPECT_EQ(kOk, Call(toolkit->compression, &ICompression::SetCompressionType, session, type));
   COMPRESSION_CAPABILITIES caps;
-  EXPECT_EQ(kOk, Call(toolkit->compression, &ICompression::GetCompressionCapabilities, session,
-                      &caps));
+  EXPECT_EQ(kOk,
+            Call(toolkit->compression, &ICompression::GetCompressionCapabilities, session, &caps));
   EXPECT_EQ(5u, caps.dwTypesOfCompression);
   EXPECT_EQ(4u, caps.dwDefaultCompressionType);
 }
@@ -173,8 +172,7 @@ TEST_F(FeaturesTest, JpegFactorGoesToTheDevice) {
 TEST_F(FeaturesTest, Properties) {
   With({Value(503, 3), Value(24, 1)});
   const auto value = [&](const char* tag, uint32_t* out) {
-    return Call(toolkit->properties, &IHWProperty::GetHWPropValue, session, Wide(tag).c_str(),
-                out);
+    return Call(toolkit->properties, &IHWProperty::GetHWPropValue, session, Wide(tag).c_str(), out);
   };
   constexpr Outcome kUnknown = {E_FAIL, TERR_INVALID_PROPERTY};
   uint32_t number = 9;
@@ -202,13 +200,12 @@ TEST_F(FeaturesTest, PanelGates) {
   With({});
   Capabilities();
   uint32_t number = 0;
-  EXPECT_EQ(kInvalidParameter, Call(toolkit->panel, &IControlPanel::GetControlPanelValue, session,
-                                    8u, &number));
+  EXPECT_EQ(kInvalidParameter,
+            Call(toolkit->panel, &IControlPanel::GetControlPanelValue, session, 8u, &number));
   uint32_t code = 77;
   EXPECT_EQ(S_OK, toolkit->panel->SetCodePage(session, 1252, &code));
   EXPECT_EQ(77u, code);
-  EXPECT_EQ(kInvalidParameter,
-            Call(toolkit->panel, &IControlPanel::SetCodePage, session, 437u));
+  EXPECT_EQ(kInvalidParameter, Call(toolkit->panel, &IControlPanel::SetCodePage, session, 437u));
   EXPECT_EQ(kInvalidParameter,
             Call(toolkit->panel, &IControlPanel::SetControlPanelDestinationString, session, 0u,
                  Wide("Desk").c_str()));
@@ -257,9 +254,8 @@ TEST_F(FeaturesTest, ReservationAndHandshake) {
   device->SetVariable(Value(2100, T_URS_START));  // the person at the device
   EXPECT_EQ(kOk, get());
   EXPECT_EQ(T_URS_START, state);
-  EXPECT_EQ((Outcome{E_FAIL, TERR_NONE}),
-            Call(toolkit->reserve, &IReserve::SetUserReadyToScanState, session,
-                 static_cast<URS_STATE>(4)));
+  EXPECT_EQ((Outcome{E_FAIL, TERR_NONE}), Call(toolkit->reserve, &IReserve::SetUserReadyToScanState,
+                                               session, static_cast<URS_STATE>(4)));
   EXPECT_EQ(kOk, Call(toolkit->reserve, &IReserve::JobReleaseHW, session));
   EXPECT_FALSE(device->locked());
 
