@@ -194,8 +194,8 @@ IpResult Convert(void* instance, size_t available, const uint8_t* input, size_t*
                  uint64_t* output_position) {
   JpegDecode* decode = Checked(instance);
   if (!decode || !used || !next_position || !produced || !output_position) return IP_FATAL_ERROR;
-  if (!decode->ready()) return IP_FATAL_ERROR;
   *used = *produced = 0;
+  if (!decode->ready()) return IP_FATAL_ERROR;
   *output_position = decode->out_position;
   const IpResult result = decode->Convert(available, input, used, space, output, produced);
   decode->in_position += *used;

@@ -191,8 +191,9 @@ bool ParseJpegHeader(const uint8_t* bytes, size_t size, JpegHeader* header, size
     if (segment.body_size > size - at) return false;
     at += segment.body_size;
     if (segment.marker == kJpegSos) {
+      if (!ReadScan(segment.body, segment.body_size, *header)) return false;
       *used = at;
-      return ReadScan(segment.body, segment.body_size, *header);
+      return true;
     }
     if (!ReadSegment(segment, *header)) return false;
   }

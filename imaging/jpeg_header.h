@@ -87,7 +87,8 @@ struct JpegHeader {
   JpegHuffmanCodes ac[kJpegTables];
 };
 
-// Reads from SOI to the end of SOS; `used` becomes the number of bytes. False: what stands there is
+// Reads from SOI to the end of SOS; `used` becomes the number of bytes. False, with `used` as
+// it was: what stands there is
 // malformed, not supported, or does not end within `size`. Supported is one scan that holds all
 // components, sequential, Huffman coded, of 8 bits.
 bool ParseJpegHeader(const uint8_t* bytes, size_t size, JpegHeader* header, size_t* used);
