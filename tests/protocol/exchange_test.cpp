@@ -144,6 +144,9 @@ TEST(Exchange, ReadsStrings) {
         << c.what;
     EXPECT_EQ(c.length, length) << c.what;
     EXPECT_EQ(c.text, buffer.data()) << c.what;
+    if (c.sent.empty()) {
+      EXPECT_EQ(static_cast<int>(6 + c.announced.size()), e.script.reads) << c.what;
+    }
     EXPECT_EQ("", e.script.Faults()) << c.what;
   }
 }
@@ -250,7 +253,8 @@ TEST(Cache, AnyCommandForgetsTheErrorCount) {
   e.TurnCacheOn();
   e.script.Ask("257E", "d0V");
   EXPECT_EQ(SL_OK, e.engine.InquireOldestError());
-  EXPECT_EQ(SL_OK, e.engine.InquireOldestError());  // known to be none
+  EXPECT_EQ(SL_OK, e.engine.InquireOldestError());               // known to be none
+  EXPECT_EQ(Answered(SL_OK, 0), e.Number(SL_ERROR_COUNT, 'H'));  // of whatever kind
   e.script.Command("*d1D").Ask("257E", "d0V");
   EXPECT_EQ(SL_OK, e.engine.SendCommand(SL_DUPLEX, 1));
   EXPECT_EQ(SL_OK, e.engine.InquireOldestError());
