@@ -109,8 +109,8 @@ TEST_F(ScannerLockTest, StepsAreTraced) {
     ASSERT_EQ(6u, taken.size());
     EXPECT_EQ("     Using Session locking:  Requested Lock type = PROCESS, Current LockCount = 0",
               taken[0]);
-    EXPECT_THAT(taken[1], MatchesRegex("     Lock obtained, PID \\([0-9a-f]+\\), TID "
-                                       "\\([0-9a-f]+\\), new lockcount = 1"));
+    EXPECT_THAT(taken[1], MatchesRegex("     Lock obtained, PID \\(\\w+\\), TID "
+                                       "\\(\\w+\\), new lockcount = 1"));
     EXPECT_EQ("     Using Session locking:  Requested Lock type = PROCESS, Current LockCount = 1",
               taken[2]);
     EXPECT_EQ("     Lock obtained, new LockCount = 2", taken[3]);
@@ -134,11 +134,11 @@ TEST_F(ScannerLockTest, StepsAreTraced) {
     });
     const auto refused = NewLines();
     ASSERT_EQ(4u, refused.size());
-    EXPECT_THAT(refused[1], MatchesRegex("     Lock Failed, calling thread \\([0-9a-f]+\\) != "
-                                         "locking thread \\([0-9a-f]+\\)"));
+    EXPECT_THAT(refused[1], MatchesRegex("     Lock Failed, calling thread \\(\\w+\\) != "
+                                         "locking thread \\(\\w+\\)"));
     EXPECT_EQ("     Error:  Lock wait failed", refused[2]);
-    EXPECT_THAT(refused[3], MatchesRegex("     Error - current TID \\([0-9a-f]+\\) doesn't match "
-                                         "lock TID \\([0-9a-f]+\\)"));
+    EXPECT_THAT(refused[3], MatchesRegex("     Error - current TID \\(\\w+\\) doesn't match "
+                                         "lock TID \\(\\w+\\)"));
   }
   EXPECT_THAT(NewLines(), Contains(HasSubstr("Unlock - Releasing Lock Semaphores")));
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "diag/trace_log.h"
+#include "platform/component.h"
 #include "tests/diag/test_place.h"
 
 namespace scantk {
@@ -22,6 +23,7 @@ inline constexpr char kTestTraceKey[] =
 class TraceFixture : public testing::Test {
  protected:
   TraceFixture() {
+    InitializeComponents();
     Configure(1, 0xFFFFFFFF, 1);
     AcquireTraceSettings(kTestTraceId);
     GlobalTrace().Passes(0);
@@ -35,6 +37,7 @@ class TraceFixture : public testing::Test {
     if (RegistryKey::Open(RegistryRoot::kLocalMachine, "Software\\Orvane\\Lumora\\Velkan",
                           RegistryAccess::kReadWrite, &machine) == 0)
       machine.DeleteSubtree("{5CA17E57-0001-4D1A-9001-5CA17E57D1A6}");
+    UninitializeComponents();
   }
 
   // Writes the registry; it takes effect when a trace object reloads.

@@ -169,7 +169,7 @@ TEST_F(TraceLogTest, ExitLineNamesResultAndError) {
     ASSERT_THAT(lines, SizeIs(3));
     const std::string head = std::string("---m") + c.expected + "LogTick(ms): ";
     EXPECT_EQ(head, lines[1].substr(0, head.size()));
-    EXPECT_THAT(lines[1], MatchesRegex(".*LogTick.ms.: [0-9]+, Elapsed: [0-9]+ms"));
+    EXPECT_THAT(lines[1], MatchesRegex(".*LogTick.ms.: \\d+, Elapsed: \\d+ms"));
     delete c.code;
   }
 }
@@ -313,6 +313,7 @@ TEST_F(TraceLogTest, LastErrorStaysAsItWas) {
 }
 
 TEST_F(TraceLogTest, CollectorGetsLinesOfEveryThread) {
+  if (kPathSeparator == '\\') GTEST_SKIP() << "the system's table wants objects with a marshaler";
   RegisterBuiltInClass(CLSID_LogCollector, TestCollector::Create);
   TestCollector& collector = TestCollector::Instance();
   collector.TakeCalls();
@@ -322,8 +323,12 @@ TEST_F(TraceLogTest, CollectorGetsLinesOfEveryThread) {
     trace.ReloadSettings();
     trace.PrintText(TRACE_FLOW, "here");
     std::thread([] {
-      TraceLog other;
-      other.PrintText(TRACE_FLOW, "there");
+      InitializeComponents();
+      {
+        TraceLog other;
+        other.PrintText(TRACE_FLOW, "there");
+      }
+      UninitializeComponents();
     }).join();
     // One of the holder, one in the table, one of this trace object.
     EXPECT_EQ(3u, collector.references);
@@ -387,7 +392,7 @@ TEST_F(TraceLogTest, ProcessesShareOneFile) {
   }
   int next_a = 0, next_b = 0;
   for (const std::string& line : NewLines()) {
-    ASSERT_THAT(line, MatchesRegex("[ab] [0-9]+ x*"));
+    ASSERT_THAT(line, MatchesRegex("\\w \\d+ x*"));
     int& next = line[0] == 'a' ? next_a : next_b;
     EXPECT_EQ(line.substr(0, line.find_last_of(' ')),
               std::string(1, line[0]) + " " + std::to_string(next));
