@@ -81,7 +81,7 @@ struct RegistryKey::State {
     if (writable) {
       if (const uint32_t failure = CheckRegistryWritable()) return failure;
     }
-    key->state_.reset(new State{places, writable});
+    key->state_ = std::make_unique<State>(State{places, writable});
     return 0;
   }
 
@@ -98,7 +98,7 @@ struct RegistryKey::State {
         return 0u;
       });
       if (failure) return failure;
-      key->state_.reset(new State{places, true});
+      key->state_ = std::make_unique<State>(State{places, true});
     }
     if (created) *created = made;
     return 0;
