@@ -195,7 +195,7 @@ TEST_F(Scanhost, CtrlCFreesTheDevice) {
   StartDevice();
   for (int number : {SIGINT, SIGTERM}) {
     SCOPED_TRACE(number);
-    device_->AddFault("slow@block:3=50");
+    device_->AddFault("slow@block:3=400");
     const int64_t aborted = device_->stats().pages_aborted;
     const int64_t blocks = device_->stats().blocks;
     ScanhostProcess host(folder_.string(), ScanWords({"-o", "page.png"}));
