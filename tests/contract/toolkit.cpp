@@ -26,6 +26,13 @@ std::string Number(uint32_t value) {
   return text;
 }
 
+// One file for the process: the toolkit's own trace log keeps the path that it began with.
+std::string TracePath() {
+  return (std::filesystem::temp_directory_path() /
+          ("scantk-test-" + std::to_string(ProcessId()) + ".log"))
+      .string();
+}
+
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
@@ -47,6 +54,7 @@ Sandbox::Sandbox() {
 
 Sandbox::~Sandbox() {
   unsetenv("SCANTK_REGISTRY");
+  ClearTrace();
   std::error_code ignored;
   std::filesystem::remove_all(folder_, ignored);
 }
@@ -85,14 +93,14 @@ void Sandbox::SwitchTraceOn(uint32_t level) {
   std::ostringstream section;
   section << "[" << kTraceKey << "]\n"
           << "\"LogEnabled\"=" << Number(1) << "\n\"LogLevel\"=" << Number(level)
-          << "\n\"LogDestination\"=" << Number(1) << "\n\"LogFile\"=\"" << folder_
-          << "/velkan.log\"\n";
+          << "\n\"LogDestination\"=" << Number(1) << "\n\"LogFile\"=\"" << TracePath()
+          << "\"\n";
   sections_.push_back(section.str());
   WriteRegistry();
 }
 
 std::string Sandbox::Trace() const {
-  return ReadFile(folder_ + "/velkan.log");
+  return ReadFile(TracePath());
 }
 
 std::vector<std::string> Sandbox::TraceLines() const {
@@ -107,7 +115,7 @@ std::vector<std::string> Sandbox::TraceLines() const {
 }
 
 void Sandbox::ClearTrace() {
-  std::filesystem::remove(folder_ + "/velkan.log");
+  std::filesystem::remove(TracePath());
 }
 
 std::string LibraryPath() {

@@ -1,4 +1,5 @@
 // Sessions, the lock and the connection, with real devices and real processes.
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -112,9 +113,11 @@ TEST_F(SessionsTest, ThreadLocksKeepThreadsApart) {
 // go.
 pid_t HoldInAnotherProcess(const std::string& device_name, bool scan, int* ready, int* go) {
   int out[2], in[2];
-  if (pipe(out) || pipe(in)) return -1;
+  if (pipe2(out, O_CLOEXEC) || pipe2(in, O_CLOEXEC)) return -1;
   const pid_t child = fork();
   if (child == 0) {
+    fcntl(out[1], F_SETFD, 0);
+    fcntl(in[0], F_SETFD, 0);
     execl(SCANTK_HOLDER_PATH, SCANTK_HOLDER_PATH, device_name.c_str(), scan ? "scan" : "hold",
           std::to_string(out[1]).c_str(), std::to_string(in[0]).c_str(),
           static_cast<char*>(nullptr));
