@@ -105,6 +105,26 @@ TEST_F(RegistryTest, TellsWhatABufferNeeds) {
   EXPECT_EQ(key_.QueryValue("Missing", nullptr, text, &size), error::kFileNotFound);
 }
 
+TEST_F(RegistryTest, DeviceKeysBelowTheImagingClassCanBeWritten) {
+  const std::string path =
+      "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
+  RegistryKey made, imaging, data;
+  ASSERT_EQ(RegistryKey::Create(RegistryRoot::kLocalMachine, path + "\\ScantkTest\\DeviceData",
+                                &made, nullptr),
+            0u);
+  ASSERT_EQ(RegistryKey::OpenImagingClass(&imaging), 0u);
+  ASSERT_EQ(imaging.OpenSubkey("ScantkTest\\DeviceData", RegistryAccess::kReadWrite, &data), 0u);
+  EXPECT_EQ(data.SetDword("VelkanIOType", 5), 0u);
+  uint32_t type = 0, size = sizeof type;
+  EXPECT_EQ(made.QueryValue("VelkanIOType", nullptr, &type, &size), 0u);
+  EXPECT_EQ(type, 5u);
+  RegistryKey parent;
+  ASSERT_EQ(
+      RegistryKey::Open(RegistryRoot::kLocalMachine, path, RegistryAccess::kReadWrite, &parent),
+      0u);
+  EXPECT_EQ(parent.DeleteSubtree("ScantkTest"), 0u);
+}
+
 TEST_F(RegistryTest, TwoProcessesLoseNothing) {
   constexpr int kValues = 60;
   std::string error;
