@@ -17,13 +17,15 @@ class Simulation {
   // registry is the temporary file, with the trace switched on when `trace_file` is not empty.
   // Throws HostFailure.
   Simulation(const std::vector<std::string>& arguments, const std::string& trace_file);
-  // Ends the process and removes the file.
+  // Ends the process and removes the files.
   ~Simulation();
   Simulation(const Simulation&) = delete;
   Simulation& operator=(const Simulation&) = delete;
 
  private:
-  std::string registry_file_;
+  std::string Folder() const;  // of the temporary registry
+
+  std::string taken_file_;
   std::unique_ptr<scantk::ChildProcess> process_;
 };
 
