@@ -18,9 +18,8 @@ namespace scantk {
 class TestPlace {
  public:
   TestPlace() {
-    // The temporary file reserves the name; the folder takes its place.
-    folder_ = CreateTemporaryFile(TemporaryFolder(), "sct");
-    std::filesystem::remove(folder_);
+    reservation_ = CreateTemporaryFile(TemporaryFolder(), "sct");  // nobody else gets the name
+    folder_ = reservation_ + ".d";
     std::filesystem::create_directory(folder_);
     SetEnvironment("SCANTK_REGISTRY", File("registry.reg"));
   }
@@ -28,6 +27,7 @@ class TestPlace {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
     RemoveLockFiles();
+    std::filesystem::remove(reservation_, ignored);
   }
   TestPlace(const TestPlace&) = delete;
   TestPlace& operator=(const TestPlace&) = delete;
@@ -46,6 +46,7 @@ class TestPlace {
           std::filesystem::remove(entry.path(), ignored);
   }
 
+  std::string reservation_;
   std::string folder_;
 };
 
