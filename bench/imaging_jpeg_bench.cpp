@@ -1,16 +1,17 @@
 // How fast pages are decoded, beside libjpeg-turbo in the same run. A4 pages at 300 dpi; the stream
 // goes in by pieces of 62000 bytes, rows come out in pieces of 64000, as in a scan. libjpeg-turbo
 // reads the same stream from memory, row group by row group into one small buffer, with the same
-// transform and without smoothing. Figures are medians of runs taken in turns.
+// transform and without smoothing. Figures are medians of runs taken in turns, in time of the
+// processor, so that other work on the machine disturbs them less.
 //
 //   scantk-bench-jpeg           everything; ends by running itself with --plain
 //   scantk-bench-jpeg --vector  only with the vector code of both
 //   scantk-bench-jpeg --plain   only without it
 #include <stdlib.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -226,15 +227,19 @@ void DecodeByPipeline(const Bytes& stream, bool to_rgb, const Sink& sink) {
 
 // ---- Measuring -------------------------------------------------------------------------------
 
+double ProcessorMilliseconds() {
+  timespec time;
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
 std::vector<double> Medians(const std::vector<std::function<void()>>& works) {
   std::vector<std::vector<double>> times(works.size());
   for (int round = -1; round < kRounds; ++round) {
     for (size_t i = 0; i < works.size(); ++i) {
-      const auto start = std::chrono::steady_clock::now();
+      const double start = ProcessorMilliseconds();
       works[i]();
-      const std::chrono::duration<double, std::milli> spent =
-          std::chrono::steady_clock::now() - start;
-      if (round >= 0) times[i].push_back(spent.count());
+      if (round >= 0) times[i].push_back(ProcessorMilliseconds() - start);
     }
   }
   std::vector<double> medians;

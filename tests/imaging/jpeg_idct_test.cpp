@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <numbers>
 #include <random>
 
 namespace scantk {
@@ -43,8 +44,9 @@ double Exact(const Block& block, int x, int y) {
   for (int v = 0; v < 8; ++v) {
     for (int u = 0; u < 8; ++u) {
       const double scale = (u == 0 ? std::sqrt(0.5) : 1) * (v == 0 ? std::sqrt(0.5) : 1) / 4;
-      sum += scale * block[static_cast<size_t>(8 * v + u)] * std::cos((2 * x + 1) * u * M_PI / 16) *
-             std::cos((2 * y + 1) * v * M_PI / 16);
+      sum += scale * block[static_cast<size_t>(8 * v + u)] *
+             std::cos((2 * x + 1) * u * std::numbers::pi / 16) *
+             std::cos((2 * y + 1) * v * std::numbers::pi / 16);
     }
   }
   return sum;
@@ -57,7 +59,8 @@ std::vector<Block> TransformedNoise(int range, int count, uint32_t seed) {
   static double cosines[8][8];
   for (int x = 0; x < 8; ++x) {
     for (int u = 0; u < 8; ++u) {
-      cosines[x][u] = std::cos((2 * x + 1) * u * M_PI / 16) * (u == 0 ? std::sqrt(0.125) : 0.5);
+      cosines[x][u] =
+          std::cos((2 * x + 1) * u * std::numbers::pi / 16) * (u == 0 ? std::sqrt(0.125) : 0.5);
     }
   }
   for (Block& block : blocks) {

@@ -471,8 +471,8 @@ TEST(JpegStream, TruncatedAnywhereGivesItsRowsAndEnds) {
   for (size_t size = 0; size < stream.size(); ++size) {
     const Bytes cut(stream.begin(), stream.begin() + static_cast<ptrdiff_t>(size));
     Harness harness({BuiltIn(XFORM_JPEG_DECODE, {0})}, Traits(1, 8), false);
-    harness.Feed(cut);
-    harness.Drain();
+    harness.Feed(cut, By(SIZE_MAX));
+    harness.Drain(By(SIZE_MAX));
     Outcome& outcome = harness.outcome();
     if (size < header) {
       ASSERT_EQ(outcome.result, kMalformed) << size;
@@ -485,7 +485,7 @@ TEST(JpegStream, TruncatedAnywhereGivesItsRowsAndEnds) {
     ASSERT_TRUE(std::equal(outcome.output.begin(), outcome.output.end(), expected.begin()));
     if (outcome.result & IP_FINISHED) continue;
     outcome.result = 0;  // a caller who asks on hears that it is over
-    harness.Drain();
+    harness.Drain(By(SIZE_MAX));
     EXPECT_EQ(outcome.result, IP_FINISHED | IP_INPUT_ERROR) << size;
   }
   EXPECT_EQ(rows, expected.size());
@@ -499,7 +499,7 @@ TEST(JpegStream, SurvivesEveryChangeOfAByte) {
     Bytes outputs[2];
     for (const bool plain : {false, true}) {
       ForcePlainPath(plain);
-      const Outcome outcome = DecodeJpeg(changed);
+      const Outcome outcome = DecodeJpeg(changed, By(SIZE_MAX));
       ForcePlainPath(false);
       const IpResult legal[] = {IP_FINISHED, IP_INPUT_ERROR, kMalformed,
                                 IP_FINISHED | IP_INPUT_ERROR};
