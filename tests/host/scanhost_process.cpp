@@ -1,6 +1,7 @@
 #include "tests/host/scanhost_process.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,13 +24,14 @@ std::atomic<int> g_started{0};
 
 }  // namespace
 
-ScanhostProcess::ScanhostProcess(const std::string& folder, const std::vector<std::string>& words) {
+ScanhostProcess::ScanhostProcess(const std::string& folder, const std::vector<std::string>& words,
+                                 const std::string& program) {
   const std::string base = folder + "/stream" + std::to_string(++g_started);
   output_file_ = base + ".out";
   error_file_ = base + ".err";
-  std::string program = SCANHOST_PATH;
   std::vector<std::string> copies = words;
-  std::vector<char*> argv = {program.data()};
+  copies.insert(copies.begin(), program);
+  std::vector<char*> argv;
   for (std::string& word : copies) argv.push_back(word.data());
   argv.push_back(nullptr);
   id_ = fork();
@@ -55,10 +57,11 @@ void ScanhostProcess::Signal(int number) const {
 
 Ended ScanhostProcess::Wait() {
   int status = 0;
-  waitpid(id_, &status, 0);
+  rusage usage = {};
+  wait4(id_, &status, 0, &usage);
   id_ = -1;
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), Slurp(output_file_),
-          Slurp(error_file_)};
+          Slurp(error_file_), usage.ru_maxrss};
 }
 
 std::string ScanhostProcess::ErrorsSoFar() const {

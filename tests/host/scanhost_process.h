@@ -13,12 +13,14 @@ struct Ended {
   int status = 0;  // the exit status; minus the signal's number when one ended it
   std::string output;
   std::string errors;
+  long peak_kilobytes = 0;  // the most memory that it held at a time
 };
 
 class ScanhostProcess {
  public:
-  // Starts scanhost in `folder`, where its two streams are also kept.
-  ScanhostProcess(const std::string& folder, const std::vector<std::string>& words);
+  // Starts scanhost, or another program, in `folder`, where its two streams are also kept.
+  ScanhostProcess(const std::string& folder, const std::vector<std::string>& words,
+                  const std::string& program = SCANHOST_PATH);
   // Kills it when it still runs.
   ~ScanhostProcess();
   ScanhostProcess(const ScanhostProcess&) = delete;

@@ -259,6 +259,73 @@ TEST_F(Scanhost, AKilledHostFreesTheDeviceAtOnce) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(3000));
 }
 
+TEST_F(Scanhost, EmptiesTheFeeder) {
+  sim::DeviceConfig config;
+  config.sheets = 3;
+  StartDevice(config);
+  Ended ended = Run(ScanWords({"--feeder", "--resolution=75", "-o", "page-%02d.pnm"}));
+  EXPECT_EQ(ended.status, 0) << ended.errors;
+  EXPECT_EQ(Pictures(), (Words{"page-01.pnm", "page-02.pnm", "page-03.pnm"}));
+  EXPECT_TRUE(ReadPnm("page-03.pnm").rows == PaperSeen());
+  EXPECT_EQ(device_->sheets(), 0);
+  EXPECT_EQ(device_->lock_holder(), 0);
+
+  ended = Run(ScanWords({"--feeder", "--resolution=75"}));
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.errors, HasSubstr("TERR_ADF_EMPTY (101)"));
+  EXPECT_THAT(ended.errors, HasSubstr("Put paper in"));
+
+  device_->SetSheets(2);
+  ended = Run(ScanWords({"--feeder", "--duplex", "--resolution=75", "-o", "job.tif"}));
+  EXPECT_EQ(ended.status, 0) << ended.errors;
+  EXPECT_THAT(ended.output, HasSubstr("page 4: asked"));
+  EXPECT_THAT(ended.output, HasSubstr("wrote job.tif"));
+
+  device_->SetSheets(3);
+  ended = Run(ScanWords({"--feeder", "--pages=2", "--resolution=75", "-o", "some.tif"}));
+  EXPECT_EQ(ended.status, 0) << ended.errors;
+  EXPECT_EQ(device_->sheets(), 1);
+}
+
+TEST_F(Scanhost, KeepsThePagesBeforeAJam) {
+  sim::DeviceConfig config;
+  config.sheets = 3;
+  StartDevice(config);
+  device_->AddFault("jam@page:2*1");
+  const Ended ended = Run(ScanWords({"--feeder", "--resolution=75", "-o", "page-%d.pnm"}));
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.errors, HasSubstr("TERR_ADF_JAMMED (100)"));
+  EXPECT_THAT(ended.errors, HasSubstr("1 complete page kept"));
+  EXPECT_EQ(Pictures(), Words{"page-1.pnm"});
+}
+
+TEST_F(Scanhost, HoldsNoPageInMemory) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer keeps freed memory";
+#endif
+  StartDevice();
+  for (const char* name : {"page.pnm", "page.png", "page.tif"}) {
+    const Ended stripe = Run(ScanWords({"-o", name, "--area=0,0,2550,300u"}));
+    const Ended whole = Run(ScanWords({"-o", name, "--area=0,0,2550,3500u"}));
+    EXPECT_EQ(stripe.status, 0) << stripe.errors;
+    EXPECT_EQ(whole.status, 0) << whole.errors;
+    EXPECT_LT(whole.peak_kilobytes, stripe.peak_kilobytes + 2048) << name;
+  }
+}
+
+TEST_F(Scanhost, HasAnExampleThatWorks) {
+  StartDevice();
+  ScanhostProcess example(folder_.string(), {address_ + "#1", SCANTK_LIBRARY_PATH}, EXAMPLE_PATH);
+  const Ended ended = example.Wait();
+  EXPECT_EQ(ended.status, 0) << ended.errors;
+  const std::string header = "P6 1200 1800 255\n";
+  ASSERT_TRUE(ended.output.starts_with(header));
+  const std::vector<uint8_t> rows(ended.output.begin() + static_cast<ptrdiff_t>(header.size()),
+                                  ended.output.end());
+  EXPECT_TRUE(rows == PaperSeen());
+  EXPECT_EQ(device_->lock_holder(), 0);
+}
+
 TEST_F(Scanhost, BringsADeviceOfItsOwn) {
   const Ended ended = Run(ScanWords({"--simulate", "--trace=trace.log"}));
   EXPECT_EQ(ended.status, 0) << ended.errors;
