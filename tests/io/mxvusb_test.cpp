@@ -163,7 +163,6 @@ TEST_F(UsbTransport, FilesThatCannotBeOpened) {
   } cases[] = {
       {missing, error::ToResult(error::kFileNotFound)},
       {place_.Folder(), error::ToResult(error::kAccessDenied)},
-      {std::string(5000, 'x'), error::ToResult(error::kInvalidName)},
       {"", error::ToResult(error::kFileNotFound)},
   };
   for (const auto& c : cases) {
