@@ -39,7 +39,7 @@ File ConnectToStack(const char* name) {
     errno = ENAMETOOLONG;
     return File();
   }
-  std::strcpy(address.sun_path, name);
+  std::memcpy(address.sun_path, name, std::strlen(name) + 1);
   File file(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!file) return file;
   if (connect(file.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return file;
