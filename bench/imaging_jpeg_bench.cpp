@@ -7,6 +7,7 @@
 //   scantk-bench-jpeg           everything; ends by running itself with --plain
 //   scantk-bench-jpeg --vector  only with the vector code of both
 //   scantk-bench-jpeg --plain   only without it
+// A number behind these is the number of runs, 9 if there is none.
 #include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
@@ -35,7 +36,7 @@ constexpr int kWidth = 2480;
 constexpr int kHeight = 3508;
 constexpr size_t kInputPiece = 62000;
 constexpr size_t kOutputPiece = 64000;
-constexpr int kRounds = 9;
+int rounds = 9;
 
 // ---- Pages -----------------------------------------------------------------------------------
 
@@ -227,6 +228,11 @@ void DecodeByPipeline(const Bytes& stream, bool to_rgb, const Sink& sink) {
 
 // ---- Measuring -------------------------------------------------------------------------------
 
+double Middle(std::vector<double> list) {
+  std::sort(list.begin(), list.end());
+  return list[list.size() / 2];
+}
+
 double ProcessorMilliseconds() {
   timespec time;
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -235,7 +241,7 @@ double ProcessorMilliseconds() {
 
 std::vector<double> Medians(const std::vector<std::function<void()>>& works) {
   std::vector<std::vector<double>> times(works.size());
-  for (int round = -1; round < kRounds; ++round) {
+  for (int round = -1; round < rounds; ++round) {
     for (size_t i = 0; i < works.size(); ++i) {
       const double start = ProcessorMilliseconds();
       works[i]();
@@ -244,8 +250,7 @@ std::vector<double> Medians(const std::vector<std::function<void()>>& works) {
   }
   std::vector<double> medians;
   for (auto& list : times) {
-    std::nth_element(list.begin(), list.begin() + kRounds / 2, list.end());
-    medians.push_back(list[kRounds / 2]);
+    medians.push_back(Middle(list));
   }
   return medians;
 }
@@ -264,11 +269,6 @@ void RequireSameBytes(const Bytes& stream) {
 struct Ratios {
   std::vector<double> same, rgb, chain, restart;
 };
-
-double Middle(std::vector<double> list) {
-  std::sort(list.begin(), list.end());
-  return list[list.size() / 2];
-}
 
 double Least(const std::vector<double>& list) {
   return *std::min_element(list.begin(), list.end());
@@ -336,6 +336,7 @@ void RunTable(const char* title) {
 
 int Main(int count, char** arguments) {
   const std::string mode = count > 1 ? arguments[1] : "";
+  if (count > 2) rounds = std::max(1, atoi(arguments[2]));
   if (mode == "--plain") {
     // Read by libjpeg-turbo when it is first used, so that it takes a process of its own.
     setenv("JSIMD_FORCENONE", "1", 1);
