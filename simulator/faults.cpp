@@ -36,8 +36,10 @@ constexpr KindRow kKinds[] = {
     {"endless-string", FaultKind::kEndlessString, FaultStage::kAnswer, 100000,
      "a string of so many bytes"},
     {"string-length", FaultKind::kStringLength, FaultStage::kAnswer, -1, "announces this length"},
-    {"drop", FaultKind::kDrop, FaultStage::kBlock, 0, "closes the connection, after so many bytes"},
-    {"reset", FaultKind::kReset, FaultStage::kBlock, 0, "resets the connection"},
+    {"drop", FaultKind::kDrop, FaultStage::kBlock, 0,
+     "closes the connection, so many bytes into the block"},
+    {"reset", FaultKind::kReset, FaultStage::kBlock, 0,
+     "resets the connection, so many bytes into the block"},
     {"stall", FaultKind::kStall, FaultStage::kBlock, 1000, "sends nothing for so many ms"},
     {"slow", FaultKind::kSlow, FaultStage::kBlock, 10, "sends so many bytes a ms from then on"},
     {"deaf", FaultKind::kDeaf, FaultStage::kCommand, 0, "takes nothing from then on"},
@@ -46,12 +48,13 @@ constexpr KindRow kKinds[] = {
     {"empty", FaultKind::kEmpty, FaultStage::kFeed, 0, "finds no paper"},
     {"jam", FaultKind::kJam, FaultStage::kFeed, 0, "jams"},
     {"cancel", FaultKind::kCancel, FaultStage::kBlock, 0, "is cancelled at its panel"},
-    {"short-page", FaultKind::kShortPage, FaultStage::kPage, 10, "delivers so many rows less"},
+    {"short-page", FaultKind::kShortPage, FaultStage::kPage, 10, "delivers so many rows fewer"},
     {"long-page", FaultKind::kLongPage, FaultStage::kPage, 10, "delivers so many rows more"},
-    {"ragged-page", FaultKind::kRaggedPage, FaultStage::kPage, 1, "so many bytes less"},
+    {"ragged-page", FaultKind::kRaggedPage, FaultStage::kPage, 1, "delivers so many bytes fewer"},
     {"row-count", FaultKind::kRowCount, FaultStage::kPage, 0, "reports this number of rows"},
     {"no-end", FaultKind::kNoEnd, FaultStage::kPage, 0, "sends no end-of-page record"},
-    {"truncate", FaultKind::kTruncate, FaultStage::kBlock, 100, "drops in mid-block after so many"},
+    {"truncate", FaultKind::kTruncate, FaultStage::kBlock, 100,
+     "drops after so many bytes of the block"},
     {"block-length", FaultKind::kBlockLength, FaultStage::kBlock, 0, "announces this length"},
     {"record-offset", FaultKind::kRecordOffset, FaultStage::kBlock, -5, "this record offset"},
     {"record-type", FaultKind::kRecordType, FaultStage::kBlock, 9, "a record of this type"},
@@ -93,7 +96,7 @@ int64_t ParseNumber(std::string_view text) {
 }
 
 void ParseMoment(std::string_view text, FaultMoment* moment) {
-  while (!text.empty()) {
+  for (bool more = true; more;) {
     const size_t comma = text.find(',');
     const std::string_view pair = text.substr(0, comma);
     const size_t colon = pair.find(':');
@@ -105,7 +108,8 @@ void ParseMoment(std::string_view text, FaultMoment* moment) {
         known = true;
       }
     if (!known) throw std::invalid_argument("\"" + std::string(pair) + "\" is no moment");
-    text = comma == std::string_view::npos ? "" : text.substr(comma + 1);
+    more = comma != std::string_view::npos;
+    if (more) text.remove_prefix(comma + 1);
   }
 }
 
@@ -118,18 +122,22 @@ std::optional<std::string_view> CutAfter(std::string_view* text, char mark) {
   return rest;
 }
 
-// A fault that may strike in several stages strikes in the narrowest that its moment names.
-FaultStage StageOf(const Fault& fault) {
+// A fault that may strike in several stages strikes in the narrowest that its moment names; a
+// variable is named by the command that sets it and by the inquiry that asks for it.
+bool StrikesAt(const Fault& fault, FaultStage stage) {
   switch (fault.kind) {
     case FaultKind::kDrop:
     case FaultKind::kReset:
     case FaultKind::kStall:
     case FaultKind::kSlow:
-      if (fault.moment.block || fault.moment.page) return FaultStage::kBlock;
-      if (fault.moment.answer) return FaultStage::kAnswer;
-      return FaultStage::kCommand;
+      if (fault.moment.block || fault.moment.page) return stage == FaultStage::kBlock;
+      if (fault.moment.answer) return stage == FaultStage::kAnswer;
+      if (fault.moment.variable && stage == FaultStage::kAnswer) return true;
+      return stage == FaultStage::kCommand;
+    case FaultKind::kJam:
+      return stage == (fault.moment.block ? FaultStage::kBlock : FaultStage::kFeed);
     default:
-      return Row(fault.kind).stage;
+      return stage == Row(fault.kind).stage;
   }
 }
 
@@ -179,7 +187,7 @@ void FaultList::Add(const Fault& fault) {
 
 std::optional<int64_t> FaultList::Strike(FaultKind kind, FaultStage stage, const FaultMoment& now) {
   for (Fault& fault : faults_) {
-    if (fault.kind != kind || fault.times == 0 || StageOf(fault) != stage ||
+    if (fault.kind != kind || fault.times == 0 || !StrikesAt(fault, stage) ||
         !fault.moment.Covers(now))
       continue;
     if (fault.times > 0) --fault.times;

@@ -45,6 +45,8 @@ class JpegBytes : public ImageBytes {
     jpeg_start_compress(&codec_, TRUE);
   }
   ~JpegBytes() override { jpeg_destroy_compress(&codec_); }
+  JpegBytes(const JpegBytes&) = delete;
+  JpegBytes& operator=(const JpegBytes&) = delete;
 
   size_t Read(uint8_t* out, size_t size) override {
     while (coded_.size() - taken_ < size && !finished_) EncodeRow();
@@ -57,6 +59,7 @@ class JpegBytes : public ImageBytes {
     }
     return count;
   }
+  int rows() const override { return raw_->rows(); }
 
  private:
   void Configure(const PageOrder& order, const DeliveryOptions& delivery) {

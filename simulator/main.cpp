@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "simulator/simulated_device.h"
+#include "simulator/variables.h"
 
 namespace {
 
@@ -35,7 +36,8 @@ std::string Help() {
   --sheets N        sheets in the feeder (0)
   --sheet-height H  length of a sheet in 1/300 inch
   --hosts N         connections at once; one more is greeted as busy (1)
-  --set N=VALUE     variable N: a number, null, min:V, max:V or text:T
+  --set N=VALUE     variable N (number, or name as in the log): a number, null, min:V, max:V or
+                    text:T
   --jpeg HxV        luminance sampling of JPEG pages (2x2)
   --quality Q       JPEG quality, 1 to 100 (0 follows the host's level)
   --restart N       MCUs between restart markers (0: none)
@@ -64,7 +66,9 @@ VariableOverride ParseSet(const std::string& text) {
   const size_t equals = text.find('=');
   if (equals == std::string::npos) throw std::invalid_argument("--set takes NUMBER=VALUE");
   VariableOverride change;
-  change.number = static_cast<int>(Number(text.substr(0, equals)));
+  change.number = FindVariable(text.substr(0, equals));
+  if (change.number == 0)
+    throw std::invalid_argument("no variable is called \"" + text.substr(0, equals) + "\"");
   const std::string value = text.substr(equals + 1);
   const auto after = [&value](const char* prefix) {
     return value.substr(std::string(prefix).size());
@@ -149,6 +153,7 @@ Arguments Parse(const std::vector<std::string>& words) {
       continue;
     }
     if (word == "--device") {
+      if (i == 0) continue;  // the first device's options may be marked as such, too
       arguments.devices.push_back(DeviceConfig());
       arguments.devices.back().keep_log = false;
       continue;
@@ -198,21 +203,29 @@ int Render(const DeviceConfig& config, const std::string& path) {
   return 0;
 }
 
-int RunCommand(const std::vector<std::string>& command) {
+// Runs the command with the devices up and returns its code. Signals that would end this process
+// are passed on to the command; `ends` holds them and the one that tells of a child's end, all
+// blocked.
+int RunCommand(const std::vector<std::string>& command, const sigset_t& ends) {
+  std::vector<char*> words;
+  for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
+  words.push_back(nullptr);
   const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("cannot start a process");
   if (child == 0) {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    std::vector<char*> words;
-    for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(nullptr);
     execvp(words[0], words.data());
     std::perror(words[0]);
     _exit(127);
   }
   int status = 0;
-  waitpid(child, &status, 0);
+  while (waitpid(child, &status, WNOHANG) == 0) {
+    int signal = 0;
+    sigwait(&ends, &signal);
+    if (signal != SIGCHLD) kill(child, signal);
+  }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
@@ -221,15 +234,17 @@ int Serve(const Arguments& arguments) {
   sigset_t ends;
   sigemptyset(&ends);
   for (int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, signal);
+  if (!arguments.command.empty()) sigaddset(&ends, SIGCHLD);
   sigprocmask(SIG_BLOCK, &ends, nullptr);
   std::vector<std::unique_ptr<SimulatedDevice>> devices;
   for (const DeviceConfig& config : arguments.devices) {
     devices.push_back(std::make_unique<SimulatedDevice>(config));
+    if (!arguments.command.empty()) continue;  // standard output is the command's
     std::printf("listening on %s:%u as %s\n", config.address.c_str(), config.port,
                 config.model.c_str());
   }
   std::fflush(stdout);
-  if (!arguments.command.empty()) return RunCommand(arguments.command);
+  if (!arguments.command.empty()) return RunCommand(arguments.command, ends);
   int signal = 0;
   sigwait(&ends, &signal);
   return 0;
@@ -246,8 +261,11 @@ int main(int argc, char** argv) {
     }
     if (!arguments.render.empty()) return Render(arguments.devices[0], arguments.render);
     return Serve(arguments);
-  } catch (const std::exception& problem) {
+  } catch (const std::invalid_argument& problem) {
     std::fprintf(stderr, "scantk-sim: %s (--help tells more)\n", problem.what());
     return 2;
+  } catch (const std::exception& problem) {
+    std::fprintf(stderr, "scantk-sim: %s\n", problem.what());
+    return 1;
   }
 }

@@ -48,6 +48,7 @@ class RawBytes : public ImageBytes {
     }
     return done;
   }
+  int rows() const override { return row_; }
 
  private:
   PageRenderer renderer_;
@@ -71,8 +72,9 @@ std::vector<uint8_t> PageJob::NextBlock() {
   if (over_) return block;
   if (!order_.packets) {
     block.resize(delivery_.block_bytes);
-    block.resize(image_->Read(block.data(), block.size()));
-    over_ = block.empty();
+    const size_t got = image_->Read(block.data(), block.size());
+    over_ = got < block.size();
+    block.resize(got);
     return block;
   }
   block.reserve(delivery_.block_bytes + 64);
@@ -86,7 +88,7 @@ std::vector<uint8_t> PageJob::NextBlock() {
   const bool hold_back = ended && delivery_.end_in_own_block && !drained_;
   drained_ = ended;
   over_ = ended && !hold_back;
-  if (over_ && order_.end_record) AppendEndRecord(&block);
+  if (over_ && order_.end_record) AppendEndRecord(&block, order_.reported_rows);
   PutHeader(&block, over_ ? kLastBlock : 0);
   return block;
 }
@@ -112,10 +114,10 @@ bool PageJob::AppendRecords(std::vector<uint8_t>* block) {
   return false;
 }
 
-void PageJob::AppendEndRecord(std::vector<uint8_t>* block) const {
+void PageJob::AppendEndRecord(std::vector<uint8_t>* block, int64_t rows) const {
   uint8_t record[12] = {2, kUnused, kUnused, kUnused};
-  PutLittle(record + 4, static_cast<uint64_t>(order_.reported_rows), 4);
-  PutLittle(record + 8, static_cast<uint64_t>(order_.reported_rows), 4);
+  PutLittle(record + 4, static_cast<uint64_t>(rows), 4);
+  PutLittle(record + 8, static_cast<uint64_t>(rows), 4);
   if (order_.big_endian_rows) {
     std::reverse(record + 4, record + 8);
     std::reverse(record + 8, record + 12);
@@ -123,8 +125,10 @@ void PageJob::AppendEndRecord(std::vector<uint8_t>* block) const {
   block->insert(block->end(), record, record + sizeof record);
 }
 
-std::vector<uint8_t> PageJob::AbortBlock() {
+std::vector<uint8_t> PageJob::AbortBlock() const {
+  if (!order_.packets) return {};
   std::vector<uint8_t> block(kHeaderBytes);
+  if (order_.end_record) AppendEndRecord(&block, image_->rows());
   PutHeader(&block, kAborted);
   return block;
 }

@@ -29,6 +29,8 @@ class ImageBytes {
   virtual ~ImageBytes() = default;
   /// Writes up to `size` bytes; 0 at the end.
   virtual size_t Read(uint8_t* out, size_t size) = 0;
+  /// Whole rows that have been read so far.
+  virtual int rows() const = 0;
 };
 
 /// One thread at a time.
@@ -40,12 +42,14 @@ class PageJob {
 
   /// The next block (or, without packets, the next piece); empty once the page is over.
   std::vector<uint8_t> NextBlock();
-  /// A last block that says that the device gave the page up.
-  static std::vector<uint8_t> AbortBlock();
+  bool over() const { return over_; }
+  /// The block that ends a page early: marked as aborted, with an end-of-page record that counts
+  /// the rows delivered so far. Plain bytes just stop, so without packets it is empty.
+  std::vector<uint8_t> AbortBlock() const;
 
  private:
   bool AppendRecords(std::vector<uint8_t>* block);
-  void AppendEndRecord(std::vector<uint8_t>* block) const;
+  void AppendEndRecord(std::vector<uint8_t>* block, int64_t rows) const;
 
   PageOrder order_;
   DeliveryOptions delivery_;

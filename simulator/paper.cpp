@@ -141,7 +141,7 @@ PageRenderer::PageRenderer(std::shared_ptr<const Paper> paper, const PageSetting
   // A dithered row also depends on its place in the 8-row dither matrix.
   if (settings_.data_type == DataType::kDither && paper_->RepeatRows() % 8 != 0) cached_rows_ *= 8;
   cache_.resize(bytes_per_row_ * static_cast<size_t>(cached_rows_));
-  cached_.resize(static_cast<size_t>(cached_rows_));
+  held_.assign(static_cast<size_t>(cached_rows_), -1);
   rgb_.resize(static_cast<size_t>(PixelsPerRow(settings)) * 3);
 }
 
@@ -150,9 +150,10 @@ const uint8_t* PageRenderer::Row(int row) {
   const int source = turned ? rows_ - 1 - row : row;
   const size_t slot = static_cast<size_t>(source % cached_rows_);
   uint8_t* out = cache_.data() + slot * bytes_per_row_;
-  if (paper_->RepeatRows() == 0 || !cached_[slot]) {
+  const bool repeats = paper_->RepeatRows() > 0;
+  if (repeats ? held_[slot] < 0 : held_[slot] != source) {
     Render(source, out);
-    cached_[slot] = 1;
+    held_[slot] = source;
   }
   return out;
 }

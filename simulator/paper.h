@@ -93,7 +93,7 @@ class PageRenderer {
   int rows_;
   int cached_rows_;             // rows in cache_; 1 when the paper does not repeat
   std::vector<uint8_t> cache_;  // cached_rows_ x bytes_per_row_
-  std::vector<char> cached_;    // whether that row of cache_ is filled in
+  std::vector<int> held_;       // the row that each row of cache_ holds, -1 for none
   std::vector<uint8_t> rgb_;    // one row, 3 bytes per pixel
 };
 

@@ -1,19 +1,21 @@
 #include "simulator/scanner_core.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace scantk::sim {
 namespace {
 
 using namespace number;
 
-constexpr size_t kEnoughToSend = 256 << 10;  // bytes made ready ahead of what the host takes
 constexpr int kToneMapTable = 1;
 constexpr int kJpeg = 2;
 constexpr int kPacketized = 2;
 constexpr int kErrorJam = 1024;
 constexpr int kErrorEmpty = 1026;
 constexpr int kErrorCancelled = 502;
+constexpr int kErrorLocked = 1025;
+constexpr int64_t kLongestAnswer = 64 << 20;
 constexpr int kWhole = 1 << 30;  // rows: more than any page has
 
 char AnswerLetter(char kind) {
@@ -27,6 +29,15 @@ char AnswerLetter(char kind) {
     default:
       return 'd';
   }
+}
+
+// The depth that the device scans with when `asked` was set: one that the data type has.
+int Depth(DataType type, int asked) {
+  if (type == DataType::kThreshold || type == DataType::kDither) return 1;
+  const int components = type == DataType::kColor ? 3 : 1;
+  for (int bits : {10, 12, 16})
+    if (asked == bits * components) return asked;
+  return 8 * components;
 }
 
 std::string Echo(int number, char kind) {
@@ -67,12 +78,14 @@ std::optional<int64_t> ScannerCore::Strike(FaultKind kind, FaultStage stage,
   if (value) {
     Fault struck;
     struck.kind = kind;
+    struck.value = value;
     Log(host, "! " + FaultText(struck));
   }
   return value;
 }
 
-// The faults of the line itself, which may strike at any stage.
+// The faults of the line itself, which may strike at any stage. (Inside a page DropInBlock has
+// struck before this, so that here only the other two are left.)
 void ScannerCore::StrikeLine(Conversation& host, FaultStage stage) {
   if (Strike(FaultKind::kReset, stage, host)) host.reset_when_sent = true;
   if (Strike(FaultKind::kDrop, stage, host)) host.drop_when_sent = true;
@@ -109,7 +122,7 @@ bool ScannerCore::Greet(Conversation& host, bool busy) {
 
 void ScannerCore::Receive(Conversation& host, const uint8_t* bytes, size_t size) {
   stats.bytes_received += static_cast<int64_t>(size);
-  while (size > 0 && !host.drop_when_sent && !host.reset_when_sent) {
+  while (size > 0 && !host.drop_when_sent && !host.reset_when_sent && !host.deaf) {
     Command command;
     bool complete = false;
     const size_t taken = host.parser.Take(bytes, size, &command, &complete);
@@ -211,7 +224,7 @@ void ScannerCore::OnInquiry(Conversation& host, const Command& command) {
     text.reset();
   }
   if (auto bytes = strike(FaultKind::kEndlessString))
-    text = std::string(static_cast<size_t>(*bytes), 'a');
+    text = std::string(static_cast<size_t>(std::clamp<int64_t>(*bytes, 0, kLongestAnswer)), 'a');
   const std::string echo = Echo(strike(FaultKind::kWrongEcho) ? number + 1 : number, kind);
   std::string shown;
   if (text) {
@@ -229,7 +242,10 @@ void ScannerCore::OnInquiry(Conversation& host, const Command& command) {
   if (strike(FaultKind::kWrongLetter)) answer[echo.size() - 1] = 'q';
   if (strike(FaultKind::kWrongTerminator) && !text) answer.back() = 'X';
   if (auto digits = strike(FaultKind::kEndlessNumber))
-    answer = echo + std::string(static_cast<size_t>(*digits), '7') + "V";
+    answer =
+        echo +
+        std::string(static_cast<size_t>(std::clamp<int64_t>(*digits, 0, kLongestAnswer)), '7') +
+        "V";
   if (strike(FaultKind::kGarbage)) answer = "\x03\xFF\x80 no answer \x07Z";
   if (auto bytes = strike(FaultKind::kCutAnswer)) {
     answer.resize(std::min(answer.size(), static_cast<size_t>(*bytes)));
@@ -242,13 +258,23 @@ void ScannerCore::OnInquiry(Conversation& host, const Command& command) {
 }
 
 std::optional<std::string> ScannerCore::TextAnswer(const Conversation& host, int number) const {
-  if (number == kLockId) return lock_holder == host.id ? std::to_string(host.id) : std::string("0");
   const Variable* variable = variables.Find(number);
   if (variable && variable->is_text) return variable->text;
-  return {};
+  if (number != kLockId || variables.Denied(number)) return {};
+  return lock_holder == host.id ? std::to_string(host.id) : std::string("0");
 }
 
 bool ScannerCore::NumberAnswer(int number, char kind, int64_t* answer) const {
+  const Variable* variable = variables.Find(number);
+  if (!variable) return !variables.Denied(number) && Computed(number, answer);
+  *answer = kind == 'L' ? variable->minimum : kind == 'H' ? variable->maximum : variable->value;
+  // Whether a side wants turning is asked while it lies under the sensor; fronts do not.
+  if (number == kDuplexFlip && !side_.back) *answer = 0;
+  return true;
+}
+
+// The values that follow from the device's state.
+bool ScannerCore::Computed(int number, int64_t* answer) const {
   switch (number) {
     case kErrorCount:
       *answer = static_cast<int64_t>(errors.size());
@@ -272,14 +298,8 @@ bool ScannerCore::NumberAnswer(int number, char kind, int64_t* answer) const {
       *answer = RowsPerPage(Settings());
       return true;
     default:
-      break;
+      return false;
   }
-  const Variable* variable = variables.Find(number);
-  if (!variable) return false;
-  *answer = kind == 'L' ? variable->minimum : kind == 'H' ? variable->maximum : variable->value;
-  // Whether a side wants turning is asked while it lies under the sensor; fronts do not.
-  if (number == kDuplexFlip && !side_.back) *answer = 0;
-  return true;
 }
 
 // --- paper ---
@@ -313,6 +333,8 @@ void ScannerCore::Feed(Conversation& host) {
   if (Strike(FaultKind::kJam, FaultStage::kFeed, host)) {
     feeder_status_ = kErrorJam;
     errors.push_back(kErrorJam);
+    sheets = std::max(sheets - 1, 0);  // the sheet that jammed is pulled out by hand
+    side_.loaded = false;
   } else if (Strike(FaultKind::kEmpty, FaultStage::kFeed, host) || !Advance()) {
     feeder_status_ = kErrorEmpty;
   }
@@ -329,9 +351,9 @@ PageSettings ScannerCore::Settings() const {
   settings.width = get(kXExtent);
   settings.height = get(kYExtent);
   settings.data_type = static_cast<DataType>(get(kDataType));
-  const bool bilevel =
-      settings.data_type == DataType::kThreshold || settings.data_type == DataType::kDither;
-  settings.bits_per_pixel = bilevel ? 1 : get(kBitsPerPixel);
+  settings.bits_per_pixel = Depth(settings.data_type, get(kBitsPerPixel));
+  if (variables.Get(kCompression) == kJpeg)  // is a matter of 8-bit samples
+    settings.bits_per_pixel = Depth(settings.data_type, 0);
   if (tone_map_ && get(kToneMap) == -1) settings.tone_map = tone_map_;
   if (side_.loaded) {
     settings.side = {side_.sheet, side_.back};
@@ -344,12 +366,15 @@ PageSettings ScannerCore::Settings() const {
 
 // --- the page ---
 
-void ScannerCore::StartScan(Conversation& host) {
-  if (host.page) return;
-  if (side_.loaded && side_.scanned && !Advance()) errors.push_back(kErrorEmpty);
-  ++stats.pages_started;
-  host.now.page = stats.pages_started;
-  host.now.block = 0;
+// The error with which the device refuses a scan; 0 when nothing stands in its way.
+int ScannerCore::WhyNoScan(const Conversation& host) {
+  if (lock_holder != 0 && lock_holder != host.id) return kErrorLocked;
+  if (side_.loaded && side_.scanned && !Advance()) return kErrorEmpty;
+  if (!side_.loaded && !variables.has_flatbed()) return kErrorEmpty;
+  return 0;
+}
+
+PageOrder ScannerCore::Order(Conversation& host) {
   PageOrder order;
   order.settings = Settings();
   order.jpeg = variables.Get(kCompression) == kJpeg && order.settings.bits_per_pixel >= 8;
@@ -358,34 +383,70 @@ void ScannerCore::StartScan(Conversation& host) {
   order.big_endian_rows = variables.big_endian_rows();
   order.rows = RowsPerPage(order.settings);
   const auto strike = [&](FaultKind kind) { return Strike(kind, FaultStage::kPage, host); };
-  if (auto less = strike(FaultKind::kShortPage))
-    order.rows = static_cast<int>(std::clamp<int64_t>(order.rows - *less, 0, kWhole));
+  if (auto fewer = strike(FaultKind::kShortPage))
+    order.rows = static_cast<int>(std::clamp<int64_t>(order.rows - *fewer, 0, kWhole));
   if (auto more = strike(FaultKind::kLongPage))
     order.rows = static_cast<int>(std::clamp<int64_t>(order.rows + *more, 0, kWhole));
-  if (auto less = strike(FaultKind::kRaggedPage))
-    order.bytes_short = static_cast<size_t>(std::max<int64_t>(*less, 0));
+  if (auto fewer = strike(FaultKind::kRaggedPage))
+    order.bytes_short = static_cast<size_t>(std::max<int64_t>(*fewer, 0));
   order.reported_rows = order.rows;
   if (auto rows = strike(FaultKind::kRowCount)) order.reported_rows = *rows;
   order.end_record = !strike(FaultKind::kNoEnd);
+  return order;
+}
+
+void ScannerCore::StartScan(Conversation& host) {
+  if (host.page) return;
+  const int refusal = WhyNoScan(host);
+  ++stats.pages_started;
+  host.now.page = stats.pages_started;
+  host.now.block = 0;
+  PageOrder order = Order(host);
   last_page = order.settings;
-  side_.scanned = true;
   Log(host, "page " + std::to_string(host.now.page) + ": " +
                 std::to_string(PixelsPerRow(order.settings)) + " x " + std::to_string(order.rows) +
                 (order.jpeg ? ", JPEG" : ", raw"));
-  host.page = std::make_unique<PageJob>(paper, order, config_.delivery);
+  try {
+    if (refusal == 0) side_.scanned = true;
+    host.page = std::make_unique<PageJob>(paper, order, config_.delivery);
+    if (refusal != 0) {
+      errors.push_back(refusal);
+      AbortPage(host, "it cannot start");
+    }
+  } catch (const std::runtime_error& problem) {  // a page beyond what the codec can take
+    order.jpeg = false;
+    host.page = std::make_unique<PageJob>(paper, order, config_.delivery);
+    errors.push_back(kErrorLocked);
+    AbortPage(host, problem.what());
+  }
 }
 
 void ScannerCore::AbortPage(Conversation& host, const char* why) {
   if (!host.page) return;
   Log(host, std::string("page ended early: ") + why);
+  host.Send(host.page->AbortBlock());
   host.page.reset();
-  host.Send(PageJob::AbortBlock());
   ++stats.pages_aborted;
 }
 
+// A connection that breaks before this block, or inside it. True when it does.
+bool ScannerCore::DropInBlock(Conversation& host) {
+  const auto reset = Strike(FaultKind::kReset, FaultStage::kBlock, host);
+  const auto drop = Strike(FaultKind::kDrop, FaultStage::kBlock, host);
+  if (!reset && !drop) return false;
+  std::vector<uint8_t> block = host.page->NextBlock();
+  const int64_t kept = reset ? *reset : *drop;
+  block.resize(std::min(block.size(), static_cast<size_t>(std::max<int64_t>(kept, 0))));
+  host.Send(std::move(block));
+  host.reset_when_sent = reset.has_value();
+  host.drop_when_sent = !reset;
+  host.page.reset();
+  ++stats.pages_aborted;
+  return true;
+}
+
 void ScannerCore::Produce(Conversation& host) {
-  while (host.page && host.out_bytes < kEnoughToSend && !host.drop_when_sent &&
-         !host.reset_when_sent) {
+  while (host.page && host.out.empty() && !host.drop_when_sent && !host.reset_when_sent) {
     ++host.now.block;
     if (Strike(FaultKind::kCancel, FaultStage::kBlock, host)) {
       errors.push_back(kErrorCancelled);
@@ -398,22 +459,20 @@ void ScannerCore::Produce(Conversation& host) {
       AbortPage(host, "jammed");
       return;
     }
+    if (DropInBlock(host)) return;
     StrikeLine(host, FaultStage::kBlock);
-    if (host.drop_when_sent || host.reset_when_sent) {
-      ++stats.pages_aborted;
-      host.page.reset();
-      return;
-    }
     std::vector<uint8_t> block = host.page->NextBlock();
-    if (block.empty()) {
-      host.page.reset();
-      ++stats.pages_finished;
-      Log(host, "page delivered");
-      return;
-    }
     ++stats.blocks;
+    if (log_) {
+      Log(host, "> block " + std::to_string(host.now.block) + ", " + std::to_string(block.size()) +
+                    " bytes");
+    }
     if (DisturbBlock(host, &block)) host.drop_when_sent = true;
     host.Send(std::move(block));
+    if (!host.page || !host.page->over()) continue;
+    host.page.reset();
+    ++stats.pages_finished;
+    Log(host, "page delivered");
   }
 }
 

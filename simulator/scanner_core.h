@@ -24,6 +24,7 @@ class Conversation {
   CommandParser parser;
   std::deque<std::vector<uint8_t>> out;  ///< bytes for the host, oldest first
   size_t out_bytes = 0;
+  bool Flooded() const { return out_bytes > (4 << 20); }  ///< takes no answers: ask it nothing
   size_t sent_of_first = 0;
   std::unique_ptr<PageJob> page;
   FaultMoment now;
@@ -47,7 +48,7 @@ class ScannerCore {
   /// What the device says to a new connection, and whether it then stays.
   bool Greet(Conversation& host, bool busy);
   void Receive(Conversation& host, const uint8_t* bytes, size_t size);
-  /// Puts more of a page that is under way into `out`, until there is enough to send.
+  /// Puts the next block of a page that is under way into `out` when that is empty.
   void Produce(Conversation& host);
   /// The connection is gone: its lock is free and its page is over.
   void Leave(Conversation& host);
@@ -78,10 +79,14 @@ class ScannerCore {
   void Feed(Conversation& host);
   bool Advance();
   void StartScan(Conversation& host);
+  int WhyNoScan(const Conversation& host);
+  PageOrder Order(Conversation& host);
   void AbortPage(Conversation& host, const char* why);
   bool DisturbBlock(Conversation& host, std::vector<uint8_t>* block);
+  bool DropInBlock(Conversation& host);
   PageSettings Settings() const;
   bool NumberAnswer(int number, char kind, int64_t* answer) const;
+  bool Computed(int number, int64_t* answer) const;
   std::optional<std::string> TextAnswer(const Conversation& host, int number) const;
   bool HasMoreSides() const;
   void Log(const Conversation& host, const std::string& text);

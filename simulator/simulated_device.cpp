@@ -27,6 +27,7 @@ namespace {
 
 constexpr size_t kLogLines = 20000;
 constexpr size_t kReadBytes = 65536;
+constexpr int kBuffersPerTurn = 32;  // then the other connections and the device's owner get theirs
 
 int64_t Milliseconds() {
   using namespace std::chrono;
@@ -35,6 +36,18 @@ int64_t Milliseconds() {
 
 [[noreturn]] void Fail(const std::string& what) {
   throw std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+// The configuration, refused when no page could be delivered with it.
+DeviceConfig Checked(DeviceConfig config) {
+  const DeliveryOptions& delivery = config.delivery;
+  if (delivery.block_bytes < 64 || delivery.record_bytes < 1 || delivery.record_bytes > 32767)
+    throw std::invalid_argument("blocks take 64 bytes or more, records 1 to 32767");
+  const int blocks = delivery.jpeg_horizontal * delivery.jpeg_vertical;
+  if (std::min(delivery.jpeg_horizontal, delivery.jpeg_vertical) < 1 || blocks > 8 ||
+      std::max(delivery.jpeg_horizontal, delivery.jpeg_vertical) > 4)
+    throw std::invalid_argument("JPEG sampling factors are 1 to 4, their product at most 8");
+  return config;
 }
 
 // A host's connection.
@@ -50,7 +63,7 @@ struct Connection {
 class SimulatedDevice::Impl {
  public:
   explicit Impl(DeviceConfig given)
-      : config(std::move(given)),
+      : config(Checked(std::move(given))),
         core(config,
              config.keep_log || !config.log_path.empty()
                  ? ScannerCore::LogLine([this](const std::string& text) { Log(text); })
@@ -152,7 +165,8 @@ class SimulatedDevice::Impl {
   // What to wait for on a connection; shortens *timeout when the clock matters.
   static short Wanted(const Connection& connection, int* timeout) {
     const Conversation& host = connection.host;
-    short wanted = host.deaf ? 0 : POLLIN;
+    short wanted = POLLRDHUP;
+    if (!host.deaf && !host.Flooded()) wanted |= POLLIN;
     const bool has_output = !host.out.empty() || host.drop_when_sent || host.reset_when_sent;
     if (!has_output) return wanted;
     const int64_t wait = host.stalled_until - Milliseconds();
@@ -180,7 +194,11 @@ class SimulatedDevice::Impl {
   }
 
   void Serve(Connection& connection, short events) {
-    if (events & (POLLIN | POLLHUP | POLLERR)) Receive(connection);
+    if (connection.host.deaf && (events & (POLLRDHUP | POLLHUP | POLLERR))) {
+      CloseNow(connection);  // without reading, its end would never be seen
+    } else if (events & (POLLIN | POLLRDHUP | POLLHUP | POLLERR)) {
+      Receive(connection);
+    }
     if (connection.fd >= 0) {
       core.Produce(connection.host);
       Send(connection);
@@ -189,7 +207,7 @@ class SimulatedDevice::Impl {
 
   void Receive(Connection& connection) {
     uint8_t bytes[kReadBytes];
-    for (;;) {
+    for (int turn = 0; turn < kBuffersPerTurn; ++turn) {
       const ssize_t got = recv(connection.fd, bytes, sizeof bytes, MSG_DONTWAIT);
       if (got > 0) {
         core.Receive(connection.host, bytes, static_cast<size_t>(got));
@@ -212,7 +230,7 @@ class SimulatedDevice::Impl {
       if (budget <= 0) return;
       connection.sent_at = now;
     }
-    while (!host.out.empty() && budget > 0) {
+    for (int turn = 0; turn < kBuffersPerTurn && !host.out.empty() && budget > 0; ++turn) {
       std::vector<uint8_t>& first = host.out.front();
       const size_t left = first.size() - host.sent_of_first;
       const size_t wanted =
@@ -230,7 +248,9 @@ class SimulatedDevice::Impl {
       if (host.sent_of_first == first.size()) {
         host.out.pop_front();
         host.sent_of_first = 0;
+        const int64_t rate = host.bytes_per_ms;
         core.Produce(host);
+        if (host.stalled_until > now || host.bytes_per_ms != rate) return;  // not this block yet
       }
     }
     if (!host.out.empty()) return;
@@ -298,7 +318,9 @@ int SimulatedDevice::lock_holder() const {
 
 void SimulatedDevice::ReserveElsewhere(bool reserved) {
   std::lock_guard guard(impl_->mutex);
-  impl_->core.lock_holder = reserved ? -1 : 0;
+  int64_t& holder = impl_->core.lock_holder;
+  if (reserved) holder = -1;
+  if (!reserved && holder == -1) holder = 0;
 }
 
 int SimulatedDevice::open_connections() const {

@@ -14,12 +14,12 @@ namespace scantk::sim {
 
 /// Changes one variable of the model's profile. Fields that are not set keep the profile's value.
 struct VariableOverride {
-  int number = 0;                   ///< as on the wire: 10323 is the horizontal resolution
-  std::optional<int64_t> value;     ///< current value, also after a reset
-  std::optional<int64_t> minimum;   ///
-  std::optional<int64_t> maximum;   ///
-  std::optional<std::string> text;  ///< for the variables whose value is a string
-  bool null = false;                ///< the device has no such variable
+  int number = 0;                     ///< as on the wire: 10323 is the X resolution
+  std::optional<int64_t> value = {};  ///< current value, also after a reset
+  std::optional<int64_t> minimum = {};
+  std::optional<int64_t> maximum = {};
+  std::optional<std::string> text = {};  ///< for the variables whose value is a string
+  bool null = false;                     ///< the device has no such variable
 };
 
 /// How a page is wrapped and compressed.

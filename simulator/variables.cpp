@@ -1,6 +1,7 @@
 #include "simulator/variables.h"
 
 #include <algorithm>
+#include <charconv>
 #include <stdexcept>
 
 #include "simulator/simulated_device.h"
@@ -212,8 +213,10 @@ bool Variables::Set(int number, int64_t value) {
 void Variables::Change(const VariableOverride& change) {
   if (change.null) {
     variables_.erase(change.number);
+    denied_.insert(change.number);
     return;
   }
+  denied_.erase(change.number);
   Variable& variable = variables_[change.number];
   if (change.text) {
     variable.is_text = true;
@@ -246,6 +249,16 @@ const char* VariableName(int number) {
   for (const CommandName& command : kCommands)
     if (command.number == number && number != 0) return command.name;
   return "";
+}
+
+int FindVariable(const std::string& name) {
+  for (const NumberName& entry : kNames)
+    if (name == entry.name) return entry.number;
+  for (const CommandName& command : kCommands)
+    if (command.number != 0 && name == command.name) return command.number;
+  int value = 0;
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), value);
+  return error == std::errc() && end == name.data() + name.size() && value > 0 ? value : 0;
 }
 
 std::vector<std::string> ModelNames() {

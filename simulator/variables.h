@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,8 @@ class Variables {
   explicit Variables(const std::string& model);
 
   const Variable* Find(int number) const;
+  // Whether the device was told to deny having it, also where it would work the value out.
+  bool Denied(int number) const { return denied_.count(number) != 0; }
   int64_t Get(int number, int64_t otherwise = 0) const;
   // Keeps the value within the variable's limits; false when the device has no such variable.
   bool Set(int number, int64_t value);
@@ -63,6 +66,7 @@ class Variables {
   void AddText(int number, const std::string& text);
 
   std::map<int, Variable> variables_;
+  std::set<int> denied_;
   bool big_endian_rows_ = false;
   bool has_flatbed_ = true;
 };
@@ -77,5 +81,7 @@ struct CommandName {
 const CommandName* FindCommand(char group, char letter);
 // The name of a variable for the log, or "".
 const char* VariableName(int number);
+// The variable of this name or decimal number; 0 when there is none.
+int FindVariable(const std::string& name);
 
 }  // namespace scantk::sim
