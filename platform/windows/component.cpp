@@ -30,16 +30,20 @@ HRESULT CreateComponent(const GUID& clsid, const GUID& iid, void** object) {
   return result == REGDB_E_CLASSNOTREG ? CreateBuiltIn(clsid, iid, object) : result;
 }
 
-HRESULT CreateComponentFrom(const std::string& path, const GUID& clsid, const GUID& iid,
-                            void** object) {
+HRESULT GetClassObjectFrom(const std::string& path, const GUID& clsid, const GUID& iid,
+                           void** object) {
   HMODULE library = LoadLibraryA(path.c_str());
   if (!library) return LastResult();
   using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
   const FARPROC entry = GetProcAddress(library, "DllGetClassObject");
   if (!entry) return LastResult();
-  const auto get_class_object = reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(entry));
+  return reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(entry))(clsid, iid, object);
+}
+
+HRESULT CreateComponentFrom(const std::string& path, const GUID& clsid, const GUID& iid,
+                            void** object) {
   ComPtr<IClassFactory> factory;
-  const HRESULT result = get_class_object(clsid, IID_IClassFactory, factory.OutVoid());
+  const HRESULT result = GetClassObjectFrom(path, clsid, IID_IClassFactory, factory.OutVoid());
   return FAILED(result) ? result : factory->CreateInstance(nullptr, iid, object);
 }
 

@@ -52,8 +52,12 @@ ModuleRecord& TheModule() {
   return module;
 }
 
-void LockModule() { InterlockedIncrement(reinterpret_cast<LONG*>(&TheModule().lockCount)); }
-void UnlockModule() { InterlockedDecrement(reinterpret_cast<LONG*>(&TheModule().lockCount)); }
+void LockModule() {
+  InterlockedIncrement(reinterpret_cast<LONG*>(&TheModule().lockCount));
+}
+void UnlockModule() {
+  InterlockedDecrement(reinterpret_cast<LONG*>(&TheModule().lockCount));
+}
 int32_t ModuleLockCount() {
   return InterlockedOr(reinterpret_cast<LONG*>(&TheModule().lockCount), 0);
 }
@@ -66,7 +70,9 @@ void* ModuleInstance(const void* address) {
   return module;
 }
 
-const WideChar* ResourceName(int id) { return MAKEINTRESOURCEW(id); }
+const WideChar* ResourceName(int id) {
+  return MAKEINTRESOURCEW(id);
+}
 
 void SetTextResource(int, const char*) {}
 

@@ -2,36 +2,43 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "platform/component.h"
+#include "platform/registry.h"
 #include "platform/system.h"
 
 namespace scantk::test {
 namespace {
 
 constexpr char kClassKey[] =
-    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Class\\"
-    "{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
+    "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
 constexpr char kTraceKey[] =
-    "HKEY_LOCAL_MACHINE\\Software\\Orvane\\Lumora\\Velkan\\"
-    "{7A41C0D2-5E3B-4F19-9C6A-2B8D0E4F1A37}";
+    "Software\\Orvane\\Lumora\\Velkan\\{7A41C0D2-5E3B-4F19-9C6A-2B8D0E4F1A37}";
 
-std::string Number(uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "dword:%08x", value);
-  return text;
+RegistryKey MachineKey(const std::string& path) {
+  RegistryKey key;
+  EXPECT_EQ(0u, RegistryKey::Create(RegistryRoot::kLocalMachine, path, &key, nullptr)) << path;
+  return key;
 }
 
+void SetText(RegistryKey& key, const char* name, const std::string& text) {
+  EXPECT_EQ(0u, key.SetString(name, text.c_str(), static_cast<uint32_t>(text.size()) + 1));
+}
+
+}  // namespace
+
 // One file for the process: the toolkit's own trace log keeps the path that it began with.
-std::string TracePath() {
+std::string Sandbox::TracePath() {
   return (std::filesystem::temp_directory_path() /
           ("scantk-test-" + std::to_string(ProcessId()) + ".log"))
       .string();
 }
+
+namespace {
 
 std::string ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -44,59 +51,63 @@ std::string ReadFile(const std::string& path) {
 
 Sandbox::Sandbox() {
   static int count = 0;
+  InitializeComponents();
   folder_ = (std::filesystem::temp_directory_path() /
              ("scantk-test-" + std::to_string(ProcessId()) + "-" + std::to_string(count++)))
                 .string();
   std::filesystem::create_directories(folder_);
-  setenv("SCANTK_REGISTRY", (folder_ + "/registry.reg").c_str(), 1);
-  WriteRegistry();
+  registry_ = std::make_unique<OwnRegistry>(folder_);
+  MachineKey(kClassKey);
 }
 
 Sandbox::~Sandbox() {
-  unsetenv("SCANTK_REGISTRY");
+  registry_.reset();
   ClearTrace();
   std::error_code ignored;
   std::filesystem::remove_all(folder_, ignored);
-}
-
-void Sandbox::WriteRegistry() {
-  std::ofstream file(folder_ + "/registry.reg", std::ios::binary);
-  file << "Windows Registry Editor Version 5.00\n";
-  for (const std::string& section : sections_) file << "\n" << section;
+  UninitializeComponents();
 }
 
 std::string Sandbox::AddNetworkDevice(const std::string& address, int port_number) {
   char key[8];
-  std::snprintf(key, sizeof key, "%04d", devices_++);
+  std::snprintf(key, sizeof key, "%04d", static_cast<int>(devices_.size()));
   const std::string name = "test scanner " + std::string(key) + " " + std::to_string(ProcessId());
-  std::ostringstream section;
-  section << "[" << kClassKey << "\\" << key << "]\n"
-          << "\"DriverDesc\"=\"A scanner of the tests\"\n\n"
-          << "[" << kClassKey << "\\" << key << "\\DeviceData]\n"
-          << "\"VelkanIOType\"=" << Number(T_IO_NETWORK) << "\n"
-          << "\"NetworkDeviceID\"=\"" << name << "\"\n"
-          << "\"StaticIP\"=\"" << address << "\"\n"
-          << "\"PortNumber\"=\"" << port_number << "\"\n";
-  sections_.push_back(section.str());
-  WriteRegistry();
+  const std::string instance = std::string(kClassKey) + "\\" + key;
+  RegistryKey description = MachineKey(instance);
+  SetText(description, "DriverDesc", "A scanner of the tests");
+  RegistryKey data = MachineKey(instance + "\\DeviceData");
+  data.SetDword("VelkanIOType", T_IO_NETWORK);
+  SetText(data, "NetworkDeviceID", name);
+  SetText(data, "StaticIP", address);
+  SetText(data, "PortNumber", std::to_string(port_number));
+  devices_[name] = instance + "\\DeviceData";
   return name;
 }
 
 void Sandbox::SetDeviceValue(const std::string& device, const std::string& name, uint32_t value) {
-  for (std::string& section : sections_)
-    if (section.find("\"" + device + "\"") != std::string::npos)
-      section += "\"" + name + "\"=" + Number(value) + "\n";
-  WriteRegistry();
+  MachineKey(devices_.at(device)).SetDword(name, value);
 }
 
-void Sandbox::SwitchTraceOn(uint32_t level) {
-  std::ostringstream section;
-  section << "[" << kTraceKey << "]\n"
-          << "\"LogEnabled\"=" << Number(1) << "\n\"LogLevel\"=" << Number(level)
-          << "\n\"LogDestination\"=" << Number(1) << "\n\"LogFile\"=\"" << TracePath()
-          << "\"\n";
-  sections_.push_back(section.str());
-  WriteRegistry();
+void Sandbox::SetDeviceText(const std::string& device, const std::string& name,
+                            const std::string& text) {
+  RegistryKey key = MachineKey(devices_.at(device));
+  SetText(key, name.c_str(), text);
+}
+
+std::string Sandbox::DeviceText(const std::string& device, const std::string& name) const {
+  char text[512] = {};
+  uint32_t size = sizeof text - 1;
+  RegistryType type;
+  MachineKey(devices_.at(device)).QueryValue(name, &type, text, &size);
+  return text;
+}
+
+void Sandbox::SwitchTraceOn(uint32_t level, uint32_t destination) {
+  RegistryKey key = MachineKey(kTraceKey);
+  key.SetDword("LogEnabled", 1);
+  key.SetDword("LogLevel", level);
+  key.SetDword("LogDestination", destination);
+  SetText(key, "LogFile", TracePath());
 }
 
 std::string Sandbox::Trace() const {
@@ -116,10 +127,6 @@ std::vector<std::string> Sandbox::TraceLines() const {
 
 void Sandbox::ClearTrace() {
   std::filesystem::remove(TracePath());
-}
-
-std::string LibraryPath() {
-  return SCANTK_LIBRARY_PATH;
 }
 
 std::basic_string<WideChar> Wide(const std::string& text) {

@@ -1,18 +1,21 @@
-// What every test of the toolkit as a whole needs: the library opened by path, a registry file of
-// its own, and the trace that was written.
+// What every test of the toolkit as a whole needs: the library opened by path, a registry of its
+// own, and the trace that was written.
 #ifndef SCANTK_TESTS_CONTRACT_TOOLKIT_H_
 #define SCANTK_TESTS_CONTRACT_TOOLKIT_H_
 
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/owner.h"
 #include "server/contract/interfaces.h"
+#include "tests/contract/installation.h"
 
 namespace scantk::test {
 
-// A folder that goes when its owner goes, and in it the registry file that the toolkit of this
-// process reads from now on.
+// A folder that goes when its owner goes, and the registry that the toolkit of this process reads
+// from now on. The thread that makes one can use components while it lives.
 class Sandbox {
  public:
   Sandbox();
@@ -20,26 +23,26 @@ class Sandbox {
 
   // An installed network device, found under the name that is returned.
   std::string AddNetworkDevice(const std::string& address, int port_number = 1);
+  // Values of its "DeviceData" key; `device` is the name that it was added under.
   void SetDeviceValue(const std::string& device, const std::string& name, uint32_t value);
+  void SetDeviceText(const std::string& device, const std::string& name, const std::string& text);
+  std::string DeviceText(const std::string& device, const std::string& name) const;
   // Lines of this level (trace masks) go to a file from the next object on.
-  void SwitchTraceOn(uint32_t level = 0xFFFFFFFF);
+  // Destination bits: 1 a file, 2 the debugger.
+  void SwitchTraceOn(uint32_t level = 0xFFFFFFFF, uint32_t destination = 1);
 
   std::string Folder() const { return folder_; }
+  static std::string TracePath();
   std::string Trace() const;
   std::vector<std::string> TraceLines() const;  // without line ends and indentation
   void ClearTrace();
   bool Traced(const std::string& text) const { return Trace().find(text) != std::string::npos; }
 
  private:
-  void WriteRegistry();
-
   std::string folder_;
-  std::vector<std::string> sections_;
-  int devices_ = 0;
+  std::unique_ptr<OwnRegistry> registry_;
+  std::map<std::string, std::string> devices_;  // their DeviceData keys
 };
-
-// The library's path, given by the build.
-std::string LibraryPath();
 
 // UTF-16 for the interfaces.
 std::basic_string<WideChar> Wide(const std::string& text);
