@@ -1,0 +1,119 @@
+// The component with a device: the simulated one that with_simulator started.
+#include "platform/component_types.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+
+#include "platform/console.h"
+#include "tests/config/fake_discovery.h"
+#include "tests/contract/toolkit.h"
+#include "tests/windows/com_class.h"
+
+namespace scantk::test {
+namespace {
+
+using Now = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr Outcome kLockFailed = {E_FAIL, TERR_SCANNER_LOCK_FAILED};
+
+class DeviceTest : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(std::getenv("SCANTK_TEST_DEVICE")); }
+  static std::string Address() { return std::getenv("SCANTK_TEST_DEVICE"); }
+
+  Outcome Open(const std::string& name, uint32_t* session) {
+    return Call(toolkit.scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), T_IO_NETWORK,
+                session);
+  }
+  Outcome Lock(uint32_t session, uint32_t limit) {
+    return Call(toolkit.scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, limit);
+  }
+  Outcome Unlock(uint32_t session) {
+    return Call(toolkit.scanner, &IScanner::UnlockScanner, session);
+  }
+  void Close(uint32_t session) {
+    EXPECT_EQ(kOk, Call(toolkit.scanner, &IScanner::CloseScannerSession, session));
+  }
+
+  // Another process that locks the device and holds it for a while. Null when it did not start.
+  std::unique_ptr<ChildProcess> Rival(const std::string& device, int held_ms, std::string* answer) {
+    std::string error;
+    auto child = ChildProcess::Start(SCANTK_LOCK_HOLDER,
+                                     {device, Address(), std::to_string(held_ms)}, &error);
+    EXPECT_TRUE(child) << error;
+    if (child && !child->ReadLine(20000, answer)) ADD_FAILURE() << "the other process says nothing";
+    return child;
+  }
+
+  Sandbox sandbox;
+  Toolkit toolkit;
+};
+
+TEST_F(DeviceTest, ProcessesContendForTheLock) {
+  const std::string device = sandbox.AddNetworkDevice(Address());
+  uint32_t session = 0;
+  ASSERT_EQ(kOk, Open(device, &session));
+  {
+    std::string answer;
+    const auto rival = Rival(device, 1500, &answer);
+    ASSERT_EQ("locked", answer);
+    auto start = Now::now();
+    EXPECT_EQ(kLockFailed, Lock(session, 300));
+    EXPECT_GE(Now::now() - start, milliseconds(280));
+    EXPECT_LT(Now::now() - start, milliseconds(1200)) << "the time-out ended it, not the rival";
+    EXPECT_EQ(kOk, Lock(session, 15000)) << "as soon as the rival let go";
+    ASSERT_TRUE(rival->ReadLine(5000, &answer));
+    EXPECT_EQ("released", answer);
+  }
+  std::string answer;
+  Rival(device, 0, &answer);
+  EXPECT_EQ("TERR_SCANNER_LOCK_FAILED", answer);
+  EXPECT_EQ(kOk, Unlock(session));
+  Rival(device, 0, &answer);
+  EXPECT_EQ("locked", answer);
+  Close(session);
+}
+
+TEST_F(DeviceTest, IsFoundUnderItsNewName) {
+  const std::string device = sandbox.AddNetworkDevice(Address());
+  uint32_t session = 0;
+  ASSERT_EQ(kOk, Open(device, &session));
+  EXPECT_EQ(kOk, Lock(session, 1000));
+  EXPECT_EQ(kOk, Unlock(session));
+  Close(session);
+  sandbox.SetDeviceText(device, "NetworkDeviceID", "another name");
+  ASSERT_EQ(kOk, Open("another name", &session));
+  EXPECT_EQ(kOk, Lock(session, 1000));
+  EXPECT_EQ(kOk, Unlock(session));
+  Close(session);
+  // The old name is no longer a device's: it is tried as a host name, and there is none.
+  ASSERT_EQ(kOk, Open(device, &session));
+  EXPECT_FALSE(Lock(session, 1000) == kOk);
+  Close(session);
+}
+
+TEST_F(DeviceTest, MovedIsFoundByTheDiscoveryComponent) {
+  const std::string identity = "{11D0BEC7-0000-4F19-9C6A-2B8D0E4F1A37}";
+  Script() = {};
+  Script().addresses[identity] = Address();
+  const ServedClass discovery(CLSID_DiscoveryBroker, FakeBroker::Create);
+  const std::string device = sandbox.AddNetworkDevice("127.0.0.1");
+  sandbox.SetDeviceText(device, "StaticIP", "");
+  sandbox.SetDeviceText(device, "PortID", "127.255.255.1");
+  sandbox.SetDeviceText(device, "GUID", identity);
+  uint32_t session = 0;
+  ASSERT_EQ(kOk, Open(device, &session));
+  EXPECT_EQ(kOk, Lock(session, 1000));
+  EXPECT_EQ(kOk, Unlock(session));
+  Close(session);
+  ASSERT_EQ(1u, Script().searches.size());
+  EXPECT_EQ("||||" + identity + "|||", Script().searches[0]);
+  EXPECT_EQ(Address(), sandbox.DeviceText(device, "PortID")) << "kept for the next time";
+  EXPECT_EQ(0, Script().references);
+}
+
+}  // namespace
+}  // namespace scantk::test
