@@ -35,7 +35,7 @@ TEST(ChildProcess, LinesComeOneByOne) {
 }
 
 TEST(ChildProcess, SilenceEndsTheWait) {
-  const auto child = Shell("sleep 60");
+  const auto child = Shell("exec sleep 60");
   std::string line;
   const auto start = Clock::now();
   EXPECT_FALSE(child->ReadLine(50, &line));
