@@ -20,14 +20,22 @@ constexpr int kQualities[] = {92, 92, 85, 75, 65, 55};
   throw std::runtime_error(text);
 }
 
+// Owns what the library allocates, also when setting it up fails half-way.
+struct Codec : jpeg_compress_struct {
+  Codec() : jpeg_compress_struct() {
+    err = jpeg_std_error(&errors);
+    errors.error_exit = Fail;
+    jpeg_create_compress(this);
+  }
+  ~Codec() { jpeg_destroy_compress(this); }
+  jpeg_error_mgr errors = {};
+};
+
 class JpegBytes : public ImageBytes {
  public:
   JpegBytes(std::unique_ptr<ImageBytes> raw, const PageOrder& order,
             const DeliveryOptions& delivery)
       : raw_(std::move(raw)), row_(BytesPerRow(order.settings)) {
-    codec_.err = jpeg_std_error(&errors_);
-    errors_.error_exit = Fail;
-    jpeg_create_compress(&codec_);
     destination_.init_destination = [](j_compress_ptr) {};
     destination_.empty_output_buffer = [](j_compress_ptr codec) -> boolean {
       static_cast<JpegBytes*>(codec->client_data)->Flush(0);
@@ -44,7 +52,6 @@ class JpegBytes : public ImageBytes {
     Configure(order, delivery);
     jpeg_start_compress(&codec_, TRUE);
   }
-  ~JpegBytes() override { jpeg_destroy_compress(&codec_); }
   JpegBytes(const JpegBytes&) = delete;
   JpegBytes& operator=(const JpegBytes&) = delete;
 
@@ -99,8 +106,7 @@ class JpegBytes : public ImageBytes {
 
   std::unique_ptr<ImageBytes> raw_;
   std::vector<uint8_t> row_;
-  jpeg_compress_struct codec_ = {};
-  jpeg_error_mgr errors_ = {};
+  Codec codec_;
   jpeg_destination_mgr destination_ = {};
   uint8_t buffer_[16384];
   std::vector<uint8_t> coded_;

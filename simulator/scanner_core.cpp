@@ -120,14 +120,16 @@ bool ScannerCore::Greet(Conversation& host, bool busy) {
   return !host.drop_when_sent;
 }
 
-void ScannerCore::Receive(Conversation& host, const uint8_t* bytes, size_t size) {
-  stats.bytes_received += static_cast<int64_t>(size);
-  while (size > 0 && !host.drop_when_sent && !host.reset_when_sent && !host.deaf) {
+size_t ScannerCore::Receive(Conversation& host, const uint8_t* bytes, size_t size) {
+  size_t at = 0;
+  while (at < size && !host.Flooded()) {
+    if (host.drop_when_sent || host.reset_when_sent || host.deaf) {  // nobody listens
+      at = size;
+      break;
+    }
     Command command;
     bool complete = false;
-    const size_t taken = host.parser.Take(bytes, size, &command, &complete);
-    bytes += taken;
-    size -= taken;
+    at += host.parser.Take(bytes + at, size - at, &command, &complete);
     if (!complete) continue;
     if (command.letter == 0)
       OnDownload(host);
@@ -136,6 +138,8 @@ void ScannerCore::Receive(Conversation& host, const uint8_t* bytes, size_t size)
     else
       OnCommand(host, command);
   }
+  stats.bytes_received += static_cast<int64_t>(at);
+  return at;
 }
 
 void ScannerCore::Leave(Conversation& host) {

@@ -24,7 +24,8 @@ class Conversation {
   CommandParser parser;
   std::deque<std::vector<uint8_t>> out;  ///< bytes for the host, oldest first
   size_t out_bytes = 0;
-  bool Flooded() const { return out_bytes > (4 << 20); }  ///< takes no answers: ask it nothing
+  /// More waits for the host to read than a device keeps; it is not listened to meanwhile.
+  bool Flooded() const { return out_bytes > (4 << 20); }
   size_t sent_of_first = 0;
   std::unique_ptr<PageJob> page;
   FaultMoment now;
@@ -47,7 +48,8 @@ class ScannerCore {
 
   /// What the device says to a new connection, and whether it then stays.
   bool Greet(Conversation& host, bool busy);
-  void Receive(Conversation& host, const uint8_t* bytes, size_t size);
+  /// Returns the bytes taken: fewer than `size` when the answers so far wait for the host to read.
+  size_t Receive(Conversation& host, const uint8_t* bytes, size_t size);
   /// Puts the next block of a page that is under way into `out` when that is empty.
   void Produce(Conversation& host);
   /// The connection is gone: its lock is free and its page is over.

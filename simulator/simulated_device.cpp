@@ -55,7 +55,8 @@ struct Connection {
   int fd = -1;
   bool counted = true;  // keeps others out
   Conversation host;
-  int64_t sent_at = 0;  // for slow lines: when bytes were last sent
+  std::vector<uint8_t> unheard;  // received while the host took no answers
+  int64_t sent_at = 0;           // for slow lines: when bytes were last sent
 };
 
 }  // namespace
@@ -166,7 +167,7 @@ class SimulatedDevice::Impl {
   static short Wanted(const Connection& connection, int* timeout) {
     const Conversation& host = connection.host;
     short wanted = POLLRDHUP;
-    if (!host.deaf && !host.Flooded()) wanted |= POLLIN;
+    if (!host.deaf && connection.unheard.empty()) wanted |= POLLIN;
     const bool has_output = !host.out.empty() || host.drop_when_sent || host.reset_when_sent;
     if (!has_output) return wanted;
     const int64_t wait = host.stalled_until - Milliseconds();
@@ -194,7 +195,8 @@ class SimulatedDevice::Impl {
   }
 
   void Serve(Connection& connection, short events) {
-    if (connection.host.deaf && (events & (POLLRDHUP | POLLHUP | POLLERR))) {
+    const bool reads = !connection.host.deaf && connection.unheard.empty();
+    if (!reads && (events & (POLLRDHUP | POLLHUP | POLLERR))) {
       CloseNow(connection);  // without reading, its end would never be seen
     } else if (events & (POLLIN | POLLRDHUP | POLLHUP | POLLERR)) {
       Receive(connection);
@@ -203,20 +205,28 @@ class SimulatedDevice::Impl {
       core.Produce(connection.host);
       Send(connection);
     }
+    if (connection.fd >= 0 && !connection.unheard.empty()) Hear(connection);
   }
 
   void Receive(Connection& connection) {
     uint8_t bytes[kReadBytes];
-    for (int turn = 0; turn < kBuffersPerTurn; ++turn) {
+    for (int turn = 0; turn < kBuffersPerTurn && connection.unheard.empty(); ++turn) {
       const ssize_t got = recv(connection.fd, bytes, sizeof bytes, MSG_DONTWAIT);
       if (got > 0) {
-        core.Receive(connection.host, bytes, static_cast<size_t>(got));
+        connection.unheard.assign(bytes, bytes + got);
+        Hear(connection);
         continue;
       }
       if (got < 0 && (errno == EAGAIN || errno == EINTR)) return;
       CloseNow(connection);
       return;
     }
+  }
+
+  void Hear(Connection& connection) {
+    std::vector<uint8_t>& bytes = connection.unheard;
+    const size_t taken = core.Receive(connection.host, bytes.data(), bytes.size());
+    bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(taken));
   }
 
   void Send(Connection& connection) {
