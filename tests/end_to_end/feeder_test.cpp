@@ -137,6 +137,7 @@ TEST_F(FeederTest, WhatGoesWrongLosesNoPageAndTheNextJobWorks) {
       {"jam@page:2*1", {E_FAIL, TERR_ADF_JAMMED}, kOk},
       {"empty@page:2*1", {E_FAIL, TERR_ADF_EMPTY}, kOk},
       {"cancel@page:2,block:1*1", kOk, {E_FAIL, TERR_CANCEL_PRESSED}},
+      {"jam@page:2,block:3*1", kOk, {E_FAIL, TERR_CANCEL_PRESSED}},  // a sheet pulled out
       {"drop@page:2,block:2*1", kOk, kCommunication},
   };
   for (const auto& one : cases) {
@@ -177,6 +178,20 @@ TEST_F(FeederTest, ACancelledPageReportsTheCancelBehindItsEject) {
   EXPECT_FALSE(page.bytes.empty());
   EXPECT_FALSE(device->locked());
   ExpectCleanScan("a cancelled feeder page");
+}
+
+TEST_F(FeederTest, TheHostCancelsBetweenTwoReads) {
+  device->SetSheets(3);
+  EXPECT_EQ(kOk, Call(toolkit->feeder, &IADF::ADFPaperFeed, session));
+  const Page page = Scan(FeederPage(T_COLOR, 300), 20, [](int read) { return read < 3; });
+  EXPECT_EQ(kOk, page.last_read);
+  EXPECT_EQ(kOk, page.stop);
+  EXPECT_FALSE(device->locked());
+  EXPECT_EQ(1, device->CountInLog("SL_ADF_EJECT_PAGE"));
+  EXPECT_EQ(2, device->sheets());
+  const Page next = Next(FeederPage(T_GREYSCALE, 100));
+  EXPECT_EQ(kEndOfPage, next.last_read);
+  EXPECT_TRUE(next.bytes == SideSeen());
 }
 
 TEST_F(FeederTest, ScrollFedDevicesHaveNoGlass) {
