@@ -11,11 +11,16 @@ if(SCANTK_SANITIZE)
   add_link_options(-fsanitize=${SCANTK_SANITIZE})
 endif()
 
-# scantk_test(NAME name SOURCES files LIBS libraries): one GoogleTest program, one ctest entry.
+# scantk_test(NAME name SOURCES files LIBS libraries [MACHINE_REGISTRY]): one GoogleTest program, one
+# ctest entry. MACHINE_REGISTRY: on Windows it writes keys that other tests read, too; such tests run
+# one after the other.
 function(scantk_test)
-  cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(T "MACHINE_REGISTRY" "NAME" "SOURCES;LIBS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE scantk_options ${T_LIBS} GTest::gtest_main GTest::gmock)
   add_test(NAME ${T_NAME} COMMAND ${T_NAME})
   set_tests_properties(${T_NAME} PROPERTIES TIMEOUT 300)
+  if(WIN32 AND T_MACHINE_REGISTRY)
+    set_tests_properties(${T_NAME} PROPERTIES RESOURCE_LOCK machine_registry)
+  endif()
 endfunction()

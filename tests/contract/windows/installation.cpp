@@ -7,7 +7,7 @@ namespace {
 
 // Of this process, so that test programs run side by side.
 std::string OwnKey() {
-  return "Software\\scantk tests\\" + std::to_string(ProcessId());
+  return "Software\\scantk test registries\\" + std::to_string(ProcessId());
 }
 
 }  // namespace
