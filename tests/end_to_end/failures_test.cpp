@@ -52,6 +52,22 @@ TEST_F(FailureTest, PagesThatBreakEndInTheirCode) {
   }
 }
 
+TEST_F(FailureTest, JpegStreamsThatBreakArePipelineErrors) {
+  constexpr Outcome kPipeline = {VELKAN_E_BDR_IP, TERR_SCANNER_COMMUNICATION_FAILED};
+  // Byte 48 begins the stream: block header, start-of-page record, data header.
+  for (const char* fault : {"corrupt@block:1=48*1", "corrupt@block:1=50*1"}) {
+    SCOPED_TRACE(fault);
+    Call(toolkit->compression, &ICompression::SetCompressionType, session, T_COMPRESSION_JPEG);
+    device->AddFault(fault);
+    const Page page = Scan(Parameters(T_COLOR, 150), 10);
+    EXPECT_EQ(kPipeline, page.last_read);
+    EXPECT_TRUE(page.bytes.empty());
+    device->ClearFaults();
+    Call(toolkit->compression, &ICompression::SetCompressionType, session, T_COMPRESSION_NONE);
+    ExpectCleanScan(fault);
+  }
+}
+
 TEST_F(FailureTest, RowCountOfTheDeviceDecides) {
   struct {
     const char* fault;
