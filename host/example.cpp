@@ -9,6 +9,7 @@
 #include "server/contract/interfaces.h"
 
 int main(int argc, char** argv) {
+  scantk::InitializeComponents();
   scantk::ComPtr<IScanner> scanner;
   HRESULT made = argc > 2 ? scantk::CreateComponentFrom(argv[2], CLSID_scanner, IID_IScanner,
                                                         scanner.OutVoid())

@@ -112,6 +112,10 @@ HRESULT UnregisterModule();
 // The instance handle of the library that holds the code at `address`.
 void* ModuleInstance(const void* address);
 
+// Has the system tell the library at `instance` nothing of threads that begin and end. A library
+// with thread-local data is told nevertheless.
+void IgnoreThreads(void* instance);
+
 // The name under which resource number `id` is asked for.
 const WideChar* ResourceName(int id);
 // Gives the module the text of resource `id`, on systems whose libraries carry no resources; does

@@ -27,7 +27,9 @@ class Module {
   Module() {
     SetTextResource(kScriptResource, kRegistrationScript);
     TheModule().size = sizeof(ModuleRecord);
-    AtlModuleInit(&TheModule(), g_object_map, ModuleInstance(g_object_map));
+    void* instance = ModuleInstance(g_object_map);
+    AtlModuleInit(&TheModule(), g_object_map, instance);
+    IgnoreThreads(instance);
     RegisterPlatformStandIns();
     GlobalTrace();  // its start is the zero of every tick in the trace
   }

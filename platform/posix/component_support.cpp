@@ -194,6 +194,8 @@ void* ModuleInstance(const void* address) {
   return const_cast<void*>(address);
 }
 
+void IgnoreThreads(void*) {}
+
 const WideChar* ResourceName(int id) {
   return reinterpret_cast<const WideChar*>(static_cast<uintptr_t>(id));
 }

@@ -70,6 +70,10 @@ void* ModuleInstance(const void* address) {
   return module;
 }
 
+void IgnoreThreads(void* instance) {
+  DisableThreadLibraryCalls(static_cast<HMODULE>(instance));
+}
+
 const WideChar* ResourceName(int id) {
   return MAKEINTRESOURCEW(id);
 }
