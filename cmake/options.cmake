@@ -8,8 +8,8 @@ endif()
 if(SCANTK_SANITIZE)
   add_compile_options(-fsanitize=${SCANTK_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
-  # The sanitizers' own code makes the compiler see uninitialised values in the standard library.
-  add_compile_options(-Wno-maybe-uninitialized)
+  # The sanitizers' own code makes GCC see uninitialised values in the standard library.
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   add_link_options(-fsanitize=${SCANTK_SANITIZE})
 endif()
 

@@ -1,0 +1,78 @@
+// Blocks and records of a page, and the drain after it, from a device that sends what it likes.
+//
+// Input: size of the host's reads, which reads of the device are cut (2 bytes), when the host stops
+// (in reads), stream.
+#include "fuzz/memory_transport.h"
+#include "protocol/command_table.h"
+#include "protocol/flush.h"
+#include "protocol/packet_reader.h"
+
+using namespace scantk;
+using namespace scantk::fuzz;
+
+namespace {
+
+struct Page {
+  std::vector<uint8_t> image;
+  QrlStatus status = SL_OK;
+  int32_t flushed = 0;
+};
+
+bool IsReadStatus(QrlStatus status) {
+  constexpr QrlStatus kLegal[] = {SL_OK,        SL_BADRESPONSE, SL_BADPARAM,
+                                  SL_SHORTREAD, SL_NOMEMORY,    SL_CANCEL};
+  return std::find(std::begin(kLegal), std::end(kLegal), status) != std::end(kLegal);
+}
+
+Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t wanted, int reads) {
+  TraceLog trace;
+  Channel channel(trace);
+  channel.Attach(std::make_unique<MemoryTransport>(stream, cut_reads));
+  Exchange exchange(channel, trace);
+  PacketReader reader(channel, trace);
+  Flush flush(channel, exchange, reader, trace);
+
+  Page page;
+  uint32_t phase = kScanStarted;
+  reader.ForgetEndPage();
+  for (bool ended = false; !ended && page.status == SL_OK && reads > 0; --reads) {
+    std::vector<uint8_t> buffer(wanted);
+    uint32_t got = 0;
+    page.status =
+        reader.ReadUnpacketizedData(SL_PACKETIZED2, phase, buffer.data(), wanted, &got, &ended);
+    phase = kScanTransferring;
+    Require(got <= wanted, "no more than wanted");
+    Require(IsReadStatus(page.status), "a read answers a legal status");
+    Require(got == wanted || ended || page.status != SL_OK, "a read is whole or the last one");
+    Require(reader.capacity() <= std::max(kMaxBlockBytes, kScanBufferBytes), "memory is bounded");
+    page.image.insert(page.image.end(), buffer.begin(), buffer.begin() + got);
+  }
+  page.flushed = flush.FlushTheScanner();
+  uint32_t got = 0;
+  bool ended = false;
+  Require(reader.ReadUnpacketizedData(SL_PACKETIZED2, kScanIdle, nullptr, 0, &got, &ended) == SL_OK,
+          "a page can always be left");
+  return page;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzInput input(data, size);
+  const auto wanted = static_cast<uint32_t>(input.PieceSize());
+  const auto cut_reads = static_cast<uint16_t>(input.Number(2));
+  const int reads = input.Byte();
+  const std::vector<uint8_t> stream = input.Rest(size_t{1} << 16);
+
+  const Page page = ReadPage(stream, cut_reads, wanted, reads);
+  Require(
+      page.flushed >= 0 && page.image.size() + static_cast<size_t>(page.flushed) <= stream.size(),
+      "nothing comes that was not sent");
+  // How much a host wants at a time changes nothing in what it gets.
+  constexpr int kAllReads = 1 << 17;
+  const Page small = ReadPage(stream, cut_reads, wanted, kAllReads);
+  const Page large = ReadPage(stream, cut_reads, 1 << 16, kAllReads);
+  Require(small.image == large.image, "the size of reads does not change the image");
+  Require(small.status == large.status, "the size of reads does not change the status");
+  return 0;
+}

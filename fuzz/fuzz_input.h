@@ -1,0 +1,83 @@
+// What the fuzz targets share: taking choices off the front of an input, and saying what must hold.
+#ifndef SCANTK_FUZZ_FUZZ_INPUT_H_
+#define SCANTK_FUZZ_FUZZ_INPUT_H_
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+// Every target defines it; libFuzzer calls it, or replay_main.cpp over files.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+namespace scantk::fuzz {
+
+// Stops the program, in every build, when something does not hold.
+inline void Require(bool holds, const char* what) {
+  if (holds) return;
+  std::fprintf(stderr, "does not hold: %s\n", what);
+  std::abort();
+}
+
+// The bytes of one input, read from the front. Behind the end there are zeros.
+class FuzzInput {
+ public:
+  FuzzInput(const uint8_t* data, size_t size) : next_(data), left_(size) {}
+
+  uint8_t Byte() {
+    if (left_ == 0) return 0;
+    --left_;
+    return *next_++;
+  }
+  // Low byte first.
+  uint64_t Number(int bytes) {
+    uint64_t number = 0;
+    for (int i = 0; i < bytes; ++i) number |= uint64_t{Byte()} << (8 * i);
+    return number;
+  }
+  // The size of a piece, 1 to 65026: small ones are the likely ones.
+  size_t PieceSize() {
+    const size_t root = Byte();
+    return root * root + 1;
+  }
+  // Up to the next line feed, which is taken and left out.
+  std::string Line() {
+    std::string line;
+    while (left_ > 0) {
+      const char c = static_cast<char>(Byte());
+      if (c == '\n') break;
+      line += c;
+    }
+    return line;
+  }
+  // All that is left, `most` bytes of it; in memory of its own and exactly as large, so that a
+  // sanitizer sees every byte beyond.
+  std::vector<uint8_t> Rest(size_t most = SIZE_MAX) {
+    const size_t count = std::min(most, left_);
+    std::vector<uint8_t> rest(next_, next_ + count);
+    left_ = 0;
+    return rest;
+  }
+  std::string RestText() {
+    const std::vector<uint8_t> rest = Rest();
+    return std::string(rest.begin(), rest.end());
+  }
+
+ private:
+  const uint8_t* next_;
+  size_t left_;
+};
+
+// A NUL-terminated copy in memory of its own, exactly as large.
+inline std::vector<char> Terminated(const std::string& text) {
+  std::vector<char> copy(text.begin(), text.end());
+  copy.push_back('\0');
+  return copy;
+}
+
+}  // namespace scantk::fuzz
+
+#endif  // SCANTK_FUZZ_FUZZ_INPUT_H_
