@@ -35,8 +35,8 @@ Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t w
   Page page;
   uint32_t phase = kScanStarted;
   reader.ForgetEndPage();
+  std::vector<uint8_t> buffer(wanted);
   for (bool ended = false; !ended && page.status == SL_OK && reads > 0; --reads) {
-    std::vector<uint8_t> buffer(wanted);
     uint32_t got = 0;
     page.status =
         reader.ReadUnpacketizedData(SL_PACKETIZED2, phase, buffer.data(), wanted, &got, &ended);

@@ -47,11 +47,11 @@ inline PipelineRun RunPipeline(const std::vector<XformDescriptor>& chain, const 
   if (run.result != IP_FINISHED) return run;
 
   run.result = 0;
+  Bytes room(std::min(pieces.output, kMostOutput));
   while (run.result == 0 && run.output.size() < kMostOutput) {
     const size_t left = input.size() - run.used;
     const auto from = input.begin() + static_cast<ptrdiff_t>(run.used);
     const Bytes given(from, from + static_cast<ptrdiff_t>(std::min(left, pieces.input)));
-    Bytes room(std::min(pieces.output, kMostOutput));
     size_t used = 0, produced = 0;
     uint64_t next = 0, position = 0;
     run.result = ipConvert(handle, given.size(), given.empty() ? nullptr : given.data(), &used,
