@@ -13,7 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
+#include "simulator/usb_device.h"
 #include "simulator/variables.h"
 
 namespace {
@@ -23,11 +25,13 @@ using namespace scantk::sim;
 std::string Help() {
   std::string models, text;
   for (const std::string& name : ModelNames()) models += " " + name;
-  text = R"(scantk-sim: simulated multifunction devices on the network
+  text = R"(scantk-sim: simulated multifunction devices
 
   scantk-sim [options] [--device options]...   serves until it is ended
   scantk-sim [options] run -- COMMAND...       serves while COMMAND runs, and leaves with its code
 
+  --usb PATH        no network: a link to a pseudo-terminal, which is the device's file
+  --dot4 PATH       no network: a local socket, at which a DOT4 stack answers requests
   --address A       local IPv4 address (127.0.0.1)
   --port P          9290, 9291 or 9292 (9290)
   --model NAME      one of)" +
@@ -86,9 +90,15 @@ VariableOverride ParseSet(const std::string& text) {
   return change;
 }
 
+// A device, and the file that it is attached to when it is not on the network.
+struct DeviceOrder : DeviceConfig {
+  std::string usb;
+  std::string dot4;
+};
+
 struct Option {
   const char* name;
-  std::function<void(DeviceConfig&, const std::string&)> apply;
+  std::function<void(DeviceOrder&, const std::string&)> apply;
 };
 
 int Count(const std::string& text, int64_t least, int64_t most) {
@@ -101,43 +111,45 @@ int Count(const std::string& text, int64_t least, int64_t most) {
 
 const std::vector<Option>& Options() {
   static const std::vector<Option> options = {
-      {"--address", [](DeviceConfig& c, const std::string& v) { c.address = v; }},
-      {"--port", [](DeviceConfig& c,
+      {"--usb", [](DeviceOrder& c, const std::string& v) { c.usb = v; }},
+      {"--dot4", [](DeviceOrder& c, const std::string& v) { c.dot4 = v; }},
+      {"--address", [](DeviceOrder& c, const std::string& v) { c.address = v; }},
+      {"--port", [](DeviceOrder& c,
                     const std::string& v) { c.port = static_cast<uint16_t>(Count(v, 1, 65535)); }},
-      {"--model", [](DeviceConfig& c, const std::string& v) { c.model = v; }},
-      {"--paper", [](DeviceConfig& c, const std::string& v) { c.paper = v; }},
-      {"--sheets", [](DeviceConfig& c, const std::string& v) { c.sheets = Count(v, 0, 100000); }},
+      {"--model", [](DeviceOrder& c, const std::string& v) { c.model = v; }},
+      {"--paper", [](DeviceOrder& c, const std::string& v) { c.paper = v; }},
+      {"--sheets", [](DeviceOrder& c, const std::string& v) { c.sheets = Count(v, 0, 100000); }},
       {"--sheet-height",
-       [](DeviceConfig& c, const std::string& v) { c.sheet_height = Count(v, 1, 1 << 20); }},
+       [](DeviceOrder& c, const std::string& v) { c.sheet_height = Count(v, 1, 1 << 20); }},
       {"--hosts",
-       [](DeviceConfig& c, const std::string& v) { c.max_connections = Count(v, 1, 1000); }},
-      {"--set", [](DeviceConfig& c, const std::string& v) { c.overrides.push_back(ParseSet(v)); }},
+       [](DeviceOrder& c, const std::string& v) { c.max_connections = Count(v, 1, 1000); }},
+      {"--set", [](DeviceOrder& c, const std::string& v) { c.overrides.push_back(ParseSet(v)); }},
       {"--jpeg",
-       [](DeviceConfig& c, const std::string& v) {
+       [](DeviceOrder& c, const std::string& v) {
          if (v.size() != 3 || v[1] != 'x') throw std::invalid_argument("--jpeg takes HxV");
          c.delivery.jpeg_horizontal = Count(v.substr(0, 1), 1, 4);
          c.delivery.jpeg_vertical = Count(v.substr(2), 1, 4);
        }},
       {"--quality",
-       [](DeviceConfig& c, const std::string& v) { c.delivery.jpeg_quality = Count(v, 0, 100); }},
+       [](DeviceOrder& c, const std::string& v) { c.delivery.jpeg_quality = Count(v, 0, 100); }},
       {"--restart",
-       [](DeviceConfig& c, const std::string& v) { c.delivery.jpeg_restart = Count(v, 0, 65535); }},
+       [](DeviceOrder& c, const std::string& v) { c.delivery.jpeg_restart = Count(v, 0, 65535); }},
       {"--block",
-       [](DeviceConfig& c, const std::string& v) {
+       [](DeviceOrder& c, const std::string& v) {
          c.delivery.block_bytes = static_cast<size_t>(Count(v, 64, 1 << 26));
        }},
       {"--record",
-       [](DeviceConfig& c, const std::string& v) {
+       [](DeviceOrder& c, const std::string& v) {
          c.delivery.record_bytes = static_cast<size_t>(Count(v, 1, 32767));
        }},
-      {"--fault", [](DeviceConfig& c, const std::string& v) { c.faults.push_back(ParseFault(v)); }},
-      {"--log", [](DeviceConfig& c, const std::string& v) { c.log_path = v; }},
+      {"--fault", [](DeviceOrder& c, const std::string& v) { c.faults.push_back(ParseFault(v)); }},
+      {"--log", [](DeviceOrder& c, const std::string& v) { c.log_path = v; }},
   };
   return options;
 }
 
 struct Arguments {
-  std::vector<DeviceConfig> devices = {DeviceConfig()};
+  std::vector<DeviceOrder> devices = {DeviceOrder()};
   std::string render;
   std::vector<std::string> command;
   bool help = false;
@@ -154,7 +166,7 @@ Arguments Parse(const std::vector<std::string>& words) {
     }
     if (word == "--device") {
       if (i == 0) continue;  // the first device's options may be marked as such, too
-      arguments.devices.push_back(DeviceConfig());
+      arguments.devices.push_back(DeviceOrder());
       arguments.devices.back().keep_log = false;
       continue;
     }
@@ -237,11 +249,17 @@ int Serve(const Arguments& arguments) {
   if (!arguments.command.empty()) sigaddset(&ends, SIGCHLD);
   sigprocmask(SIG_BLOCK, &ends, nullptr);
   std::vector<std::unique_ptr<SimulatedDevice>> devices;
-  for (const DeviceConfig& config : arguments.devices) {
-    devices.push_back(std::make_unique<SimulatedDevice>(config));
+  std::vector<std::unique_ptr<AttachedDevice>> attached;
+  for (const DeviceOrder& order : arguments.devices) {
+    std::string place = order.address + ":" + std::to_string(order.port);
+    if (!order.usb.empty())
+      attached.push_back(std::make_unique<UsbDevice>(order, place = order.usb));
+    else if (!order.dot4.empty())
+      attached.push_back(std::make_unique<Dot4Device>(order, place = order.dot4));
+    else
+      devices.push_back(std::make_unique<SimulatedDevice>(order));
     if (!arguments.command.empty()) continue;  // standard output is the command's
-    std::printf("listening on %s:%u as %s\n", config.address.c_str(), config.port,
-                config.model.c_str());
+    std::printf("listening on %s as %s\n", place.c_str(), order.model.c_str());
   }
   std::fflush(stdout);
   if (!arguments.command.empty()) return RunCommand(arguments.command, ends);

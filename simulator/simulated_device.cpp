@@ -38,18 +38,6 @@ int64_t Milliseconds() {
   throw std::runtime_error(what + ": " + std::strerror(errno));
 }
 
-// The configuration, refused when no page could be delivered with it.
-DeviceConfig Checked(DeviceConfig config) {
-  const DeliveryOptions& delivery = config.delivery;
-  if (delivery.block_bytes < 64 || delivery.record_bytes < 1 || delivery.record_bytes > 32767)
-    throw std::invalid_argument("blocks take 64 bytes or more, records 1 to 32767");
-  const int blocks = delivery.jpeg_horizontal * delivery.jpeg_vertical;
-  if (std::min(delivery.jpeg_horizontal, delivery.jpeg_vertical) < 1 || blocks > 8 ||
-      std::max(delivery.jpeg_horizontal, delivery.jpeg_vertical) > 4)
-    throw std::invalid_argument("JPEG sampling factors are 1 to 4, their product at most 8");
-  return config;
-}
-
 // A host's connection.
 struct Connection {
   int fd = -1;
@@ -64,7 +52,7 @@ struct Connection {
 class SimulatedDevice::Impl {
  public:
   explicit Impl(DeviceConfig given)
-      : config(Checked(std::move(given))),
+      : config(CheckedConfig(std::move(given))),
         core(config,
              config.keep_log || !config.log_path.empty()
                  ? ScannerCore::LogLine([this](const std::string& text) { Log(text); })
@@ -392,6 +380,17 @@ std::optional<PageSettings> SimulatedDevice::last_page() const {
 
 const DeviceConfig& SimulatedDevice::config() const {
   return impl_->config;
+}
+
+DeviceConfig CheckedConfig(DeviceConfig config) {
+  const DeliveryOptions& delivery = config.delivery;
+  if (delivery.block_bytes < 64 || delivery.record_bytes < 1 || delivery.record_bytes > 32767)
+    throw std::invalid_argument("blocks take 64 bytes or more, records 1 to 32767");
+  const int blocks = delivery.jpeg_horizontal * delivery.jpeg_vertical;
+  if (std::min(delivery.jpeg_horizontal, delivery.jpeg_vertical) < 1 || blocks > 8 ||
+      std::max(delivery.jpeg_horizontal, delivery.jpeg_vertical) > 4)
+    throw std::invalid_argument("JPEG sampling factors are 1 to 4, their product at most 8");
+  return config;
 }
 
 PageSettings DefaultPage(const std::string& model) {

@@ -48,6 +48,9 @@ struct DeviceConfig {
   std::string log_path;  ///< also write it to this file, "-" for standard error
 };
 
+/// The configuration; throws std::invalid_argument when no page could be delivered with it.
+DeviceConfig CheckedConfig(DeviceConfig config);
+
 /// Counted since the device started; a connection counts once it is greeted.
 struct Stats {
   int64_t connections = 0;

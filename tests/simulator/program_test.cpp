@@ -53,6 +53,24 @@ TEST(ProgramTest, HelpNamesEveryFaultAndModel) {
     EXPECT_NE(std::string::npos, ended.said.find(word));
 }
 
+TEST(ProgramTest, MakesTheFilesOfAttachedDevicesAndTakesThemAway) {
+  const std::string path =
+      (std::filesystem::temp_directory_path() / ("scantk-sim-" + std::to_string(getpid())))
+          .string();
+  const struct {
+    const char* option;
+    const char* test;
+  } cases[] = {{"--usb ", "test -c "}, {"--dot4 ", "test -S "}};
+  for (const auto& one : cases) {
+    EXPECT_EQ(0, Simulate(one.option + path + " run -- " + one.test + path).code) << one.option;
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(path))) << one.option;
+    std::ofstream(path) << "somebody's file";
+    EXPECT_EQ(1, Simulate(one.option + path + " run -- true").code) << one.option;
+    EXPECT_TRUE(std::filesystem::is_regular_file(path)) << one.option;
+    std::filesystem::remove(path);
+  }
+}
+
 TEST(ProgramTest, RunsACommandUnderItsDevices) {
   const std::string devices = "--device --address 127.0.67.4 --device --address 127.0.67.5 ";
   EXPECT_EQ(7, Simulate(devices + "run -- sh -c 'exit 7'").code);
