@@ -144,10 +144,11 @@ NamedSemaphore NamedSemaphore::CreateOrOpen(const std::string& name, const char*
   NamedSemaphore semaphore;
   std::string_view plain = name;
   // What is not global is seen by the user's own processes.
-  std::string scope = "u" + std::to_string(getuid()) + "-";
-  if (StripPrefix(&plain, "Global\\")) {
-    scope = "g-";
-  } else {
+  std::string scope = "g-";
+  if (!StripPrefix(&plain, "Global\\")) {
+    scope = std::to_string(getuid());
+    scope.insert(scope.begin(), 'u');
+    scope.push_back('-');
     StripPrefix(&plain, "Local\\");
   }
   if (const uint32_t wrong = CheckName(name, plain)) {
