@@ -155,10 +155,11 @@ double BareRate(const std::string& address) {
       recv(fd, greeting, 2, MSG_WAITALL) != 2)
     Die("no connection to the simulated device");
   char commands[256];
-  const int length = std::snprintf(commands, sizeof commands,
-                                   "\x1B*f1H\x1B*a5T\x1B*a24G\x1B*a%dR\x1B*a%dS\x1B*f0X\x1B*f0Y\x1B*f%"
-                                   "uP\x1B*f%uQ\x1B*m2S\x1B*a0C\x1B*f0S",
-                                   kDpi, kDpi, kA4Width, kA4Length);
+  const int length =
+      std::snprintf(commands, sizeof commands,
+                    "\x1B*f1H\x1B*a5T\x1B*a24G\x1B*a%dR\x1B*a%dS\x1B*f0X\x1B*f0Y\x1B*f%"
+                    "uP\x1B*f%uQ\x1B*m2S\x1B*a0C\x1B*f0S",
+                    kDpi, kDpi, kA4Width, kA4Length);
   std::vector<uint8_t> buffer(62000);
   const auto start = Clock::now();
   if (send(fd, commands, static_cast<size_t>(length), 0) != length) Die("no sending");
