@@ -13,7 +13,9 @@
 //
 // Threads: any method may be called on any thread. The lock of LockScanner is what keeps callers of
 // one device apart; without it two threads must not call device methods of one session at once.
-// Time: a device method ends within the time-outs of its exchanges (30 s for each answer).
+// Time: every wait for a byte of the device is bounded (30 s), but an answer is waited for six
+// times: a device that has gone silent holds a method for up to three minutes for each answer it
+// needs.
 #ifndef SCANTK_SERVER_CONTRACT_INTERFACES_H_
 #define SCANTK_SERVER_CONTRACT_INTERFACES_H_
 
