@@ -71,7 +71,9 @@ class DeviceFile {
   uintptr_t Number() const;
 
   // Without a usable handle these fail with kInvalidHandle. A read delivers what the device sent in
-  // one transfer, a write moves all of `data`.
+  // one transfer, at most `size` bytes; where the system does not tell the end of a transfer, it is
+  // over when nothing has followed for two seconds. A wait for a read that times out when a part of
+  // the transfer is there delivers that part. A write moves all of `data`.
   bool Read(void* data, uint32_t size, uint32_t* count, Overlapped* record);
   bool Write(const void* data, uint32_t size, uint32_t* count, Overlapped* record);
   // Without a record the call returns when the request has finished.

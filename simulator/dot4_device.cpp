@@ -18,6 +18,7 @@ constexpr size_t kReadBytes = 65536;
 constexpr size_t kLargestInput = 1 << 20;
 constexpr size_t kUnsent = 1 << 20;  // answers that may wait; more requests are not read meanwhile
 constexpr size_t kPacketToHost = 32000;
+constexpr size_t kLargestRead = 64 << 20;
 constexpr size_t kPacketToDevice = 250;
 constexpr size_t kSockets = 32;
 constexpr size_t kLayoutFaults = 100;
@@ -51,6 +52,7 @@ struct Dot4Device::File {
   std::vector<uint8_t> received;
   std::vector<uint8_t> unsent;
   std::optional<int64_t> read_ends;  // when the read that is first in line gives up
+  std::vector<uint8_t> read_so_far;  // of it
 
   void AddAnswer(uint32_t error, uint32_t moved, const std::vector<uint8_t>& reply) {
     PutNumber(&unsent, error);
@@ -292,23 +294,32 @@ uint32_t Dot4Device::Perform(File& file, const Dot4Request& request) {
   return 0;
 }
 
-// A read brings one packet at most, and waits for it as long as its host said.
+// A read is filled from as many packets as it takes. It ends early when the device has no more to
+// say, and when its host's time is up.
 bool Dot4Device::AnswerRead(File& file, const Dot4Request& request) {
   if (!channel_ || channel_->handle != Dot4Channel(request) || channel_->file != &file) {
     file.AddAnswer(kInvalidHandle, 0, {});
     return true;
   }
-  const std::vector<uint8_t> bytes =
-      Take(*channel_->line, std::min<size_t>(request.Number(4), kPacketToHost));
-  if (bytes.empty() && Breaks(*channel_->line)) {
+  Line& line = *channel_->line;
+  const size_t wanted = std::min<size_t>(request.reply_limit, kLargestRead);
+  std::vector<uint8_t>& bytes = file.read_so_far;
+  if (!file.read_ends) file.read_ends = Milliseconds() + request.Number(12);
+  while (bytes.size() < wanted) {
+    const std::vector<uint8_t> packet = Take(line, std::min(wanted - bytes.size(), kPacketToHost));
+    if (packet.empty()) break;
+    bytes.insert(bytes.end(), packet.begin(), packet.end());
+  }
+  if (bytes.empty() && Breaks(line)) {
     Log("the line breaks");
     CloseFile(file);
     return false;
   }
-  if (!file.read_ends) file.read_ends = Milliseconds() + request.Number(12);
-  if (bytes.empty() && request.Number(4) > 0 && Milliseconds() < *file.read_ends) return false;
-  file.read_ends.reset();
+  const bool more = bytes.empty() || (Delay(line) >= 0 && !Breaks(line));
+  if (bytes.size() < wanted && more && Milliseconds() < *file.read_ends) return false;
   file.AddAnswer(0, static_cast<uint32_t>(bytes.size()), bytes);
+  file.read_ends.reset();
+  bytes.clear();
   return true;
 }
 

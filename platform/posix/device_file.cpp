@@ -24,7 +24,14 @@
 namespace scantk {
 namespace {
 
+using TimePoint = std::chrono::steady_clock::time_point;
+
 constexpr uintptr_t kInvalidNumber = ~uintptr_t{0};
+
+// The kernel cuts a device's transfer into pieces (4095 bytes of a terminal, 8192 of a
+// printer-class node) and does not tell which one is the last: the transfer is over when nothing
+// follows for so long.
+constexpr auto kQuiet = std::chrono::milliseconds(2000);
 
 // What errno means for an open device: it is gone, which is not the same as never found.
 uint32_t TransferError(int errno_value) {
@@ -61,7 +68,7 @@ bool HungUp(int file) {
 }
 
 // Milliseconds left until `end`, for poll: rounded up, -1 without an end.
-int TimeLeft(const std::optional<std::chrono::steady_clock::time_point>& end) {
+int TimeLeft(const std::optional<TimePoint>& end) {
   if (!end) return -1;
   const auto left =
       std::chrono::ceil<std::chrono::milliseconds>(*end - std::chrono::steady_clock::now());
@@ -79,6 +86,13 @@ struct Overlapped::State {
   uint32_t size = 0;
   uint32_t moved = 0;
   uint32_t error = 0;
+  TimePoint last_piece;  // of a read that has moved something
+
+  bool HasPieces() const { return under_way == Kind::kRead && moved > 0; }
+  void Finish() {
+    under_way = Kind::kNone;
+    signalled = true;
+  }
 };
 
 Overlapped::Overlapped() : state(std::make_unique<State>()) {}
@@ -126,9 +140,7 @@ void DeviceFile::State::Advance(Overlapped::State* record) {
   } else if (record->under_way != Kind::kNone) {
     done = AdvanceTransfer(record);
   }
-  if (!done) return;
-  record->under_way = Kind::kNone;
-  record->signalled = true;
+  if (done) record->Finish();
 }
 
 bool DeviceFile::State::AdvanceTransfer(Overlapped::State* record) {
@@ -142,8 +154,11 @@ bool DeviceFile::State::AdvanceTransfer(Overlapped::State* record) {
     const size_t left = record->size - record->moved;
     const ssize_t moved = Uninterrupted(
         [&] { return reading ? read(file.Get(), next, left) : write(file.Get(), next, left); });
+    const bool would_block = moved < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+    if (would_block) return false;
+    // What came before the device went is still the caller's; the next read says that it went.
+    if (moved <= 0 && record->HasPieces()) return true;
     if (moved < 0) {
-      if (errno == EAGAIN || errno == EWOULDBLOCK) return false;
       record->error = TransferError(errno);
       return true;
     }
@@ -152,9 +167,10 @@ bool DeviceFile::State::AdvanceTransfer(Overlapped::State* record) {
       record->error = error::kDeviceNotConnected;
       return true;
     }
-    if (moved == 0 && !reading) return left == 0;
+    if (moved == 0) return reading || left == 0;
     record->moved += static_cast<uint32_t>(moved);
-  } while (!reading && record->moved < record->size);
+    if (reading) record->last_piece = std::chrono::steady_clock::now();
+  } while (record->moved < record->size);
   return true;
 }
 
@@ -254,14 +270,19 @@ bool DeviceFile::Flush() {
 
 WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
   Overlapped::State* state = record->state.get();
-  std::optional<std::chrono::steady_clock::time_point> end;
+  std::optional<TimePoint> end;
   if (milliseconds != kWaitForever)
     end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   while (!state->signalled && state->under_way != State::Kind::kNone && IsUsable()) {
+    std::optional<TimePoint> until = end;
+    if (state->HasPieces())
+      until = std::min(end.value_or(TimePoint::max()), state->last_piece + kQuiet);
     pollfd waiting = {state_->file.Get(), state_->WantedEvents(*state), 0};
-    const int count = poll(&waiting, 1, TimeLeft(end));
-    if (count == 0) return WaitResult::kTimeout;
-    if (count > 0) {
+    const int count = poll(&waiting, 1, TimeLeft(until));
+    if (count == 0 && !state->HasPieces()) return WaitResult::kTimeout;
+    if (count == 0) {
+      state->Finish();
+    } else if (count > 0) {
       state_->Advance(state);
     } else if (errno != EINTR) {
       SetLastError(FileError(errno));

@@ -68,10 +68,15 @@ Sandbox::~Sandbox() {
   UninitializeComponents();
 }
 
-std::string Sandbox::AddNetworkDevice(const std::string& address, int port_number) {
+std::string Sandbox::NextInstance() const {
   char key[8];
   std::snprintf(key, sizeof key, "%04d", static_cast<int>(devices_.size()));
-  const std::string name = "test scanner " + std::string(key) + " " + std::to_string(ProcessId());
+  return key;
+}
+
+std::string Sandbox::AddNetworkDevice(const std::string& address, int port_number) {
+  const std::string key = NextInstance();
+  const std::string name = "test scanner " + key + " " + std::to_string(ProcessId());
   const std::string instance = std::string(kClassKey) + "\\" + key;
   RegistryKey description = MachineKey(instance);
   SetText(description, "DriverDesc", "A scanner of the tests");
@@ -82,6 +87,17 @@ std::string Sandbox::AddNetworkDevice(const std::string& address, int port_numbe
   SetText(data, "PortNumber", std::to_string(port_number));
   devices_[name] = instance + "\\DeviceData";
   return name;
+}
+
+std::string Sandbox::AddAttachedDevice(const std::string& path, uint32_t io_type) {
+  const std::string instance = std::string(kClassKey) + "\\" + NextInstance();
+  RegistryKey description = MachineKey(instance);
+  SetText(description, "DriverDesc", "A scanner of the tests");
+  SetText(description, "CreateFileName", path);
+  RegistryKey data = MachineKey(instance + "\\DeviceData");
+  data.SetDword("VelkanIOType", io_type);
+  devices_[path] = instance + "\\DeviceData";
+  return path;
 }
 
 void Sandbox::SetDeviceValue(const std::string& device, const std::string& name, uint32_t value) {

@@ -23,6 +23,8 @@ class Sandbox {
 
   // An installed network device, found under the name that is returned.
   std::string AddNetworkDevice(const std::string& address, int port_number = 1);
+  // An installed device behind the file `path`, T_IO_USB or T_IO_DOT4, found under its path.
+  std::string AddAttachedDevice(const std::string& path, uint32_t io_type);
   // Values of its "DeviceData" key; `device` is the name that it was added under.
   void SetDeviceValue(const std::string& device, const std::string& name, uint32_t value);
   void SetDeviceText(const std::string& device, const std::string& name, const std::string& text);
@@ -39,6 +41,8 @@ class Sandbox {
   bool Traced(const std::string& text) const { return Trace().find(text) != std::string::npos; }
 
  private:
+  std::string NextInstance() const;  // its number, four digits
+
   std::string folder_;
   std::unique_ptr<OwnRegistry> registry_;
   std::map<std::string, std::string> devices_;  // their DeviceData keys
