@@ -5,9 +5,6 @@
 //
 // --other: a second build of the library, whose speed is compared with this one's (the build with
 // the trace calls compiled out).
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,10 +14,14 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/bare_line.h"
+#include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
+#include "simulator/usb_device.h"
 #include "tests/contract/toolkit.h"
 
 namespace {
@@ -51,31 +52,41 @@ double Median(std::vector<double> values) {
   return values[values.size() / 2];
 }
 
+// Where a device is found, and how.
+struct Place {
+  uint32_t io_type;
+  const char* medium;
+  std::string where;  // an address, or a file
+};
+
+sim::DeviceConfig BenchDevice(const Place& place) {
+  sim::DeviceConfig config;
+  if (place.io_type == T_IO_NETWORK) config.address = place.where;
+  config.paper = "pattern";
+  config.keep_log = false;
+  // As long a bed as the longest page of the memory test.
+  config.overrides = {{10482, {}, {}, int64_t{kA4Length} * 10, {}, false},
+                      {11482, {}, {}, int64_t{kA4Length} * 10, {}, false}};
+  return config;
+}
+
 // A device in a process of its own, so that its memory and its processor time are not ours.
 class DeviceProcess {
  public:
-  explicit DeviceProcess(const std::string& address) {
+  explicit DeviceProcess(const Place& place) {
     int ready[2];
     if (pipe(ready) || pipe(end_)) Die("no pipe");
     child_ = fork();
     if (child_ == 0) {
-      sim::DeviceConfig config;
-      config.address = address;
-      config.paper = "pattern";
-      config.keep_log = false;
-      // As long a bed as the longest page of the memory test.
-      config.overrides = {{10482, {}, {}, int64_t{kA4Length} * 10, {}, false},
-                          {11482, {}, {}, int64_t{kA4Length} * 10, {}, false}};
       close(end_[1]);
-      sim::SimulatedDevice device(config);
-      char word = 1;
-      if (write(ready[1], &word, 1) != 1) _exit(1);
-      [[maybe_unused]] ssize_t ended = read(end_[0], &word, 1);
+      Serve(place, ready[1]);
       _exit(0);
     }
     close(end_[0]);
+    close(ready[1]);
     char word;
     if (read(ready[0], &word, 1) != 1) Die("the simulated device did not start");
+    close(ready[0]);
   }
   ~DeviceProcess() {
     close(end_[1]);
@@ -83,6 +94,20 @@ class DeviceProcess {
   }
 
  private:
+  void Serve(const Place& place, int ready) const {
+    std::unique_ptr<sim::SimulatedDevice> network;
+    std::unique_ptr<sim::AttachedDevice> attached;
+    if (place.io_type == T_IO_NETWORK)
+      network = std::make_unique<sim::SimulatedDevice>(BenchDevice(place));
+    else if (place.io_type == T_IO_USB)
+      attached = std::make_unique<sim::UsbDevice>(BenchDevice(place), place.where);
+    else
+      attached = std::make_unique<sim::Dot4Device>(BenchDevice(place), place.where);
+    char word = 1;
+    if (write(ready, &word, 1) != 1) return;
+    [[maybe_unused]] const ssize_t ended = read(end_[0], &word, 1);
+  }
+
   pid_t child_;
   int end_[2];
 };
@@ -100,9 +125,10 @@ SCANNER_PARAMETERS ColourPage(uint32_t length) {
 // One session, opened and locked, uncompressed.
 class Host {
  public:
-  Host(const std::string& library, const std::string& device) : toolkit_(library) {
+  Host(const std::string& library, const std::string& device, uint32_t io_type)
+      : toolkit_(library) {
     Expect("OpenScannerSession", Call(toolkit_.scanner, &IScanner::OpenScannerSession,
-                                      Wide(device).c_str(), T_IO_NETWORK, &session_));
+                                      Wide(device).c_str(), io_type, &session_));
     Expect("LockScanner",
            Call(toolkit_.scanner, &IScanner::LockScanner, session_, T_LOCK_PROCESS, 10000u));
     Call(toolkit_.compression, &ICompression::SetCompressionType, session_, T_COMPRESSION_NONE);
@@ -144,16 +170,8 @@ class Host {
 };
 
 // The yardstick: the same page asked for by hand and received by a loop that does nothing else.
-double BareRate(const std::string& address) {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in to = {};
-  to.sin_family = AF_INET;
-  to.sin_port = htons(9290);
-  inet_pton(AF_INET, address.c_str(), &to.sin_addr);
-  char greeting[2];
-  if (connect(fd, reinterpret_cast<sockaddr*>(&to), sizeof to) ||
-      recv(fd, greeting, 2, MSG_WAITALL) != 2)
-    Die("no connection to the simulated device");
+double BareRate(const Place& place) {
+  const std::unique_ptr<bench::BareLine> line = bench::OpenBareLine(place.io_type, place.where);
   char commands[256];
   const int length =
       std::snprintf(commands, sizeof commands,
@@ -162,17 +180,16 @@ double BareRate(const std::string& address) {
                     kDpi, kDpi, kA4Width, kA4Length);
   std::vector<uint8_t> buffer(62000);
   const auto start = Clock::now();
-  if (send(fd, commands, static_cast<size_t>(length), 0) != length) Die("no sending");
+  line->Send(std::string(commands, static_cast<size_t>(length)));
   // The page ends with a block whose flags say so; blocks are told by their headers alone.
   uint64_t total = 0, until_header = 0;
   uint8_t header[8] = {};
   size_t header_bytes = 0;
   bool last = false;
   while (!(last && until_header == 0)) {
-    const ssize_t got = recv(fd, buffer.data(), buffer.size(), 0);
-    if (got <= 0) Die("the bare page is cut");
-    total += static_cast<uint64_t>(got);
-    for (size_t at = 0; at < static_cast<size_t>(got);) {
+    const size_t got = line->Receive(buffer.data(), buffer.size());
+    total += got;
+    for (size_t at = 0; at < got;) {
       if (until_header == 0) {
         header[header_bytes++] = buffer[at++];
         if (header_bytes < sizeof header) continue;
@@ -183,15 +200,13 @@ double BareRate(const std::string& address) {
         last = (header[7] & 0x1A) != 0;
         if (until_header == 0) break;
       } else {
-        const size_t skipped = std::min<uint64_t>(until_header, static_cast<size_t>(got) - at);
+        const size_t skipped = std::min<uint64_t>(until_header, got - at);
         until_header -= skipped;
         at += skipped;
       }
     }
   }
-  const double seconds = Seconds(start);
-  close(fd);
-  return static_cast<double>(total) / seconds;
+  return static_cast<double>(total) / Seconds(start);
 }
 
 long PeakKilobytes() {
@@ -205,16 +220,16 @@ void ForgetPeak() {
   std::ofstream("/proc/self/clear_refs") << "5";
 }
 
-void MeasureThroughput(const std::string& address, const std::string& device, int rounds,
+void MeasureThroughput(const Place& place, const std::string& device, int rounds,
                        const std::string& other) {
   std::vector<double> bare, toolkit, without;
   for (int round = 0; round < rounds; ++round) {
-    bare.push_back(BareRate(address));
-    toolkit.push_back(Host(LibraryPath(), device).Rate(kA4Length));
-    if (!other.empty()) without.push_back(Host(other, device).Rate(kA4Length));
+    bare.push_back(BareRate(place));
+    toolkit.push_back(Host(LibraryPath(), device, place.io_type).Rate(kA4Length));
+    if (!other.empty()) without.push_back(Host(other, device, place.io_type).Rate(kA4Length));
   }
-  std::printf("600 dpi A4 colour, uncompressed, loopback (medians of %d):\n", rounds);
-  std::printf("  bare receive loop    %8.1f MB/s\n", Median(bare) / 1e6);
+  std::printf("600 dpi A4 colour, uncompressed, %s (medians of %d):\n", place.medium, rounds);
+  std::printf("  bare loop            %8.1f MB/s\n", Median(bare) / 1e6);
   std::printf("  ReadScanEx           %8.1f MB/s   ratio %.2f\n", Median(toolkit) / 1e6,
               Median(toolkit) / Median(bare));
   if (!other.empty())
@@ -225,7 +240,7 @@ void MeasureThroughput(const std::string& address, const std::string& device, in
 void MeasureMemory(const std::string& device) {
   ForgetPeak();
   const long idle = PeakKilobytes();
-  Host host(LibraryPath(), device);
+  Host host(LibraryPath(), device, T_IO_NETWORK);
   long peaks[2];
   for (int i = 0; i < 2; ++i) {
     ForgetPeak();
@@ -306,11 +321,24 @@ int main(int argc, char** argv) {
     else
       Die(std::string("unknown option ") + argv[i]);
   }
-  const std::string address = "127.251.0.1";
-  DeviceProcess process(address);
-  Sandbox sandbox;
-  const std::string device = sandbox.AddNetworkDevice(address);
-  MeasureMemory(device);
-  MeasureThroughput(address, device, rounds, other);
-  CountRoundTrips(sandbox);
+  try {
+    const Sandbox folder;
+    const Place places[] = {
+        {T_IO_NETWORK, "network on loopback", "127.251.0.1"},
+        {T_IO_USB, "USB on a pseudo-terminal", folder.Folder() + "/usb"},
+        {T_IO_DOT4, "DOT4 on a stack of the simulator", folder.Folder() + "/dot4"}};
+    for (const Place& place : places) {
+      const DeviceProcess process(place);
+      Sandbox sandbox;
+      const bool network = place.io_type == T_IO_NETWORK;
+      const std::string device = network ? sandbox.AddNetworkDevice(place.where)
+                                         : sandbox.AddAttachedDevice(place.where, place.io_type);
+      if (network) MeasureMemory(device);
+      MeasureThroughput(place, device, rounds, other);
+    }
+    Sandbox sandbox;
+    CountRoundTrips(sandbox);
+  } catch (const std::exception& problem) {
+    Die(problem.what());
+  }
 }
