@@ -2,14 +2,28 @@
 
 #include <algorithm>
 
+#include "simulator/variables.h"
+
 namespace scantk::sim {
 namespace {
 
 constexpr uint8_t kEscape = 0x1B;
 constexpr int64_t kLargestValue = int64_t{1} << 40;  // more digits say nothing that a device knows
-constexpr size_t kMaxData = 1 << 20;
+constexpr int64_t kMaxData = 1 << 20;
 
 }  // namespace
+
+std::string AnswerStart(const Command& inquiry) {
+  const char kind = inquiry.letter;
+  const char letter = kind == 'R' ? 'p' : kind == 'L' ? 'k' : kind == 'H' ? 'g' : 'd';
+  return "\x1B*s" + std::to_string(inquiry.value) + letter;
+}
+
+size_t TableBytes(const Command& command) {
+  const CommandName* known = FindCommand(command.group, command.letter);
+  if (!known || known->number != number::kDownloadLength) return 0;
+  return static_cast<size_t>(std::clamp<int64_t>(command.value, 0, kMaxData));
+}
 
 size_t CommandParser::Take(const uint8_t* bytes, size_t size, Command* command, bool* complete) {
   *complete = false;
@@ -17,7 +31,7 @@ size_t CommandParser::Take(const uint8_t* bytes, size_t size, Command* command, 
   while (at < size && !*complete) {
     if (data_left_ > 0) {
       const size_t count = std::min(data_left_, size - at);
-      if (data_.size() + count <= kMaxData)
+      if (data_.size() + count <= size_t{kMaxData})
         data_.insert(data_.end(), bytes + at, bytes + at + count);
       data_left_ -= count;
       at += count;

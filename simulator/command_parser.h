@@ -18,6 +18,12 @@ struct Command {
   bool IsInquiry() const { return group == 's'; }
 };
 
+/// What the answer to an inquiry begins with.
+std::string AnswerStart(const Command& inquiry);
+
+/// The bytes of a table that follow the command, 0 when it announces none.
+size_t TableBytes(const Command& command);
+
 class CommandParser {
  public:
   /// Takes `size` bytes; the commands that they complete are appended to `commands`. Stops behind

@@ -1,4 +1,4 @@
-// scantk-sim: simulated devices on the network.
+// scantk-sim: simulated devices, and recorded ones, on the network.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,7 +14,9 @@
 #include <vector>
 
 #include "simulator/dot4_device.h"
+#include "simulator/replay_device.h"
 #include "simulator/simulated_device.h"
+#include "simulator/tap.h"
 #include "simulator/usb_device.h"
 #include "simulator/variables.h"
 
@@ -50,6 +52,11 @@ std::string Help() {
   --fault F         name[@moment][=value][*times]; moments: connection:N, command:N, answer:N,
                     variable:N, page:N, block:N
   --log FILE        the conversation, - for standard error
+  --record FILE     every byte of the conversation with its time, as --replay reads it
+  --replay FILE     no simulated device: the one that was recorded, as long as its hosts ask what
+                    was asked then
+  --pauses PERCENT  of the recorded pauses, for --replay (100); 0 plays without pauses
+  --tap HOST[:PORT] no device: what passes between hosts and that device goes to --record FILE
   --device          the options that follow are another device's
   --render FILE     writes the raw bytes of the page that a host would get, and ends
 
@@ -90,10 +97,13 @@ VariableOverride ParseSet(const std::string& text) {
   return change;
 }
 
-// A device, and the file that it is attached to when it is not on the network.
+// A device, and what it is when it is not a simulated one on the network.
 struct DeviceOrder : DeviceConfig {
   std::string usb;
   std::string dot4;
+  std::string replay;
+  int pauses = 100;
+  std::string tap;
 };
 
 struct Option {
@@ -144,6 +154,10 @@ const std::vector<Option>& Options() {
        }},
       {"--fault", [](DeviceOrder& c, const std::string& v) { c.faults.push_back(ParseFault(v)); }},
       {"--log", [](DeviceOrder& c, const std::string& v) { c.log_path = v; }},
+      {"--record", [](DeviceOrder& c, const std::string& v) { c.record_path = v; }},
+      {"--replay", [](DeviceOrder& c, const std::string& v) { c.replay = v; }},
+      {"--pauses", [](DeviceOrder& c, const std::string& v) { c.pauses = Count(v, 0, 1000); }},
+      {"--tap", [](DeviceOrder& c, const std::string& v) { c.tap = v; }},
   };
   return options;
 }
@@ -241,6 +255,65 @@ int RunCommand(const std::vector<std::string>& command, const sigset_t& ends) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// A device that serves, of whatever kind, until it is destroyed.
+class Served {
+ public:
+  explicit Served(const DeviceOrder& order)
+      : place_(order.address + ":" + std::to_string(order.port)), what_(order.model) {
+    const bool attached = !order.usb.empty() || !order.dot4.empty();
+    if (!order.usb.empty() + !order.dot4.empty() + !order.replay.empty() + !order.tap.empty() > 1)
+      throw std::invalid_argument("one of --usb, --dot4, --replay and --tap at a device");
+    if (attached && !order.record_path.empty())
+      throw std::invalid_argument("--record is for devices on the network");
+    if (!order.usb.empty())
+      attached_ = std::make_unique<UsbDevice>(order, place_ = order.usb);
+    else if (!order.dot4.empty())
+      attached_ = std::make_unique<Dot4Device>(order, place_ = order.dot4);
+    else if (!order.replay.empty())
+      StartReplay(order);
+    else if (!order.tap.empty())
+      StartTap(order);
+    else
+      simulated_ = std::make_unique<SimulatedDevice>(order);
+  }
+
+  std::string Text() const { return "listening on " + place_ + " as " + what_; }
+
+ private:
+  void StartReplay(const DeviceOrder& order) {
+    what_ = order.replay;
+    ReplayConfig config;
+    config.address = order.address;
+    config.port = order.port;
+    config.pauses = order.pauses;
+    config.keep_log = false;
+    config.log_path = order.log_path;
+    config.record_path = order.record_path;
+    replay_ = std::make_unique<ReplayDevice>(ReadRecording(order.replay), config);
+  }
+
+  void StartTap(const DeviceOrder& order) {
+    if (order.record_path.empty()) throw std::invalid_argument("--tap needs --record FILE");
+    what_ = "tap of " + order.tap;
+    TapConfig config;
+    config.address = order.address;
+    config.port = order.port;
+    config.record_path = order.record_path;
+    const size_t colon = std::min(order.tap.find(':'), order.tap.size());
+    config.device = order.tap.substr(0, colon);
+    if (colon < order.tap.size())
+      config.device_port = static_cast<uint16_t>(Count(order.tap.substr(colon + 1), 1, 65535));
+    tap_ = std::make_unique<Tap>(config);
+  }
+
+  std::string place_;
+  std::string what_;
+  std::unique_ptr<SimulatedDevice> simulated_;
+  std::unique_ptr<AttachedDevice> attached_;
+  std::unique_ptr<ReplayDevice> replay_;
+  std::unique_ptr<Tap> tap_;
+};
+
 int Serve(const Arguments& arguments) {
   // Blocked before any thread starts, so that the wait below is what gets them.
   sigset_t ends;
@@ -248,18 +321,11 @@ int Serve(const Arguments& arguments) {
   for (int signal : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&ends, signal);
   if (!arguments.command.empty()) sigaddset(&ends, SIGCHLD);
   sigprocmask(SIG_BLOCK, &ends, nullptr);
-  std::vector<std::unique_ptr<SimulatedDevice>> devices;
-  std::vector<std::unique_ptr<AttachedDevice>> attached;
+  std::vector<std::unique_ptr<Served>> devices;
   for (const DeviceOrder& order : arguments.devices) {
-    std::string place = order.address + ":" + std::to_string(order.port);
-    if (!order.usb.empty())
-      attached.push_back(std::make_unique<UsbDevice>(order, place = order.usb));
-    else if (!order.dot4.empty())
-      attached.push_back(std::make_unique<Dot4Device>(order, place = order.dot4));
-    else
-      devices.push_back(std::make_unique<SimulatedDevice>(order));
+    devices.push_back(std::make_unique<Served>(order));
     if (!arguments.command.empty()) continue;  // standard output is the command's
-    std::printf("listening on %s as %s\n", place.c_str(), order.model.c_str());
+    std::printf("%s\n", devices.back()->Text().c_str());
   }
   std::fflush(stdout);
   if (!arguments.command.empty()) return RunCommand(arguments.command, ends);

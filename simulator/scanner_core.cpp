@@ -18,19 +18,6 @@ constexpr int kErrorLocked = 1025;
 constexpr int64_t kLongestAnswer = 64 << 20;
 constexpr int kWhole = 1 << 30;  // rows: more than any page has
 
-char AnswerLetter(char kind) {
-  switch (kind) {
-    case 'R':
-      return 'p';
-    case 'L':
-      return 'k';
-    case 'H':
-      return 'g';
-    default:
-      return 'd';
-  }
-}
-
 // The depth that the device scans with when `asked` was set: one that the data type has.
 int Depth(DataType type, int asked) {
   if (type == DataType::kThreshold || type == DataType::kDither) return 1;
@@ -38,10 +25,6 @@ int Depth(DataType type, int asked) {
   for (int bits : {10, 12, 16})
     if (asked == bits * components) return asked;
   return 8 * components;
-}
-
-std::string Echo(int number, char kind) {
-  return "\x1B*s" + std::to_string(number) + AnswerLetter(kind);
 }
 
 }  // namespace
@@ -184,8 +167,7 @@ void ScannerCore::OnCommand(Conversation& host, const Command& command) {
     feeder_status_ = 0;
   } else if (known->number != 0) {
     variables.Set(known->number, command.value);
-    if (known->number == kDownloadLength && command.value > 0)
-      host.parser.ExpectData(static_cast<size_t>(std::min<int64_t>(command.value, 1 << 20)));
+    if (const size_t table = TableBytes(command)) host.parser.ExpectData(table);
   }
 }
 
@@ -229,7 +211,9 @@ void ScannerCore::OnInquiry(Conversation& host, const Command& command) {
   }
   if (auto bytes = strike(FaultKind::kEndlessString))
     text = std::string(static_cast<size_t>(std::clamp<int64_t>(*bytes, 0, kLongestAnswer)), 'a');
-  const std::string echo = Echo(strike(FaultKind::kWrongEcho) ? number + 1 : number, kind);
+  Command echoed = command;
+  if (strike(FaultKind::kWrongEcho)) ++echoed.value;
+  const std::string echo = AnswerStart(echoed);
   std::string shown;
   if (text) {
     const auto length = strike(FaultKind::kStringLength);

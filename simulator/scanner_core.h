@@ -10,52 +10,25 @@
 #include <string>
 #include <vector>
 
-#include "simulator/command_parser.h"
-#include "simulator/page_job.h"
-#include "simulator/simulated_device.h"
+#include "simulator/responder.h"
 #include "simulator/variables.h"
 
 namespace scantk::sim {
 
-/// One host's conversation with the device.
-class Conversation {
- public:
-  int64_t id = 0;
-  CommandParser parser;
-  std::deque<std::vector<uint8_t>> out;  ///< bytes for the host, oldest first
-  size_t out_bytes = 0;
-  /// More waits for the host to read than a device keeps; it is not listened to meanwhile.
-  bool Flooded() const { return out_bytes > (4 << 20); }
-  size_t sent_of_first = 0;
-  std::unique_ptr<PageJob> page;
-  FaultMoment now;
-  bool drop_when_sent = false;  ///< close once everything in `out` is sent
-  bool reset_when_sent = false;
-  int64_t stalled_until = 0;  ///< milliseconds of the device's clock
-  int64_t bytes_per_ms = 0;   ///< 0: as fast as it goes
-  bool deaf = false;
-
-  void Send(std::vector<uint8_t> bytes);
-  void SendText(const std::string& text);
-};
-
 /// One thread at a time.
-class ScannerCore {
+class ScannerCore : public Responder {
  public:
   using LogLine = std::function<void(const std::string&)>;
 
   ScannerCore(const DeviceConfig& config, LogLine log, std::function<int64_t()> milliseconds);
 
-  /// What the device says to a new connection, and whether it then stays.
-  bool Greet(Conversation& host, bool busy);
-  /// Returns the bytes taken: fewer than `size` when the answers so far wait for the host to read.
-  size_t Receive(Conversation& host, const uint8_t* bytes, size_t size);
+  bool Greet(Conversation& host, bool busy) override;
+  size_t Receive(Conversation& host, const uint8_t* bytes, size_t size) override;
   /// Puts the next block of a page that is under way into `out` when that is empty.
-  void Produce(Conversation& host);
-  /// The connection is gone: its lock is free and its page is over.
-  void Leave(Conversation& host);
+  void Produce(Conversation& host) override;
+  /// Its lock is free and its page is over.
+  void Leave(Conversation& host) override;
 
-  Stats stats;
   FaultList faults;
   Variables variables;
   std::deque<int> errors;

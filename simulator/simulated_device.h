@@ -44,8 +44,9 @@ struct DeviceConfig {
   std::vector<VariableOverride> overrides;
   std::vector<Fault> faults;
   DeliveryOptions delivery;
-  bool keep_log = true;  ///< keep the conversation for log()
-  std::string log_path;  ///< also write it to this file, "-" for standard error
+  bool keep_log = true;     ///< keep the conversation for log()
+  std::string log_path;     ///< also write it to this file, "-" for standard error
+  std::string record_path;  ///< record every byte of it to this file, on the network only
 };
 
 /// The configuration; throws std::invalid_argument when no page could be delivered with it.
