@@ -38,7 +38,9 @@ constexpr CodeAdvice kCodeAdvice[] = {
     {TERR_INVALID_PARAMETER,
      "The device cannot scan with these settings. Look at `scanhost info` for what it offers."},
     {TERR_SCANNER_NOT_FOUND,
-     "The device could not be set up. Check its entry with `scanhost devices`."},
+     "The device could not be set up. Check its entry with `scanhost devices`; on USB and DOT4, "
+     "that "
+     "its device file is there and may be opened."},
     {TERR_SCANNER_NOT_LOCKED, "The device is not locked by this program. Please report it."},
     {TERR_SCANNER_LOCK_FAILED,
      "Another program on this computer is using the device. Wait until it has finished, or give "

@@ -37,7 +37,8 @@ struct Overlapped {
   std::unique_ptr<State> state;
 };
 
-// A device-control request. The data buffer is sent, filled, or both.
+// A device-control request. The data buffer is sent, filled, or both. Of a request that failed the
+// filled buffer's content means nothing.
 struct DeviceRequest {
   enum class Data : uint8_t { kNone, kSent, kFilled, kSentAndFilled };
 

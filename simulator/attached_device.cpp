@@ -107,26 +107,27 @@ std::unique_ptr<AttachedDevice::Line> AttachedDevice::NewLine() {
   return line;
 }
 
-std::vector<uint8_t> AttachedDevice::Take(Line& line, size_t most) {
+size_t AttachedDevice::Take(Line& line, size_t most, std::vector<uint8_t>* to) {
   Conversation& host = line.host;
-  std::vector<uint8_t> taken;
   core_.Produce(host);
   const int64_t now = Milliseconds();
-  if (host.out.empty() || now < host.stalled_until) return taken;
+  if (host.out.empty() || now < host.stalled_until) return 0;
   if (host.bytes_per_ms > 0) {
     const int64_t elapsed = line.paced_at ? now - line.paced_at : 1;
-    if (elapsed <= 0) return taken;
+    if (elapsed <= 0) return 0;
     most = static_cast<size_t>(std::min(static_cast<int64_t>(most), elapsed * host.bytes_per_ms));
     line.paced_at = now;
   }
   const int64_t rate = host.bytes_per_ms;
   // A stall or a slower pace that a block brings begins with that block.
-  while (taken.size() < most && !host.out.empty() && host.stalled_until <= now &&
+  size_t taken = 0;
+  while (taken < most && !host.out.empty() && host.stalled_until <= now &&
          host.bytes_per_ms == rate) {
     const std::vector<uint8_t>& first = host.out.front();
-    const size_t size = std::min(first.size() - host.sent_of_first, most - taken.size());
+    const size_t size = std::min(first.size() - host.sent_of_first, most - taken);
     const auto begin = first.begin() + static_cast<std::ptrdiff_t>(host.sent_of_first);
-    taken.insert(taken.end(), begin, begin + static_cast<std::ptrdiff_t>(size));
+    to->insert(to->end(), begin, begin + static_cast<std::ptrdiff_t>(size));
+    taken += size;
     host.sent_of_first += size;
     host.out_bytes -= size;
     if (host.sent_of_first < first.size()) break;
@@ -134,7 +135,7 @@ std::vector<uint8_t> AttachedDevice::Take(Line& line, size_t most) {
     host.sent_of_first = 0;
     core_.Produce(host);
   }
-  core_.stats.bytes_sent += static_cast<int64_t>(taken.size());
+  core_.stats.bytes_sent += static_cast<int64_t>(taken);
   return taken;
 }
 

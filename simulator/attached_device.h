@@ -68,8 +68,8 @@ class AttachedDevice {
   virtual void Turn() = 0;
 
   std::unique_ptr<Line> NewLine();
-  /// Up to `most` bytes that leave now; none while the line stalls.
-  std::vector<uint8_t> Take(Line& line, size_t most);
+  /// Appends up to `most` bytes that leave now, and returns how many; none while the line stalls.
+  size_t Take(Line& line, size_t most, std::vector<uint8_t>* to);
   /// Milliseconds until the line moves: 0 at once, -1 not before the host speaks.
   int Delay(Line& line);
   /// The line is due to break: all that was to be sent before it is.

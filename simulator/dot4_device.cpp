@@ -305,10 +305,8 @@ bool Dot4Device::AnswerRead(File& file, const Dot4Request& request) {
   const size_t wanted = std::min<size_t>(request.reply_limit, kLargestRead);
   std::vector<uint8_t>& bytes = file.read_so_far;
   if (!file.read_ends) file.read_ends = Milliseconds() + request.Number(12);
-  while (bytes.size() < wanted) {
-    const std::vector<uint8_t> packet = Take(line, std::min(wanted - bytes.size(), kPacketToHost));
-    if (packet.empty()) break;
-    bytes.insert(bytes.end(), packet.begin(), packet.end());
+  while (bytes.size() < wanted &&
+         Take(line, std::min(wanted - bytes.size(), kPacketToHost), &bytes) > 0) {
   }
   if (bytes.empty() && Breaks(line)) {
     Log("the line breaks");

@@ -149,8 +149,7 @@ void UsbDevice::Receive() {
 
 void UsbDevice::Send() {
   for (int turn = 0; turn < kPiecesPerTurn; ++turn) {
-    if (unsent_.empty()) unsent_ = Take(*line_, kPiece);
-    if (unsent_.empty()) return;
+    if (unsent_.empty() && Take(*line_, kPiece, &unsent_) == 0) return;
     const ssize_t sent = write(master_, unsent_.data(), unsent_.size());
     if (sent <= 0) return;  // no room now; a hang-up shows when reading
     unsent_.erase(unsent_.begin(), unsent_.begin() + sent);

@@ -62,6 +62,25 @@ void MakeRaw(int file) {
   tcsetattr(file, TCSANOW, &modes);
 }
 
+// Without a file errno tells why. A document that was named by mistake is none: commands written
+// into it would spoil it.
+File OpenDevice(const char* name, bool* stack) {
+  struct stat facts;
+  if (!name) {
+    errno = ENOENT;
+    return File();
+  }
+  if (stat(name, &facts) != 0) return File();
+  *stack = S_ISSOCK(facts.st_mode);
+  if (*stack) return ConnectToStack(name);
+  if (!S_ISCHR(facts.st_mode)) {
+    errno = S_ISDIR(facts.st_mode) ? EISDIR : ENODEV;
+    return File();
+  }
+  return File(
+      Uninterrupted([&] { return open(name, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+}
+
 bool HungUp(int file) {
   pollfd waiting = {file, 0, 0};
   return poll(&waiting, 1, 0) > 0 && (waiting.revents & (POLLHUP | POLLERR)) != 0;
@@ -184,17 +203,8 @@ DeviceFile::~DeviceFile() = default;
 
 bool DeviceFile::Open(const char* name) {
   state_.reset();
-  struct stat facts;
-  File file;
   bool stack = false;
-  if (!name) {
-    errno = ENOENT;
-  } else if (stat(name, &facts) == 0) {
-    stack = S_ISSOCK(facts.st_mode);
-    file = stack ? ConnectToStack(name) : File(Uninterrupted([&] {
-      return open(name, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    }));
-  }
+  File file = OpenDevice(name, &stack);
   if (!file) SetLastError(FileError(errno));
   state_ = std::make_unique<State>(std::move(file));
   if (!state_->file) return false;

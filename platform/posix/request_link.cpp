@@ -51,7 +51,10 @@ bool RequestLink::Advance() {
   if (!under_way_) return true;
   Step step = Step::kMoved;
   while (under_way_ && step == Step::kMoved && !broken_) {
-    step = Unsent() ? Send() : Step::kWait;
+    const bool sends = Unsent();
+    step = sends ? Send() : Step::kWait;
+    // The answer to what has just been sent is not there yet: asking for it would cost a call.
+    if (sends && step == Step::kMoved && !Unsent() && stale_ == 0) break;
     // Answers that are not ours are taken while we send, so that the stack can go on reading.
     if (step == Step::kWait && (stale_ > 0 || !Unsent())) step = Receive();
     if (step == Step::kBroken) broken_ = true;
@@ -102,17 +105,23 @@ RequestLink::Step RequestLink::Receive() {
   return step;
 }
 
+// With an answer of ours the reply comes along in the same call, into its place.
 RequestLink::Step RequestLink::ReceiveAnswerHead() {
   const size_t left = sizeof answer_head_ - answer_head_size_;
-  const ssize_t moved = Uninterrupted(
-      [&] { return recv(socket_, answer_head_ + answer_head_size_, left, MSG_DONTWAIT); });
+  iovec pieces[] = {{answer_head_ + answer_head_size_, left}, {data_in_, data_in_size_}};
+  msghdr message = {};
+  message.msg_iov = pieces;
+  message.msg_iovlen = stale_ == 0 && data_in_size_ > 0 ? 2 : 1;
+  const ssize_t moved = Uninterrupted([&] { return recvmsg(socket_, &message, MSG_DONTWAIT); });
   if (WouldBlock(moved)) return Step::kWait;
   if (moved <= 0) return Step::kBroken;
-  answer_head_size_ += static_cast<size_t>(moved);
+  const size_t of_head = std::min(static_cast<size_t>(moved), left);
+  answer_head_size_ += of_head;
   if (answer_head_size_ < sizeof answer_head_) return Step::kMoved;
   reply_size_ = TakeNumber(answer_head_ + 8);
-  reply_received_ = 0;
-  return stale_ > 0 || AnswerFits() ? Step::kMoved : Step::kBroken;
+  reply_received_ = static_cast<uint32_t>(static_cast<size_t>(moved) - of_head);
+  const bool fits = stale_ > 0 || (AnswerFits() && reply_received_ <= reply_size_);
+  return fits ? Step::kMoved : Step::kBroken;
 }
 
 // No more than the caller's buffer holds, and nothing moved into it that did not come.

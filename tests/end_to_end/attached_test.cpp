@@ -2,7 +2,10 @@
 #include "tests/end_to_end/attached.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <fstream>
+#include <thread>
 
 #include "platform/clock.h"
 
@@ -43,7 +46,7 @@ TEST_P(AttachedTest, TheHostStopsInMidPage) {
     const std::vector<uint8_t> seen = PaperOnAttached();
     ASSERT_LE(page.bytes.size(), seen.size());
     EXPECT_TRUE(std::equal(page.bytes.begin(), page.bytes.end(), seen.begin()));
-    EXPECT_FALSE(attached->locked());
+    EXPECT_TRUE(SoonFree());
     EXPECT_EQ(kOk, Call(toolkit->scanner, &IScanner::UnlockScanner, session));
     EXPECT_EQ(kOk, Lock());
     ExpectPerfectScan("a cancel by the host");
@@ -71,7 +74,7 @@ TEST_P(AttachedTest, SheetsOfTheFeederComeInOrder) {
     EXPECT_EQ(kEndOfPage, page.last_read);
     EXPECT_FALSE(page.bytes.empty());
     EXPECT_TRUE(page.bytes == PaperOnAttached());
-    EXPECT_EQ(sheet < 2, attached->locked());
+    EXPECT_TRUE(sheet < 2 ? attached->locked() : SoonFree());
   }
   ExpectPerfectScan("a feeder job");
 }
@@ -95,6 +98,122 @@ TEST_P(AttachedTest, UnpluggedInMidScan) {
   UseJpeg(false);
   ExpectPerfectScan("the device came back");
 }
+
+TEST_P(AttachedTest, SlowPagesAreWhole) {
+  for (const char* fault : {"stall@block:3=1200", "slow@block:2=400"}) {
+    SCOPED_TRACE(fault);
+    attached->AddFault(fault);
+    ExpectPerfect(Scan(Parameters(T_GREYSCALE, 150)));
+    attached->ClearFaults();
+  }
+}
+
+TEST_P(AttachedTest, BrokenPagesEndWhereTheyBreak) {
+  constexpr Outcome kCancelled = {E_FAIL, TERR_CANCEL_PRESSED};
+  const struct {
+    const char* fault;
+    Outcome last_read;
+    bool connection_ends = false;  // a new session is due
+  } pages[] = {
+      {"cancel@block:3*1", kCancelled},
+      {"drop@block:3=1000*1", kCommunication, true},
+      {"truncate@block:2=700*1", kCommunication, true},
+      {"block-length@block:2=4294967295*1", kCommunication},
+      {"record-type@block:2*1", kCommunication},
+      {"record-length@block:2*1", kCommunication},
+  };
+  for (const auto& broken : pages) {
+    SCOPED_TRACE(broken.fault);
+    attached->AddFault(broken.fault);
+    const uint32_t before = TheClock().TickCount();
+    const Page page = Scan(Parameters(T_COLOR, 150));
+    EXPECT_LT(TheClock().TickCount() - before, 8000u);
+    attached->ClearFaults();
+    EXPECT_EQ(broken.last_read, page.last_read);
+    const std::vector<uint8_t> seen = PaperOnAttached();
+    ASSERT_LT(page.bytes.size(), seen.size());
+    EXPECT_TRUE(std::equal(page.bytes.begin(), page.bytes.end(), seen.begin()));
+    if (broken.connection_ends) {
+      Close();
+      OpenAndLockAttached();
+      UseJpeg(false);
+    }
+    ExpectPerfectScan("a broken page");
+  }
+}
+
+// The stack takes its channel away while a page is under way: the page ends where it was, and the
+// transport makes a new connection for the next write.
+TEST_P(AttachedTest, ALostChannelIsMadeAgain) {
+  if (!stack) GTEST_SKIP() << "has no channels";
+  const Page page = Scan(Parameters(T_COLOR, 300), 20, [&](int read) {
+    if (read == 3) stack->LoseHandles();
+    return true;
+  });
+  EXPECT_EQ(kCommunication, page.last_read);
+  EXPECT_TRUE(sandbox.Traced("DOT4Write  Connection lost...Retrying DOT4 Connection"));
+  EXPECT_TRUE(sandbox.Traced("Dot4: ReConnectToDOT4: Connection established to DOT4"));
+  ExpectPerfectScan("a lost channel");
+
+  for (const uint32_t error : {6u, 31u, 1609u}) {
+    SCOPED_TRACE(error);
+    sandbox.ClearTrace();
+    stack->FailRequests(sim::Dot4Code::kWrite, {0, 0, error});
+    ExpectPerfectScan("a lost connection between two commands");
+    EXPECT_TRUE(sandbox.Traced("DOT4Write  Connection lost...Retrying DOT4 Connection"));
+  }
+  Close();
+  EXPECT_EQ(0, stack->open_channels());
+}
+
+class BadDeviceFile : public AttachedTest {
+ protected:
+  void SetUp() override { sandbox.SwitchTraceOn(); }
+  Outcome OpenNamed(const std::string& path) {
+    if (!toolkit) toolkit = std::make_unique<Toolkit>();
+    const std::string name = sandbox.AddAttachedDevice(path, GetParam());
+    return Call(toolkit->scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), GetParam(),
+                &session);
+  }
+};
+
+TEST_P(BadDeviceFile, IsNoDevice) {
+  constexpr Outcome kNotFound = {E_FAIL, TERR_SCANNER_NOT_FOUND};
+  const std::string document = sandbox.Folder() + "/document";
+  std::ofstream(document) << "a letter";
+  { const sim::Dot4Device gone(sim::DeviceConfig(), sandbox.Folder() + "/gone"); }
+  for (const std::string& path : {sandbox.Folder() + "/nowhere", sandbox.Folder(), document,
+                                  sandbox.Folder() + "/gone", document + "/below"}) {
+    SCOPED_TRACE(path);
+    EXPECT_EQ(kNotFound, OpenNamed(path));
+  }
+  std::string text;
+  std::getline(std::ifstream(document), text);
+  EXPECT_EQ("a letter", text) << "nothing is written into a document";
+}
+
+// It answers nothing, and is gone a little later: nobody waits longer than for that.
+TEST_P(BadDeviceFile, AnswersNothingAndGoes) {
+  StartAttached();
+  attached->AddFault("silent");
+  OpenAndLockAttached();
+  const uint32_t before = TheClock().TickCount();
+  std::thread owner([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    attached->Unplug();
+  });
+  SCANNER_CAPABILITIES caps;
+  EXPECT_EQ(kCommunication,
+            Call(toolkit->scanner, &IScanner::GetScannerCapabilities, session, &caps));
+  owner.join();
+  Close();
+  EXPECT_LT(TheClock().TickCount() - before, 3000u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Media, BadDeviceFile, ::testing::Values(T_IO_USB, T_IO_DOT4),
+                         [](const auto& medium) {
+                           return std::string(medium.param == T_IO_USB ? "Usb" : "Dot4");
+                         });
 
 INSTANTIATE_TEST_SUITE_P(Media, AttachedTest, ::testing::Values(T_IO_USB, T_IO_DOT4),
                          [](const auto& medium) {

@@ -13,7 +13,9 @@
 #include "host/devices_command.h"
 #include "platform/console.h"
 #include "platform/system.h"
+#include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
+#include "simulator/usb_device.h"
 #include "tests/host/scanhost_process.h"
 
 namespace scanhost {
@@ -138,6 +140,28 @@ TEST_F(Scanhost, DeliversThePaperByteForByte) {
     EXPECT_EQ(device_->lock_holder(), 0);
   }
   EXPECT_EQ(Pictures(), Words{"page.pnm"}) << "nothing else is left behind";
+}
+
+TEST_F(Scanhost, ScansFromDevicesThatAreAttached) {
+  const std::string usb = (folder_ / "usb").string(), dot4 = (folder_ / "dot4").string();
+  const sim::UsbDevice cable(sim::DeviceConfig(), usb);
+  const sim::Dot4Device stack(sim::DeviceConfig(), dot4);
+  EXPECT_EQ(0, Run({"devices", "add", "cable", "--usb", usb}).status);
+  EXPECT_EQ(0, Run({"devices", "add", "stack", "--dot4", dot4}).status);
+  for (const sim::AttachedDevice* device : {static_cast<const sim::AttachedDevice*>(&cable),
+                                            static_cast<const sim::AttachedDevice*>(&stack)}) {
+    const std::string name = device == &cable ? "cable" : "stack";
+    SCOPED_TRACE(name);
+    for (const char* mode : {"--mode=color", "--mode=bw"}) {
+      const Ended ended = Run({"scan", name, "--no-jpeg", mode, "-o", "page.pnm"});
+      ASSERT_EQ(ended.status, 0) << ended.errors;
+      const auto settings = device->last_page();
+      ASSERT_TRUE(settings.has_value());
+      EXPECT_TRUE(ReadPnm("page.pnm").rows == sim::RenderPage(sim::MakePaper("chart"), *settings));
+      EXPECT_FALSE(device->locked());
+    }
+  }
+  EXPECT_EQ(stack.layout_faults(), Words());
 }
 
 TEST_F(Scanhost, SaysWhatTheDeviceCanDo) {
