@@ -48,7 +48,7 @@ std::string Help() {
   --quality Q       JPEG quality, 1 to 100 (0 follows the host's level)
   --restart N       MCUs between restart markers (0: none)
   --block BYTES     longest block (61440)
-  --record BYTES    image bytes in a record (30000)
+  --raster BYTES    image bytes in a raster record (30000)
   --fault F         name[@moment][=value][*times]; moments: connection:N, command:N, answer:N,
                     variable:N, page:N, block:N
   --log FILE        the conversation, - for standard error
@@ -148,7 +148,7 @@ const std::vector<Option>& Options() {
        [](DeviceOrder& c, const std::string& v) {
          c.delivery.block_bytes = static_cast<size_t>(Count(v, 64, 1 << 26));
        }},
-      {"--record",
+      {"--raster",
        [](DeviceOrder& c, const std::string& v) {
          c.delivery.record_bytes = static_cast<size_t>(Count(v, 1, 32767));
        }},

@@ -33,15 +33,23 @@ Ended Simulate(const std::string& words) {
 }
 
 TEST(ProgramTest, RefusesWhatItDoesNotUnderstand) {
-  for (const char* words :
-       {"--bang 1", "--port", "--port 99999", "--port x", "--model ZM-99", "--fault bang",
-        "--set 10323", "--set nothing=1", "--set 10323=max:", "--jpeg 4x4", "--jpeg 22",
-        "--record 40000", "--block 10", "--sheets -1", "--address nowhere", "run"}) {
+  for (const char* words : {"--bang 1",           "--port",
+                            "--port 99999",       "--port x",
+                            "--model ZM-99",      "--fault bang",
+                            "--set 10323",        "--set nothing=1",
+                            "--set 10323=max:",   "--jpeg 4x4",
+                            "--jpeg 22",          "--raster 40000",
+                            "--block 10",         "--sheets -1",
+                            "--address nowhere",  "--pauses -1",
+                            "--tap 127.0.0.1",    "--tap 127.0.0.1:x --record /dev/null",
+                            "--usb a --replay b", "--usb a --record b",
+                            "--replay /dev/null", "run"}) {
     const Ended ended = Simulate(words);
     EXPECT_EQ(2, ended.code) << words << ": " << ended.said;
     EXPECT_EQ(0u, ended.said.find("scantk-sim: ")) << words << ": " << ended.said;
   }
   EXPECT_EQ(1, Simulate("--paper /nowhere/at/all.png").code);
+  EXPECT_EQ(1, Simulate("--replay /nowhere/at/all").code);
 }
 
 TEST(ProgramTest, HelpNamesEveryFaultAndModel) {
