@@ -49,7 +49,11 @@ IoResult mxvusb::OpenUSB() {
   }
   if (!m_DeviceDefaultDataHandle.Open(DevName())) {
     const IoResult hr = error::ToResult(LastError());
-    trace_->Print(TRACE_CLASS_ERROR, "ERROR: CreateFile failed INVALID_HANDLE_VALUE %d %x", hr, hr);
+    trace_->Print(TRACE_CLASS_ERROR,
+                  m_DeviceDefaultDataHandle.IsNull()
+                      ? "ERROR: CreateFile failed NULL hr %d $%x"
+                      : "ERROR: CreateFile failed INVALID_HANDLE_VALUE %d %x",
+                  hr, hr);
     return hr;
   }
   trace_->Print(TRACE_INFO, "CreateFile suceeded");

@@ -60,7 +60,7 @@ class DeviceFile {
   ~DeviceFile();
 
   // Opens the existing file `name` for reading and writing, shared with others, closing what was
-  // open before. False: the handle is the invalid one.
+  // open before. False: the handle is the invalid one, or, without memory for it, the null one.
   bool Open(const char* name);
   // The handle is the null one afterwards. Does not wait for the device.
   void Close();

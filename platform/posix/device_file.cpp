@@ -12,6 +12,7 @@
 #include <chrono>
 #include <climits>
 #include <cstring>
+#include <new>
 #include <optional>
 
 #include "platform/clock.h"
@@ -206,7 +207,12 @@ bool DeviceFile::Open(const char* name) {
   bool stack = false;
   File file = OpenDevice(name, &stack);
   if (!file) SetLastError(FileError(errno));
-  state_ = std::make_unique<State>(std::move(file));
+  try {
+    state_ = std::make_unique<State>(std::move(file));
+  } catch (const std::bad_alloc&) {
+    SetLastError(error::kNotEnoughMemory);
+    return false;
+  }
   if (!state_->file) return false;
   if (stack) {
     state_->link.emplace(state_->file.Get());

@@ -1,5 +1,7 @@
 #include "platform/device_file.h"
 
+#include <new>
+
 #include "platform/component_types.h"
 #include "platform/system.h"
 
@@ -39,7 +41,12 @@ DeviceFile::~DeviceFile() = default;
 
 bool DeviceFile::Open(const char* name) {
   state_.reset();
-  state_ = std::make_unique<State>(INVALID_HANDLE_VALUE);
+  try {
+    state_ = std::make_unique<State>(INVALID_HANDLE_VALUE);
+  } catch (const std::bad_alloc&) {
+    ::SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return false;
+  }
   state_->file = CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_SYSTEM, nullptr);
   return IsUsable();

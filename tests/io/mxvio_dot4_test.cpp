@@ -369,6 +369,65 @@ TEST_F(Dot4Transport, WritesThatStayLost) {
                             "DOT4: WriteData: Need to open IO lpBuffer = P, dwNumberOfBytes = 5"}));
 }
 
+// What the trace of a field case is read for: which step of the connection failed, and with what.
+TEST_F(Dot4Transport, LinesOfFailedSteps) {
+  MXVIO_DOT4MS transport;
+  uint32_t written = 0;
+  IoResult result = S_OK;
+  ASSERT_EQ(S_OK, transport.OpenIO(Path().c_str()));
+  EXPECT_THAT(NewLines(),
+              IsSupersetOf(Lines{"DOT4CreateSocket fResult  ERROR_IO_PENDING",
+                                 "DOT4CreateSocket: GetOverlappedResult fResult 1dwErr 0 "}));
+  transport.DisConnectFromIO();
+
+  stack_.Fail(kCreate, std::deque<uint32_t>(3, 8));
+  EXPECT_EQ(E_FAIL, transport.ConnectToIO());
+  EXPECT_THAT(NewLines(), IsSupersetOf(Lines{" ConnectToIO: failed - try to reconnect",
+                                             " DOT4: ConnectToIO: Reconnection to DOT4 failed,"}));
+  stack_.Fail(kCreate, std::deque<uint32_t>(10, 8));
+  EXPECT_EQ("", Read(transport, 5, &result));
+  EXPECT_EQ(E_FAIL, result);
+  EXPECT_EQ(E_FAIL, transport.WriteData("hello", 5, &written, nullptr));
+  EXPECT_THAT(
+      Masked(NewLines()),
+      IsSupersetOf(Lines{"DOT4: ReadData: Need to open IO lpBuffer = P, dwNumberOfBytes = 5",
+                         "DOT4: ReadData: ReadData, OpenUpIO() Failed",
+                         "mxvdot4: OpenIO not null: DeviceName " + Path(),
+                         "mxvdot4: WriteData OpenIO: Failed DeviceName " + Path()}));
+
+  stack_.Fail(kOpen, {21});
+  EXPECT_EQ(S_OK, transport.ConnectToIO());
+  EXPECT_THAT(
+      NewLines(),
+      IsSupersetOf(Lines{"DOT4OpenChannel  ailed to open DOT4 Channel, Last Error = 21",
+                         "Dot4: ConnectToDOT4 :DOT4OpenChannel failed...attempting retries.."}));
+  stack_.Fail(kWrite, {31});
+  stack_.Fail(kDestroy, {5});
+  EXPECT_EQ(S_OK, transport.WriteData("hello", 5, &written, nullptr));
+  EXPECT_THAT(
+      NewLines(),
+      IsSupersetOf(Lines{"DOT4Write Abnormal error code, hr -2147024865",
+                         "DOT4DestroySocket Failed to destroy DOT4 socket, hr -2147024891 bHsid 10",
+                         "DisConnectFromDOT4() failed...this may be ok.."}));
+}
+
+TEST_F(Dot4Transport, RequestsWithoutAFile) {
+  struct Exposed : MXVIO_DOT4MS {
+    using MXVIO_DOT4MS::DOT4Read;
+    using MXVIO_DOT4MS::DOT4Write;
+    using MXVIO_DOT4MS::OpenDOT4;
+  } transport;
+  char buffer[5] = {};
+  uint32_t moved = 0;
+  EXPECT_EQ(6, transport.DOT4Read(1, buffer, 5, &moved, 0));
+  EXPECT_EQ("DOT4Read : Invalid Default Device Data handle", NewLines().back());
+  EXPECT_EQ(6, transport.DOT4Write(1, buffer, 5, &moved, 0));
+  EXPECT_EQ("DOT4Write : Invalid Default Device Data handle", NewLines().back());
+  Open(transport);
+  EXPECT_EQ(S_OK, transport.OpenDOT4());
+  EXPECT_THAT(NewLines().back(), testing::StartsWith("Dot4:OpenDot4 has a m_DeviceDefaultData"));
+}
+
 TEST_F(Dot4Transport, AMissingDeviceFile) {
   const std::string missing = place_.File("missing");
   MXVIO_DOT4MS transport;
