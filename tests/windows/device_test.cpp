@@ -3,12 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <functional>
+#include <vector>
 
 #include "platform/console.h"
 #include "tests/config/fake_discovery.h"
 #include "tests/contract/toolkit.h"
+#include "tests/windows/cable.h"
 #include "tests/windows/com_class.h"
 
 namespace scantk::test {
@@ -48,8 +52,35 @@ class DeviceTest : public ::testing::Test {
     return child;
   }
 
+  // A page, or as much of it as so many reads of ten rows bring.
+  std::vector<uint8_t> ScanPage(uint32_t session, int reads,
+                                const std::function<void(int)>& before_read = {}) {
+    const auto& scanner = toolkit.scanner;
+    SCANNER_PARAMETERS parameters = {};
+    parameters.dwWidth = 1200;
+    parameters.dwLength = 900;
+    parameters.dwScanMode = T_COLOR;
+    parameters.byBitsPerChannel = 8;
+    parameters.wXResolution = parameters.wYResolution = 150;
+    BUFFER_INFO info = {};
+    EXPECT_EQ(kOk, Call(scanner, &IScanner::SetScannerParameters, session, &parameters));
+    EXPECT_EQ(kOk, Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &info));
+    last_read = Call(scanner, &IScanner::StartScan, session);
+    std::vector<uint8_t> page, rows(size_t{info.dwBytesPerLine} * 10);
+    for (int read = 0; read < reads && last_read == kOk; ++read) {
+      if (before_read) before_read(read);
+      uint32_t got = 0;
+      last_read = Call(scanner, &IScanner::ReadScanEx, session, rows.data(),
+                       static_cast<uint32_t>(rows.size()), &got);
+      page.insert(page.end(), rows.begin(), rows.begin() + got);
+    }
+    Call(scanner, &IScanner::StopScan, session);
+    return page;
+  }
+
   Sandbox sandbox;
   Toolkit toolkit;
+  Outcome last_read = kOk;
 };
 
 TEST_F(DeviceTest, ProcessesContendForTheLock) {
@@ -75,6 +106,56 @@ TEST_F(DeviceTest, ProcessesContendForTheLock) {
   Rival(device, 0, &answer);
   EXPECT_EQ("locked", answer);
   Close(session);
+}
+
+// Pages over USB are those over the network, and each comes after one that was not read to its end.
+TEST_F(DeviceTest, PagesOverUsb) {
+  const Cable cable(Address());
+  std::vector<std::vector<uint8_t>> pages;
+  for (const uint32_t io_type : {T_IO_NETWORK, T_IO_USB}) {
+    SCOPED_TRACE(io_type);
+    const bool usb = io_type == T_IO_USB;
+    const std::string name = usb ? sandbox.AddAttachedDevice(cable.Path(), io_type)
+                                 : sandbox.AddNetworkDevice(Address());
+    uint32_t session = 0;
+    SCANNER_CAPABILITIES caps;
+    ASSERT_EQ(kOk, Call(toolkit.scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), io_type,
+                        &session));
+    ASSERT_EQ(kOk, Lock(session, 5000));
+    EXPECT_EQ(kOk, Call(toolkit.scanner, &IScanner::GetScannerCapabilities, session, &caps));
+    for (const uint32_t compression : {T_COMPRESSION_NONE, T_COMPRESSION_JPEG}) {
+      Call(toolkit.compression, &ICompression::SetCompressionType, session, compression);
+      const std::vector<uint8_t> beginning = ScanPage(session, 5);
+      EXPECT_EQ(kOk, last_read);
+      const std::vector<uint8_t> page = ScanPage(session, 1000000);
+      EXPECT_EQ(kEndOfPage, last_read);
+      EXPECT_FALSE(beginning.empty());
+      ASSERT_GT(page.size(), 500000u);
+      EXPECT_TRUE(std::equal(beginning.begin(), beginning.end(), page.begin()));
+      pages.push_back(page);
+    }
+    EXPECT_EQ(kOk, Unlock(session));
+    Close(session);
+  }
+  EXPECT_TRUE(pages[0] == pages[2]);
+  EXPECT_TRUE(pages[1] == pages[3]);
+  EXPECT_FALSE(pages[0] == pages[1]);
+}
+
+TEST_F(DeviceTest, UnpluggedUsb) {
+  Cable cable(Address());
+  uint32_t session = 0;
+  const std::string name = sandbox.AddAttachedDevice(cable.Path(), T_IO_USB);
+  ASSERT_EQ(kOk, Call(toolkit.scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), T_IO_USB,
+                      &session));
+  ASSERT_EQ(kOk, Lock(session, 5000));
+  const auto start = Now::now();
+  ScanPage(session, 1000000, [&](int read) {
+    if (read == 3) cable.Unplug();
+  });
+  EXPECT_EQ(kCommunication, last_read);
+  Close(session);
+  EXPECT_LT(Now::now() - start, milliseconds(20000));
 }
 
 TEST_F(DeviceTest, IsFoundUnderItsNewName) {
