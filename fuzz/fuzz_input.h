@@ -27,6 +27,7 @@ class FuzzInput {
  public:
   FuzzInput(const uint8_t* data, size_t size) : next_(data), left_(size) {}
 
+  bool Empty() const { return left_ == 0; }
   uint8_t Byte() {
     if (left_ == 0) return 0;
     --left_;

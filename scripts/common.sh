@@ -22,3 +22,4 @@ BUILD_PACKAGES=(g++ cmake ninja-build libpng-dev libjpeg62-turbo-dev libtiff-dev
 TEST_PACKAGES=(git python3 clang-format clang-tidy googletest libgtest-dev libgmock-dev
   libbenchmark-dev)
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64)
+FUZZ_PACKAGES=(clang libclang-rt-dev)  # the second has libFuzzer and the sanitizers

@@ -12,7 +12,6 @@ namespace scantk::sim {
 namespace {
 
 constexpr std::string_view kFirstLine = "scantk conversation 1";
-constexpr size_t kMostBytes = size_t{256} << 20;
 constexpr size_t kMostConversations = 1000;
 constexpr size_t kMostEvents = 4 << 20;
 constexpr size_t kMostFileBytes = size_t{1} << 30;
@@ -109,7 +108,7 @@ void ParseHex(std::string_view word, size_t* room, std::vector<uint8_t>* to) {
   const bool repeated = word.find('*') != std::string_view::npos;
   std::string_view digits = CutTo(&word, '*');
   const int64_t count =
-      repeated ? Number(word, static_cast<int64_t>(kMostBytes), "number of repetitions") : 1;
+      repeated ? Number(word, int64_t{kMostRecordedBytes}, "number of repetitions") : 1;
   std::vector<uint8_t> bytes;
   for (; !digits.empty(); digits.remove_prefix(2)) bytes.push_back(HexByte(digits));
   if (bytes.empty()) Refuse("there are no digits to repeat");
@@ -131,6 +130,8 @@ void ParseBytes(std::string_view text, size_t* room, std::vector<uint8_t>* to) {
 
 class Parser {
  public:
+  explicit Parser(size_t most_bytes) : room_(most_bytes) {}
+
   void TakeLine(std::string_view line) {
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (++lines_ == 1) {
@@ -200,7 +201,7 @@ class Parser {
   std::map<int64_t, size_t> open_;  // connection to its place among the conversations
   size_t lines_ = 0;
   size_t events_ = 0;
-  size_t room_ = kMostBytes;
+  size_t room_;
 };
 
 // --- writing ---
@@ -266,8 +267,8 @@ std::string Recording::HeadValue(const std::string& key) const {
   return "";
 }
 
-Recording ParseRecording(std::string_view text) {
-  Parser parser;
+Recording ParseRecording(std::string_view text, size_t most_bytes) {
+  Parser parser(most_bytes);
   try {
     if (text.size() > kMostFileBytes) Refuse("the file is too large");
     while (!text.empty()) parser.TakeLine(CutTo(&text, '\n'));

@@ -49,9 +49,12 @@ struct Recording {
   std::string HeadValue(const std::string& key) const;
 };
 
+/// What a recording may hold; one that says more is not believed.
+inline constexpr size_t kMostRecordedBytes = size_t{256} << 20;
+
 /// Takes a recording apart. Throws std::invalid_argument, which names the line: also when it holds
-/// more than 256 MiB of bytes, a thousand connections, a pause of more than a day.
-Recording ParseRecording(std::string_view text);
+/// more than `most_bytes`, a thousand connections, or a pause of more than a day.
+Recording ParseRecording(std::string_view text, size_t most_bytes = kMostRecordedBytes);
 
 /// The recording in the file `path`. Throws std::runtime_error when that cannot be read, and what
 /// ParseRecording throws, with the path before it.
