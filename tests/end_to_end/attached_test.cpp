@@ -142,10 +142,11 @@ TEST_P(AttachedTest, BrokenPagesEndWhereTheyBreak) {
   }
 }
 
+class ChannelTest : public AttachedTest {};
+
 // The stack takes its channel away while a page is under way: the page ends where it was, and the
 // transport makes a new connection for the next write.
-TEST_P(AttachedTest, ALostChannelIsMadeAgain) {
-  if (!stack) GTEST_SKIP() << "has no channels";
+TEST_P(ChannelTest, IsMadeAgainWhenItIsLost) {
   const Page page = Scan(Parameters(T_COLOR, 300), 20, [&](int read) {
     if (read == 3) stack->LoseHandles();
     return true;
@@ -209,6 +210,8 @@ TEST_P(BadDeviceFile, AnswersNothingAndGoes) {
   Close();
   EXPECT_LT(TheClock().TickCount() - before, 3000u);
 }
+
+INSTANTIATE_TEST_SUITE_P(Stack, ChannelTest, ::testing::Values(T_IO_DOT4));
 
 INSTANTIATE_TEST_SUITE_P(Media, BadDeviceFile, ::testing::Values(T_IO_USB, T_IO_DOT4),
                          [](const auto& medium) {
