@@ -92,10 +92,13 @@ void UsbDevice::Turn() {
   {
     std::lock_guard guard(mutex_);
     if (master_ >= 0) {
-      pollfd terminal = {master_, 0, 0};
+      pollfd terminal = {master_, POLLIN, 0};
       const bool host = poll(&terminal, 1, 0) <= 0 || (terminal.revents & POLLHUP) == 0;
       if (host && !line_) line_ = NewLine();
-      if (!host && !line_) timeout = kLookForHostMs;  // its hang-up would end every wait at once
+      if (!host && !line_) {
+        timeout = kLookForHostMs;  // its hang-up would end every wait at once
+        if (terminal.revents & POLLIN) ForgetHost();
+      }
       if (line_) polled[1] = {master_, Wanted(&timeout), 0};
     }
   }
@@ -103,6 +106,12 @@ void UsbDevice::Turn() {
   std::lock_guard guard(mutex_);
   TakeWakeWords();
   if (line_) Serve();
+}
+
+// Drops the words of a host that came and went between two looks: the next one has not said them.
+void UsbDevice::ForgetHost() {
+  uint8_t words[kPiece];
+  [[maybe_unused]] const ssize_t dropped = read(master_, words, sizeof words);
 }
 
 // What to wait for; shortens *timeout when the clock matters.

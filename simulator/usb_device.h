@@ -28,6 +28,7 @@ class UsbDevice : public AttachedDevice {
   void Receive();
   void Send();
   void HostIsGone();
+  void ForgetHost();
 
   int master_ = -1;
   std::string terminal_;
