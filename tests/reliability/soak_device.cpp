@@ -1,5 +1,7 @@
 #include "tests/reliability/soak_device.h"
 
+#include "platform/clock.h"
+
 namespace scantk::test {
 
 SoakDevice::SoakDevice(const SoakPlan& plan, const std::string& place) : config_(plan.device) {
@@ -108,6 +110,13 @@ void SoakDevice::Heal(int sheets) {
       stack_->FailRequests(code, {});
   if (!plugged_) attached_->Plug();
   plugged_ = true;
+}
+
+void SoakDevice::AwaitHostGone() const {
+  if (!attached_ || stack_) return;
+  TheClock().Sleep(20);  // it looks for hosts every few milliseconds
+  for (int wait = 0; wait < 500; ++wait, TheClock().Sleep(10))
+    if (attached_->CountInLog(" gone") >= attached_->stats().connections) return;
 }
 
 std::string SoakDevice::layout_faults() const {

@@ -24,6 +24,10 @@ class SoakDevice {
   // nobody, `sheets` in the feeder.
   void Heal(int sheets);
 
+  // Returns once the device knows that nobody has its file open any more: a terminal does not tell
+  // its far side that one host took over from another.
+  void AwaitHostGone() const;
+
   // By a host of this computer.
   bool locked() const {
     return network_ ? network_->lock_holder() > 0 : attached_ && attached_->locked();

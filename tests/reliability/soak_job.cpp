@@ -141,6 +141,7 @@ class Job {
   }
   void Close() {
     Do(Method::kClose, toolkit_->scanner, &IScanner::CloseScannerSession, session_);
+    device_->AwaitHostGone();
     session_ = 0;
     locked_ = false;
   }
@@ -282,8 +283,9 @@ class Job {
   // The bytes are the true page's first ones, and a page that is told to be whole is.
   void Judge(const Page& page, const SideKey& side) {
     if (page.bytes.empty() || AnyFault(ChangesContent)) return;
-    // Without the device's limits the toolkit does not know that it is to scale.
-    if (Scales(plan_) && !learnt_in_peace_) return;
+    // A toolkit that could not learn the device's limits and usual settings scales and compresses
+    // otherwise.
+    if (learnt_ && !learnt_in_peace_) return;
     const bool reshaped = AnyFault(ChangesLength);
     // Turned over, or scaled, a page of another length begins otherwise.
     if (reshaped && (side.second || learnt_)) return;

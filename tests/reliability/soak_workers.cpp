@@ -112,6 +112,7 @@ class Soak {
         continue;
       }
       EndLateJobs(pids);
+      TellProgress(started);
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     return Sum(Milliseconds() - started);
@@ -242,6 +243,16 @@ class Soak {
     }
   }
 
+  // Once a minute.
+  void TellProgress(int64_t started) {
+    const int64_t minutes = (Milliseconds() - started) / 60000;
+    if (minutes == told_minutes_) return;
+    told_minutes_ = minutes;
+    int64_t over = 0;
+    for (int64_t i = 0; i < options_.jobs; ++i) over += records_[i].state > JobState::kRunning;
+    Print("after " + std::to_string(minutes) + " min: " + std::to_string(over) + " jobs over\n");
+  }
+
   struct Tally {
     int64_t jobs = 0, faulted = 0, long_ones = 0, failed = 0;
   };
@@ -314,6 +325,7 @@ class Soak {
   JobRecord* records_;
   Slot* slots_;
   std::vector<int64_t> order_;
+  int64_t told_minutes_ = 0;
 };
 
 }  // namespace
