@@ -1,6 +1,7 @@
 #include "scanner/session_registry.h"
 
 #include <algorithm>
+#include <string_view>
 
 namespace scantk {
 
@@ -57,7 +58,9 @@ bool SessionRegistry::Release(SessionEntry& entry, int32_t* reference_count) {
     while (entry.lock.Unlock()) {
     }
   by_handle_.erase(entry.handle);
-  by_name_.erase(entry.deviceName);
+  const auto named =
+      by_name_.find(std::string_view(entry.deviceName));  // without a copy: no failure
+  if (named != by_name_.end()) by_name_.erase(named);
   return true;
 }
 

@@ -4,6 +4,7 @@
 #define SCANTK_SCANNER_SESSION_REGISTRY_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -50,7 +51,7 @@ class SessionRegistry {
  private:
   mutable std::mutex mutex_;
   std::map<uint32_t, SessionPtr> by_handle_;
-  std::map<std::string, SessionPtr> by_name_;
+  std::map<std::string, SessionPtr, std::less<>> by_name_;
 };
 
 // The registry of the process; it outlives every object.

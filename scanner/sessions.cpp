@@ -18,6 +18,22 @@ bool IsKnownIoType(uint32_t type) {
   return type == T_IO_USB || type == T_IO_DOT4 || type == T_IO_NETWORK;
 }
 
+// The reference of an opening: given back unless the opening comes to its end.
+class OpeningReference {
+ public:
+  explicit OpeningReference(SessionEntry& entry) : entry_(&entry) {}
+  ~OpeningReference() {
+    int32_t count = 0;
+    if (entry_) Sessions().Release(*entry_, &count);
+  }
+  OpeningReference(const OpeningReference&) = delete;
+  OpeningReference& operator=(const OpeningReference&) = delete;
+  void Keep() { entry_ = nullptr; }
+
+ private:
+  SessionEntry* entry_;
+};
+
 }  // namespace
 
 HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszDevName,
@@ -33,20 +49,19 @@ HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszD
 
     int32_t count = 0;
     SessionPtr entry = Sessions().Acquire(name, &count);
+    OpeningReference reference(*entry);
     *phSession = entry->handle;
     trace_.Print(TRACE_FLOW, "Session ID is 0x%lx nSessionReferenceCount %d", entry->handle, count);
-    if (entry->handle == 0) {
-      Sessions().Release(*entry, &count);
-      return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
-    }
+    if (entry->handle == 0) return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
     if (!IsKnownIoType(dwDevIOType)) {
       trace_.Print(TRACE_CLASS_ERROR, "Invalid IO type %d specified", dwDevIOType);
-      Sessions().Release(*entry, &count);
       return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
     }
     std::lock_guard opening(entry->opening);
-    if (entry->state.engine) return S_OK;  // open already in this process
-    return OpenDevice(*entry, dwDevIOType, pdwErrorCode);
+    const HRESULT result =  // open already in this process?
+        entry->state.engine ? S_OK : OpenDevice(*entry, dwDevIOType, pdwErrorCode);
+    reference.Keep();  // a device that could not be opened has given it back itself
+    return result;
   });
 }
 
@@ -54,8 +69,9 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
                                   uint32_t* pdwErrorCode) {
   SessionState& state = entry.state;
   // The close clears the code that it is given, so the failure is written after it.
+  std::unique_ptr<ProtocolEngine> engine;
   auto give_up = [&](uint32_t code) {
-    state.engine.reset();
+    engine.reset();
     uint32_t ignored = 0;
     CloseScannerSession(entry.handle, &ignored);
     return Fail(pdwErrorCode, code);
@@ -82,12 +98,12 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
 
   settings.pSessionState = &state;
   try {
-    state.engine = std::make_unique<ProtocolEngine>();
+    engine = std::make_unique<ProtocolEngine>();
   } catch (...) {
     return give_up(TERR_INVALID_TOOLKIT);
   }
   trace_.Print("I/O DevName is %s, DeviceType is %d", settings.ioDeviceName, dwDevIOType);
-  if (state.engine->InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
+  if (engine->InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
     return give_up(TERR_SCANNER_NOT_FOUND);
 
   state.lScanPhase = kScanIdle;
@@ -96,8 +112,9 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
   state.DelayedFeedPaperSet = 0;
   state.DelayedEjectPaperSet = 0;
   state.dwDevIOType = dwDevIOType;
-  if (state.IsNetworked()) state.engine->SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
-  state.engine->SetSwitchValues(switches.ImgLog);
+  if (state.IsNetworked()) engine->SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
+  engine->SetSwitchValues(switches.ImgLog);
+  state.engine = std::move(engine);  // an engine is what tells an open device
   return S_OK;
 }
 

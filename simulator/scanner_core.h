@@ -29,6 +29,12 @@ class ScannerCore : public Responder {
   /// Its lock is free and its page is over.
   void Leave(Conversation& host) override;
 
+  /// Somebody takes every sheet out, also the one that is half-way through.
+  void TakePaperOut() {
+    side_ = {};
+    sheets = 0;
+  }
+
   FaultList faults;
   Variables variables;
   std::deque<int> errors;

@@ -15,7 +15,7 @@ struct SweepJob {
   const char* name;
   uint32_t mode;  // T_COLOR and so on
   bool jpeg;
-  int sheets;  // 0: from the glass
+  int sheets;              // 0: from the glass
   uint32_t width, length;  // 1/300 inch
 };
 
@@ -34,10 +34,16 @@ struct JobRecord {
   bool finished = false;                                    // every page, to its end
 };
 
-// `device` is the name under which the device is installed. Memory that fails is no problem of the
-// host's: what a method then answers may be any failure.
+// What may be the reason for answers that are not legal otherwise.
+enum class Excuse {
+  kNone,
+  kDeviceLies,   // it may have granted a page and then made another
+  kMemoryFails,  // any method may fail
+};
+
+// `device` is the name under which the device is installed.
 JobRecord RunJob(const SweepJob& job, const std::string& device, VirtualClock* clock,
-                 const VirtualNetwork& network, bool memory_fails);
+                 const VirtualNetwork& network, Excuse excuse);
 
 }  // namespace scantk::test
 

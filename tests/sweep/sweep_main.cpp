@@ -5,6 +5,7 @@
 //   scantk-sweep [--sample N]         N places of each job and fault (20), spread evenly
 //   scantk-sweep --all                every place
 //   scantk-sweep --job J --fault F [--at N]
+//   --traced                          with every line of the trace written
 //
 // A fault is a name of kFaults; its place a byte, a connection, a call of the network or an
 // allocation, the first being 0.
@@ -21,6 +22,7 @@
 #include "tests/contract/toolkit.h"
 #include "tests/sweep/failing_memory.h"
 #include "tests/sweep/sweep_host.h"
+#include "tests/sweep/time_bounds.h"
 #include "tests/sweep/virtual_network.h"
 
 namespace {
@@ -63,13 +65,14 @@ struct Options {
   std::string job, fault;
   int64_t at = -1;
   int64_t sample = 20;  // 0: all
-  bool verbose = false;
+  bool traced = false;
 };
 
 class Sweep {
  public:
   explicit Sweep(Options options) : options_(std::move(options)) {
     device_name_ = sandbox_.AddNetworkDevice("127.0.0.1");
+    if (options_.traced) sandbox_.SwitchTraceOn();
     config_.paper = "pattern";
     config_.keep_log = false;
     config_.delivery.block_bytes = 512;
@@ -78,6 +81,9 @@ class Sweep {
 
   // The number of jobs that went wrong.
   int Run() {
+    Learn(kJobs[0]);
+    clean_ = reference_;
+    clean_counts_ = counts_;
     for (const SweepJob& job : kJobs) {
       if (!options_.job.empty() && options_.job != job.name) continue;
       Learn(job);
@@ -86,8 +92,9 @@ class Sweep {
     }
     for (size_t i = 0; i < longest_.size(); ++i)
       if (longest_[i] > 0)
-        std::printf("longest %-14s %9lld ms\n", Name(static_cast<Method>(i)),
-                    static_cast<long long>(longest_[i]));
+        std::printf("longest %-14s %9lld ms of %lld\n", Name(static_cast<Method>(i)),
+                    static_cast<long long>(longest_[i]),
+                    static_cast<long long>(TimeBound(static_cast<Method>(i))));
     std::printf("%lld jobs with a fault, %d went wrong\n", static_cast<long long>(jobs_), wrong_);
     return wrong_;
   }
@@ -99,13 +106,20 @@ class Sweep {
                                               [this] { return clock_.Milliseconds(); });
   }
 
+  // A file that has changed is read and taken apart anew.
+  void ForgetRegistry() {
+    sandbox_.SetDeviceText(device_name_, "DriverVersion", std::to_string(++registry_changes_));
+    if (options_.traced) sandbox_.ClearTrace();
+  }
+
   // Runs the job undisturbed: what it brings, and the places in it.
   void Learn(const SweepJob& job) {
     for (int i = 0; i < 2; ++i) {  // the first run of a device differs: it writes the registry
       auto device = NewDevice(job);
       network_.Begin(device.get());
+      ForgetRegistry();
       CountAllocations();
-      reference_ = RunJob(job, device_name_, &clock_, network_, false);
+      reference_ = RunJob(job, device_name_, &clock_, network_, Excuse::kNone);
       counts_ = network_.Counts();
       allocations_ = CountedAllocations();
       if (!reference_.finished || !reference_.problems.empty()) {
@@ -114,20 +128,19 @@ class Sweep {
         std::exit(1);
       }
     }
-    if (!clean_.finished) clean_ = reference_;  // of the first job, from the glass
     size_t image = 0;
     for (const auto& page : reference_.pages) image += page.size();
-    std::printf("%s: %lld bytes from the device, %lld to it, %lld calls, %lld allocations, %zu image "
-                "bytes\n",
-                job.name, static_cast<long long>(counts_.to_host),
-                static_cast<long long>(counts_.to_device), static_cast<long long>(counts_.calls),
-                static_cast<long long>(allocations_), image);
+    std::printf(
+        "%s: %lld bytes from the device, %lld to it, %lld calls, %lld allocations, %zu image "
+        "bytes\n",
+        job.name, static_cast<long long>(counts_.to_host),
+        static_cast<long long>(counts_.to_device), static_cast<long long>(counts_.calls),
+        static_cast<long long>(allocations_), image);
   }
 
   void SweepPlaces(const SweepJob& job, const FaultName& fault) {
     const int64_t places = fault.places ? counts_.*fault.places : allocations_;
-    const int64_t step =
-        options_.sample > 0 ? std::max<int64_t>(1, places / options_.sample) : 1;
+    const int64_t step = options_.sample > 0 ? std::max<int64_t>(1, places / options_.sample) : 1;
     const int64_t jobs_before = jobs_;
     const int wrong_before = wrong_;
     const auto start = std::chrono::steady_clock::now();
@@ -148,10 +161,14 @@ class Sweep {
   void Strike(const SweepJob& job, const FaultName& fault, int64_t at) {
     ++jobs_;
     const bool memory = !fault.places;
+    const Excuse excuse = memory             ? Excuse::kMemoryFails
+                          : fault.true_bytes ? Excuse::kNone
+                                             : Excuse::kDeviceLies;
     auto device = NewDevice(job);
     network_.Begin(device.get(), fault.line, at);
+    if (memory) ForgetRegistry();
     CountAllocations(memory ? at : -1);
-    JobRecord faulty = RunJob(job, device_name_, &clock_, network_, memory);
+    JobRecord faulty = RunJob(job, device_name_, &clock_, network_, excuse);
     CountAllocations();
     std::vector<std::string>& problems = faulty.problems;
     for (size_t i = 0; i < longest_.size(); ++i)
@@ -161,14 +178,23 @@ class Sweep {
     if (network_.OpenSockets() != 0) problems.push_back("a socket stayed open");
     if (network_.OpenTransfers() != 0) problems.push_back("a transfer stayed posted");
     if (device->lock_holder != 0) problems.push_back("the device stayed locked");
-    if (fault.line == LineFault::kSplit && !faulty.finished) problems.push_back("it did not finish");
+    if (fault.line == LineFault::kSplit && !faulty.finished)
+      problems.push_back("it did not finish");
 
-    device->sheets = 0;
+    device->TakePaperOut();
     network_.Begin(device.get());
-    const JobRecord clean = RunJob(kJobs[0], device_name_, &clock_, network_, false);
-    for (const std::string& problem : clean.problems) problems.push_back("the next job: " + problem);
+    const JobRecord clean = RunJob(kJobs[0], device_name_, &clock_, network_, Excuse::kNone);
+    for (const std::string& problem : clean.problems)
+      problems.push_back("the next job: " + problem);
     if (!clean.finished || clean.pages != clean_.pages)
       problems.push_back("the next page is not perfect");
+
+    // A toolkit that remembers something of the faulty job asks a new device otherwise.
+    auto other = NewDevice(kJobs[0]);
+    network_.Begin(other.get());
+    RunJob(kJobs[0], device_name_, &clock_, network_, Excuse::kNone);
+    if (network_.Counts().to_device != clean_counts_.to_device)
+      problems.push_back("a new device is asked otherwise");
     if (problems.empty()) return;
     ++wrong_;
     std::printf("WRONG: scantk-sweep --job %s --fault %s --at %lld\n", job.name, fault.name,
@@ -210,9 +236,10 @@ class Sweep {
   std::string device_name_;
   sim::DeviceConfig config_;
   JobRecord reference_, clean_;
-  LineCounts counts_;
+  LineCounts counts_, clean_counts_;
   int64_t allocations_ = 0;
   int64_t jobs_ = 0;
+  int64_t registry_changes_ = 0;
   int wrong_ = 0;
   std::vector<int64_t> longest_ = std::vector<int64_t>(16);
 };
@@ -224,8 +251,9 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     const char* value = i + 1 < argc ? argv[i + 1] : "";
-    if (word == "--all") {
-      options.sample = 0;
+    if (word == "--all" || word == "--traced") {
+      if (word == "--all") options.sample = 0;
+      if (word == "--traced") options.traced = true;
       continue;
     }
     if (word == "--job") {

@@ -17,8 +17,7 @@ constexpr int64_t kNever = -1;
 
 class VirtualSocket final : public StreamSocket {
  public:
-  explicit VirtualSocket(VirtualNetwork* network)
-      : network_(*network), device_(*network->device_) {
+  explicit VirtualSocket(VirtualNetwork* network) : network_(*network), device_(*network->device_) {
     ++network_.open_sockets_;
   }
   ~VirtualSocket() override {
