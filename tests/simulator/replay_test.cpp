@@ -96,13 +96,14 @@ TEST_F(Replayed, HostsThatDepartAreAnsweredAllTheSame) {
   EXPECT_EQ("*s257d0V", host->Ask("257E"));     // soon after; the command before it left out
   EXPECT_EQ("*s257d0V", host->Ask("257E"));     // the page between is not
   EXPECT_EQ("*s1024d0N", host->Ask("1024E"));   // never asked
-  host->Send("~*a0C");                          // never sent
-  EXPECT_EQ(6, device->departures());
+  host->Send("~*a0C~*s1025E");                  // never sent, and never asked
+  EXPECT_EQ("\x1b*s1025d0N", host->Read(11));
+  EXPECT_EQ(7, device->departures());
   host->Send("~*f0S");
   EXPECT_EQ(18u, host->Read(18).size());
   EXPECT_EQ("*s257d4V", host->Ask("257E"));
   EXPECT_TRUE(host->Closed());
-  EXPECT_EQ(7, device->departures());
+  EXPECT_EQ(8, device->departures());
 }
 
 TEST_F(Replayed, TablesAreNoCommands) {
