@@ -1,0 +1,106 @@
+// What a device that announces the most that it can costs the host in memory.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "simulator/scanner_core.h"
+#include "tests/contract/toolkit.h"
+#include "tests/sweep/failing_memory.h"
+#include "tests/sweep/sweep_host.h"
+
+namespace scantk::test {
+namespace {
+
+constexpr int64_t kMegabyte = 1 << 20;
+// What a scan takes at most, and what a block may announce.
+constexpr int64_t kOrdinary = 8 * kMegabyte;
+constexpr int64_t kLargestBlock = 64 * kMegabyte;
+
+constexpr SweepJob kRaw = {"raw", T_COLOR, false, 0, 120, 80};
+constexpr SweepJob kJpeg = {"jpeg", T_COLOR, true, 0, 256, 192};
+
+// A scanner whose JPEG pictures say that they are as large as pictures can be.
+class HugePictures : public sim::Responder {
+ public:
+  explicit HugePictures(sim::ScannerCore* device) : device_(*device) {}
+  bool Greet(sim::Conversation& host, bool busy) override { return device_.Greet(host, busy); }
+  size_t Receive(sim::Conversation& host, const uint8_t* bytes, size_t size) override {
+    return device_.Receive(host, bytes, size);
+  }
+  void Produce(sim::Conversation& host) override {
+    device_.Produce(host);
+    constexpr uint8_t kFrameHeader[] = {0xFF, 0xC0, 0, 17, 8};
+    for (auto& piece : host.out) {
+      const auto frame =
+          std::search(piece.begin(), piece.end(), std::begin(kFrameHeader), std::end(kFrameHeader));
+      if (piece.end() - frame < 9) continue;
+      std::fill(frame + 5, frame + 9, uint8_t{0xFF});
+      ++patched;
+    }
+  }
+  void Leave(sim::Conversation& host) override { device_.Leave(host); }
+
+  int patched = 0;
+
+ private:
+  sim::ScannerCore& device_;
+};
+
+class HostileAnnouncements : public ::testing::Test {
+ protected:
+  HostileAnnouncements() : name_(sandbox_.AddNetworkDevice("127.0.0.1")) {
+    config_.paper = "pattern";
+    config_.keep_log = false;
+  }
+  // The most memory, device included, that a job takes beyond what there was.
+  int64_t Peak(const SweepJob& job, sim::Responder* device) {
+    network_.Begin(device);
+    CountAllocations();
+    const JobRecord record = RunJob(job, name_, &clock_, network_, Excuse::kDeviceLies);
+    const int64_t peak = PeakBytes();
+    EXPECT_EQ(std::vector<std::string>(), record.problems);
+    finished_ = record.finished;
+    return peak;
+  }
+
+  Sandbox sandbox_;
+  VirtualClock clock_;
+  VirtualNetwork network_{&clock_};
+  const std::string name_;
+  sim::DeviceConfig config_;
+  bool finished_ = false;
+};
+
+TEST_F(HostileAnnouncements, OfBlocksRecordsAndAnswers) {
+  const struct {
+    const char* fault;
+    int64_t bound;
+  } cases[] = {
+      {"block-length@block:1=67108864", kLargestBlock + kOrdinary},
+      {"block-length@block:1=67108873", kOrdinary},
+      {"block-length@block:1=4294967295", kOrdinary},
+      {"record-length@block:1=32767", kOrdinary},
+      {"string-length=2147483647", kOrdinary},
+      {"endless-string=1000000", kOrdinary},
+      {"endless-number=1000000", kOrdinary},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    config_.faults = {sim::ParseFault(c.fault)};
+    sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
+    EXPECT_LE(Peak(kRaw, &device), c.bound);
+  }
+}
+
+TEST_F(HostileAnnouncements, OfPictures) {
+  sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
+  EXPECT_LE(Peak(kJpeg, &device), kOrdinary);
+  EXPECT_TRUE(finished_);
+  HugePictures huge(&device);
+  EXPECT_LE(Peak(kJpeg, &huge), 24 * kMegabyte);
+  EXPECT_GE(huge.patched, 1);
+}
+
+}  // namespace
+}  // namespace scantk::test
