@@ -191,6 +191,13 @@ TEST_F(FeaturesTest, Properties) {
   EXPECT_EQ(static_cast<WideChar>('s'), text[0]);
   EXPECT_EQ(0, text[1]);
   TaskFree(text);
+  // A device that does not tell its vendor has the usual sensor.
+  device->AddFault("garbage@variable:503*1");
+  EXPECT_EQ(kOk, Call(toolkit->properties, &IHWProperty::GetHWPropString, session,
+                      Wide("CCD Type").c_str(), &text));
+  ASSERT_TRUE(text);
+  EXPECT_EQ(static_cast<WideChar>('t'), text[0]);
+  TaskFree(text);
   EXPECT_EQ(kUnknown, Call(toolkit->properties, &IHWProperty::GetHWPropString, session,
                            Wide("ADF").c_str(), &text));
   EXPECT_EQ(nullptr, text);
@@ -206,6 +213,15 @@ TEST_F(FeaturesTest, PanelGates) {
   EXPECT_EQ(S_OK, toolkit->panel->SetCodePage(session, 1252, &code));
   EXPECT_EQ(77u, code);
   EXPECT_EQ(kInvalidParameter, Call(toolkit->panel, &IControlPanel::SetCodePage, session, 437u));
+  EXPECT_EQ(kInvalidParameter,
+            Call(toolkit->panel, &IControlPanel::SetControlPanelValue, session, 8u, 1u));
+  WideChar* text = nullptr;
+  uint32_t bytes = 0;
+  EXPECT_EQ(kInvalidParameter, Call(toolkit->panel, &IControlPanel::GetControlPanelString, session,
+                                    1u, &text, &bytes));
+  EXPECT_EQ(nullptr, text);
+  EXPECT_EQ(kInvalidParameter, Call(toolkit->panel, &IControlPanel::SetControlPanelString, session,
+                                    1u, Wide("Ready").c_str(), 10u));
   EXPECT_EQ(kInvalidParameter,
             Call(toolkit->panel, &IControlPanel::SetControlPanelDestinationString, session, 0u,
                  Wide("Desk").c_str()));

@@ -121,9 +121,10 @@ TEST_F(RefusalsTest, FeederMethodsThatAskNothing) {
   EXPECT_EQ(kInvalidParameter, Call(feeder, &IADF3::SetHWDuplexToggleState, session, uint8_t{1}));
   EXPECT_EQ(kOk, Call(feeder, &IADF3::ADFStartJob, session));
   EXPECT_EQ(kOk, Call(feeder, &IADF3::ADFEndJob, session));
+  EXPECT_EQ(kOk, Call(feeder, &IADF2::ADFEjectMedia, session));
   EXPECT_EQ(kOk, Call(feeder, &IADF2::ADF2PaperFeed, session, &length));
   EXPECT_EQ(0u, length);
-  EXPECT_EQ(0, device->CountInLog("SL_ADF_FEED_PAGE"));
+  EXPECT_EQ(0, device->CountInLog("SL_ADF_FEED_PAGE") + device->CountInLog("SL_ADF_EJECT_PAGE"));
   // The request is carried out when the scan starts.
   SCANNER_PARAMETERS page = Parameters(T_GREYSCALE, 75);
   page.wScanMethod = T_METHOD_ADF;
@@ -167,6 +168,7 @@ TEST_F(RefusalsTest, AResetReachesTheDevice) {
   With("");
   const int before = device->CountInLog("SL_RESET");
   EXPECT_EQ(kOk, Call(toolkit->scanner, &IScanner::ResetScanner, session));
+  EXPECT_EQ(kOk, IsReady());  // answered behind the reset
   EXPECT_EQ(before + 1, device->CountInLog("SL_RESET"));
 }
 

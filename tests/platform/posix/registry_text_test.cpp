@@ -22,6 +22,7 @@ const std::string kSample = std::string(kHead) +
                             "  ff\r\n"
                             "\"Wide\"=hex(2):25,00,41,00,e4,00,00,00\r\n"
                             "\"Other\"=hex(b):01,00\r\n"
+                            "\"Beyond\"=\"\xF0\x9F\x96\xA8\"\r\n"  // two units in UTF-16
                             "\r\n"
                             "[HKEY_LOCAL_MACHINE\\Software\\Orvane\\Deep\\er]\r\n"
                             "\"x\"=\"\"\r\n";
@@ -57,6 +58,7 @@ TEST(RegistryTextTest, ReadsEveryKindOfValueInEveryEncoding) {
     EXPECT_EQ(Data(text, kKey, "Number"), std::string("\x2A\0\0\0", 4));
     EXPECT_EQ(Data(text, kKey, "Bytes"), "\x01\x02\xFF");
     EXPECT_EQ(Data(text, kKey, "Wide"), Nul("%A\xC3\xA4"));
+    EXPECT_EQ(Data(text, kKey, "Beyond"), Nul("\xF0\x9F\x96\xA8"));
     EXPECT_EQ(text.FindValue(kKey, "Wide")->type, kRegExpandString);
     EXPECT_EQ(text.FindValue(kKey, "Other")->type, 11u);
     EXPECT_EQ(text.Subkeys(kKey), std::vector<std::string>{"Deep"});
