@@ -29,7 +29,7 @@ namespace {
 constexpr int kWarmUp =
     8;  // jobs of a worker after which nothing is made once and for all any more
 constexpr size_t kHeapPerJob = 1 << 20;       // left allocated by one job
-constexpr size_t kHeapInAll = 256 << 10;      // by all the jobs of a worker
+constexpr size_t kHeapInAll = 128 << 10;      // by all the jobs of a worker
 constexpr size_t kResidentInAll = 64u << 20;  // what the allocator may keep for later
 
 int64_t Milliseconds() {

@@ -7,7 +7,10 @@
 namespace scantk::test {
 
 OwnRegistry::OwnRegistry(const std::string& folder) {
-  setenv("SCANTK_REGISTRY", (folder + "/registry.reg").c_str(), 1);
+  // The C library keeps every text that it is given to copy; this one it only points to.
+  static std::string setting;
+  setting = "SCANTK_REGISTRY=" + folder + "/registry.reg";
+  putenv(setting.data());
 }
 
 OwnRegistry::~OwnRegistry() {
