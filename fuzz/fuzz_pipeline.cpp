@@ -18,7 +18,7 @@ struct Chain {
   int enlarging = 0;
 };
 
-constexpr int64_t kMostRows = 4096;
+constexpr int64_t kMostRows = 16;
 
 void AddXform(FuzzInput& input, bool is_last, Chain* chain) {
   const uint8_t kind = input.Byte();
@@ -31,6 +31,9 @@ void AddXform(FuzzInput& input, bool is_last, Chain* chain) {
     // and not for another transform to store.
     if (xform.builtInId == XFORM_FLIP && !is_last)
       xform.params[2] = std::min(xform.params[2], kMostRows);
+    // One wild enlargement is enough.
+    if (xform.builtInId == XFORM_SCALE && chain->enlarging++ > 0)
+      for (int i = 0; i < 2; ++i) xform.params[i] = std::min(xform.params[i], kScaleOne);
   } else if (xform.builtInId == XFORM_SCALE) {
     // Two that enlarge are enough: eight of them turn a pixel into a gigabyte.
     for (int i = 0; i < 2; ++i) {
