@@ -13,6 +13,8 @@
 //
 // Threads: any method may be called on any thread. The lock of LockScanner is what keeps callers of
 // one device apart; without it two threads must not call device methods of one session at once.
+// An object counts the lines of one page at a time: scan from two devices at once through two
+// objects.
 // Time: every wait for a byte of the device is bounded (30 s), but an answer is waited for six
 // times: a device that has gone silent holds a method for up to three minutes for each answer it
 // needs.
