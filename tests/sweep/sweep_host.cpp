@@ -48,7 +48,8 @@ class SweepHost {
     if (DllGetClassObject(CLSID_scanner, IID_IClassFactory, factory.OutVoid()) != S_OK ||
         factory->CreateInstance(nullptr, IID_IScanner, scanner_.OutVoid()) != S_OK ||
         scanner_->QueryInterface(IID_IADF3, feeder_.OutVoid()) != S_OK ||
-        scanner_->QueryInterface(IID_ICompression, compression_.OutVoid()) != S_OK) {
+        scanner_->QueryInterface(IID_ICompression, compression_.OutVoid()) != S_OK ||
+        scanner_->QueryInterface(IID_IReserve, reserve_.OutVoid()) != S_OK) {
       Report("no object", excuse_ != Excuse::kMemoryFails);
       return false;
     }
@@ -59,6 +60,7 @@ class SweepHost {
     scanner_ = {};
     feeder_ = {};
     compression_ = {};
+    reserve_ = {};
   }
 
   void Report(const std::string& problem, bool is_one) {
@@ -107,7 +109,14 @@ class SweepHost {
       return Call(compression_, &ICompression::SetCompressionType, session_,
                   job_.jpeg ? T_COMPRESSION_JPEG : T_COMPRESSION_NONE);
     });
-    return job_.sheets > 0 ? ScanSheets() : ScanPage();
+    if (job_.sheets > 0) return ScanSheets();
+    if (job_.reserves &&
+        Do(Method::kReserve, [&] { return Call(reserve_, &IReserve::JobReserveHW, session_, 0u); }))
+      Do(Method::kRelease, [&] { return Call(reserve_, &IReserve::JobReleaseHW, session_); });
+    const bool scanned = ScanPage();
+    if (job_.reserves)
+      Do(Method::kReset, [&] { return Call(scanner_, &IScanner::ResetScanner, session_); });
+    return scanned;
   }
 
   bool ScanSheets() {
@@ -183,6 +192,7 @@ class SweepHost {
   ComPtr<IScanner> scanner_;
   ComPtr<IADF3> feeder_;
   ComPtr<ICompression> compression_;
+  ComPtr<IReserve> reserve_;
   uint32_t session_ = 0;
   size_t image_ = 0;
   Outcome last_ = kOk;

@@ -17,6 +17,7 @@ struct SweepJob {
   bool jpeg;
   int sheets;              // 0: from the glass
   uint32_t width, length;  // 1/300 inch
+  bool reserves = false;   // the device before, and resets it behind
 };
 
 // What a job has brought.

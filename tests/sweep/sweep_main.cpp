@@ -31,7 +31,7 @@ using namespace scantk;
 using namespace scantk::test;
 
 constexpr SweepJob kJobs[] = {
-    {"raw", T_COLOR, false, 0, 120, 80},
+    {"raw", T_COLOR, false, 0, 120, 80, true},
     {"jpeg", T_COLOR, true, 0, 256, 192},
     {"feeder", T_GREYSCALE, false, 2, 120, 60},
 };

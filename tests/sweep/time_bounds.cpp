@@ -27,27 +27,25 @@ struct Waits {
 Waits WaitsOf(Method method) {
   switch (method) {
     case Method::kLock:
-      return {0, 0, 1};
-    case Method::kUnlock:  // what it writes makes no new connection
+    case Method::kUnlock:
     case Method::kClose:
+    case Method::kRelease:
+    case Method::kReset:
       return {0, 0, 1};
     case Method::kCapabilities:
       return {4, 0, 1};
     case Method::kBufferInfo:
     case Method::kFeederReady:
-    case Method::kReset:
-    case Method::kReserve:
       return {2, 0, 1};
     case Method::kStart:
       return {4, 2, 1};
     case Method::kRead:
-      return {2, 1, 1};
+    case Method::kReserve:
     case Method::kStop:
       return {2, 1, 1};
     case Method::kOpen:
     case Method::kLocal:
     case Method::kCompression:
-    case Method::kRelease:
       break;
   }
   return {};
