@@ -96,6 +96,12 @@ void* operator new(size_t size, const std::nothrow_t&) noexcept {
 void* operator new[](size_t size, const std::nothrow_t&) noexcept {
   return Allocate(size, kPlain);
 }
+void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return Allocate(size, static_cast<size_t>(alignment));
+}
+void* operator new[](size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return Allocate(size, static_cast<size_t>(alignment));
+}
 void operator delete(void* memory) noexcept {
   Free(memory);
 }
