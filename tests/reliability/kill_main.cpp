@@ -143,7 +143,7 @@ class KillLoop {
   void KillOnce(int64_t kill_number, const Target& target) {
     int progress = -1;
     const pid_t host = StartHost(target, -1, &progress);
-    // Any step of its first or second job, and then any moment of that step or the next.
+    // Any step of its first or second job, and then any moment of that step or of the next ones.
     const auto step = static_cast<char>(std::uniform_int_distribution<int>(0, kSteps - 1)(dice_));
     int passes = std::uniform_int_distribution<int>(1, 2)(dice_);
     char word = 0;
@@ -152,8 +152,9 @@ class KillLoop {
       if (word == step) --passes;
     }
     if (passes > 0) Fail(kill_number, "the host ended by itself");
-    std::uniform_int_distribution<int> delay_us(0, 3000);
-    std::this_thread::sleep_for(std::chrono::microseconds(delay_us(dice_)));
+    std::uniform_int_distribution<int> delay_us(-3000, 3000);  // as often at once
+    if (const int wait = delay_us(dice_); wait > 0)
+      std::this_thread::sleep_for(std::chrono::microseconds(wait));
     kill(host, SIGKILL);
     const int64_t killed = Microseconds();
     int status = 0;
