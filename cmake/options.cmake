@@ -8,8 +8,9 @@ endif()
 if(SCANTK_SANITIZE)
   add_compile_options(-fsanitize=${SCANTK_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
-  # The sanitizers' own code makes GCC see uninitialised values in the standard library.
-  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  # The sanitizers' own code makes GCC see uninitialised values in the standard library, and forget
+  # which values a number can have.
+  add_compile_options("$<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized;-Wno-format-truncation>")
   add_link_options(-fsanitize=${SCANTK_SANITIZE})
 endif()
 
