@@ -20,7 +20,7 @@ std::atomic<int64_t> live{0};
 std::atomic<int64_t> peak{0};
 
 void* Allocate(size_t size, size_t alignment) {
-  if (under_test > 0 && holds == 0 && allocations++ == failing) return nullptr;
+  if (IsUnderTest() && allocations++ == failing) return nullptr;
   void* memory = alignment > alignof(std::max_align_t)
                      ? std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment)
                      : std::malloc(size > 0 ? size : 1);
@@ -41,6 +41,10 @@ void* AllocateOrThrow(size_t size, size_t alignment) {
 }
 
 }  // namespace
+
+bool IsUnderTest() {
+  return under_test > 0 && holds == 0;
+}
 
 MemoryUnderTest::MemoryUnderTest() {
   ++under_test;

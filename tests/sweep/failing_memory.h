@@ -21,6 +21,9 @@ class MemoryHolds {
   ~MemoryHolds();
 };
 
+// Whether the toolkit is at work on this thread.
+bool IsUnderTest();
+
 // Starts counting; the allocation `number`, 0 being the first, fails, none when it is negative.
 void CountAllocations(int64_t number = -1);
 int64_t CountedAllocations();

@@ -50,7 +50,7 @@ class SweepHost {
         scanner_->QueryInterface(IID_IADF3, feeder_.OutVoid()) != S_OK ||
         scanner_->QueryInterface(IID_ICompression, compression_.OutVoid()) != S_OK ||
         scanner_->QueryInterface(IID_IReserve, reserve_.OutVoid()) != S_OK) {
-      Report("no object", excuse_ != Excuse::kMemoryFails);
+      Report("no object", excuse_ != Excuse::kSystemFails);
       return false;
     }
     return true;
@@ -90,7 +90,7 @@ class SweepHost {
   }
 
   bool Excused(Method method) const {
-    if (excuse_ == Excuse::kMemoryFails) return FAILED(last_.result);
+    if (excuse_ == Excuse::kSystemFails) return FAILED(last_.result);
     return excuse_ == Excuse::kDeviceLies && method == Method::kRead && last_ == kInvalidParameter;
   }
 

@@ -39,7 +39,7 @@ struct JobRecord {
 enum class Excuse {
   kNone,
   kDeviceLies,   // it may have granted a page and then made another
-  kMemoryFails,  // any method may fail
+  kSystemFails,  // memory or a call: any method may fail
 };
 
 // `device` is the name under which the device is installed.

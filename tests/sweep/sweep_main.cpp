@@ -7,8 +7,8 @@
 //   scantk-sweep --job J --fault F [--at N]
 //   --traced                          with every line of the trace written
 //
-// A fault is a name of kFaults; its place a byte, a connection, a call of the network or an
-// allocation, the first being 0.
+// A fault is a name of kFaults; its place a byte, a connection, a call of the network or of the
+// system's files, or an allocation, the first being 0.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -20,6 +20,7 @@
 
 #include "simulator/scanner_core.h"
 #include "tests/contract/toolkit.h"
+#include "tests/sweep/failing_calls.h"
 #include "tests/sweep/failing_memory.h"
 #include "tests/sweep/sweep_host.h"
 #include "tests/sweep/time_bounds.h"
@@ -39,9 +40,9 @@ constexpr size_t kJpegTailRows = 17;  // may be guessed from a block that is not
 
 struct FaultName {
   const char* name;
-  LineFault line;  // kNone: an allocation
-  int64_t LineCounts::*places;
-  bool true_bytes;  // the bytes that are delivered are the page's
+  LineFault line;
+  int64_t LineCounts::*places;  // null: of the system, by its name
+  bool true_bytes;              // the bytes that are delivered are the page's
 };
 constexpr FaultName kFaults[] = {
     {"drop", LineFault::kDrop, &LineCounts::to_host, false},
@@ -59,7 +60,15 @@ constexpr FaultName kFaults[] = {
     {"unreachable", LineFault::kUnreachable, &LineCounts::connections, true},
     {"call", LineFault::kCall, &LineCounts::calls, true},
     {"memory", LineFault::kNone, nullptr, true},
+    {"file", LineFault::kNone, nullptr, true},
 };
+
+bool IsMemory(const FaultName& fault) {
+  return !fault.places && !std::strcmp(fault.name, "memory");
+}
+bool IsFile(const FaultName& fault) {
+  return !fault.places && !IsMemory(fault);
+}
 
 struct Options {
   std::string job, fault;
@@ -119,9 +128,11 @@ class Sweep {
       network_.Begin(device.get());
       ForgetRegistry();
       CountAllocations();
+      CountSystemCalls();
       reference_ = RunJob(job, device_name_, &clock_, network_, Excuse::kNone);
       counts_ = network_.Counts();
       allocations_ = CountedAllocations();
+      system_calls_ = CountedSystemCalls();
       if (!reference_.finished || !reference_.problems.empty()) {
         std::fprintf(stderr, "the undisturbed job %s fails: %s\n", job.name,
                      reference_.problems.empty() ? "no page" : reference_.problems[0].c_str());
@@ -139,7 +150,9 @@ class Sweep {
   }
 
   void SweepPlaces(const SweepJob& job, const FaultName& fault) {
-    const int64_t places = fault.places ? counts_.*fault.places : allocations_;
+    const int64_t places = fault.places    ? counts_.*fault.places
+                           : IsFile(fault) ? system_calls_
+                                           : allocations_;
     const int64_t step = options_.sample > 0 ? std::max<int64_t>(1, places / options_.sample) : 1;
     const int64_t jobs_before = jobs_;
     const int wrong_before = wrong_;
@@ -160,16 +173,17 @@ class Sweep {
   // One job in which the fault strikes, and one after it.
   void Strike(const SweepJob& job, const FaultName& fault, int64_t at) {
     ++jobs_;
-    const bool memory = !fault.places;
-    const Excuse excuse = memory             ? Excuse::kMemoryFails
+    const Excuse excuse = !fault.places      ? Excuse::kSystemFails
                           : fault.true_bytes ? Excuse::kNone
                                              : Excuse::kDeviceLies;
     auto device = NewDevice(job);
     network_.Begin(device.get(), fault.line, at);
-    if (memory) ForgetRegistry();
-    CountAllocations(memory ? at : -1);
+    if (!fault.places) ForgetRegistry();
+    CountAllocations(IsMemory(fault) ? at : -1);
+    CountSystemCalls(IsFile(fault) ? at : -1);
     JobRecord faulty = RunJob(job, device_name_, &clock_, network_, excuse);
     CountAllocations();
+    CountSystemCalls();
     std::vector<std::string>& problems = faulty.problems;
     for (size_t i = 0; i < longest_.size(); ++i)
       longest_[i] = std::max(longest_[i], faulty.longest[i]);
@@ -237,7 +251,7 @@ class Sweep {
   sim::DeviceConfig config_;
   JobRecord reference_, clean_;
   LineCounts counts_, clean_counts_;
-  int64_t allocations_ = 0;
+  int64_t allocations_ = 0, system_calls_ = 0;
   int64_t jobs_ = 0;
   int64_t registry_changes_ = 0;
   int wrong_ = 0;
