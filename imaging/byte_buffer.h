@@ -11,9 +11,9 @@
 
 namespace scantk {
 
-// The largest single buffer, in bytes: far above any row that a scanner makes (a 48-bit row of
-// 65535 pixels takes 393210), far below what would hurt the host.
-inline constexpr size_t kMaxBufferBytes = size_t{64} << 20;
+// The largest single buffer, in bytes: above any row that a scanner makes (2^20 pixels of 48 bits
+// take 6 MB) and all that the JPEG decoder needs, far below what would hurt the host.
+inline constexpr size_t kMaxBufferBytes = size_t{8} << 20;
 
 // Bytes allocated behind every buffer's capacity, never counted as space.
 inline constexpr size_t kBufferSlack = 12;

@@ -13,9 +13,10 @@ namespace scantk::test {
 namespace {
 
 constexpr int64_t kMegabyte = 1 << 20;
-// What a scan takes at most, and what a block may announce.
+// What a scan takes at most, and what a block and a row may announce.
 constexpr int64_t kOrdinary = 8 * kMegabyte;
 constexpr int64_t kLargestBlock = 64 * kMegabyte;
+constexpr int64_t kLargestRow = 8 * kMegabyte;
 
 constexpr SweepJob kRaw = {"raw", T_COLOR, false, 0, 120, 80};
 constexpr SweepJob kJpeg = {"jpeg", T_COLOR, true, 0, 256, 192};
@@ -90,6 +91,31 @@ TEST_F(HostileAnnouncements, OfBlocksRecordsAndAnswers) {
     config_.faults = {sim::ParseFault(c.fault)};
     sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
     EXPECT_LE(Peak(kRaw, &device), c.bound);
+  }
+}
+
+// Told behind GetBufferInfo, where the host's own buffer does not grow with it.
+TEST_F(HostileAnnouncements, OfRows) {
+  const struct {
+    const char* pixels;
+    int64_t least, bound;
+  } cases[] = {
+      {"2796202", kLargestRow, 3 * kLargestRow + kOrdinary},  // 24 bits each: just below 8 MB
+      {"2796203", 0, kOrdinary},
+      {"2147483647", 0, kOrdinary},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.pixels);
+    int64_t most = 0;
+    for (int answer = 24; answer < 48; ++answer) {
+      const std::string moment = "answer@variable:1024,answer:" + std::to_string(answer) + "=";
+      config_.faults = {sim::ParseFault(moment + c.pixels),
+                        sim::ParseFault("answer@variable:13510=2")};  // and turn the page over
+      sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
+      most = std::max(most, Peak(kRaw, &device));
+    }
+    EXPECT_GE(most, c.least);
+    EXPECT_LE(most, c.bound);
   }
 }
 
