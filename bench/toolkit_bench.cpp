@@ -22,6 +22,7 @@
 #include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
 #include "simulator/usb_device.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 
 namespace {
@@ -113,13 +114,7 @@ class DeviceProcess {
 };
 
 SCANNER_PARAMETERS ColourPage(uint32_t length) {
-  SCANNER_PARAMETERS parameters = {};
-  parameters.dwWidth = kA4Width;
-  parameters.dwLength = length;
-  parameters.dwScanMode = T_COLOR;
-  parameters.byBitsPerChannel = 8;
-  parameters.wXResolution = parameters.wYResolution = kDpi;
-  return parameters;
+  return PageParameters(T_COLOR, kDpi, {kA4Width, length});
 }
 
 // One session, opened and locked, uncompressed.

@@ -16,6 +16,7 @@
 #include "platform/system.h"
 #include "scanner/scanner_object.h"
 #include "simulator/paper.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/sweep/virtual_network.h"
 
 using namespace scantk;
@@ -186,15 +187,7 @@ class Host {
 
   // What came of the page; `ended` when it is whole.
   std::vector<uint8_t> Scan(uint32_t mode, uint16_t dpi, uint32_t lines, int reads, bool* ended) {
-    SCANNER_PARAMETERS page = {};
-    page.dwLeft = 40;
-    page.dwTop = 80;
-    page.dwWidth = 400;
-    page.dwLength = 200;
-    page.dwScanMode = mode;
-    page.byBitsPerChannel = mode == T_BW ? 1 : 8;
-    page.wXResolution = page.wYResolution = dpi;
-    page.wGreyChannel = T_GREY_NTSC;
+    SCANNER_PARAMETERS page = test::PageParameters(mode, dpi, {400, 200, 40, 80});
     page.wScanMethod = method_;
     BUFFER_INFO info = {};
     Do(scanner_, &IScanner::SetScannerParameters, &page);

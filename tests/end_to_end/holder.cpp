@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 
 int main(int argc, char** argv) {
@@ -18,12 +19,7 @@ int main(int argc, char** argv) {
       !(Call(scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, 5000u) == kOk))
     return 3;
   if (std::string(argv[2]) == "scan") {
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwWidth = 2400;
-    parameters.dwLength = 3000;
-    parameters.dwScanMode = T_COLOR;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 300;
+    SCANNER_PARAMETERS parameters = PageParameters(T_COLOR, 300, {2400, 3000});
     BUFFER_INFO info = {};
     uint32_t got = 0;
     Call(scanner, &IScanner::SetScannerParameters, session, &parameters);

@@ -1,6 +1,7 @@
 #include "tests/end_to_end/scanned.h"
 
 #include "platform/system.h"
+#include "tests/contract/page_parameters.h"
 
 namespace scantk::test {
 
@@ -43,16 +44,7 @@ void ScanTest::Close() {
 }
 
 SCANNER_PARAMETERS ScanTest::Parameters(uint32_t mode, uint16_t dpi) const {
-  SCANNER_PARAMETERS parameters = {};
-  parameters.dwLeft = 150;
-  parameters.dwTop = 300;
-  parameters.dwWidth = 1203;
-  parameters.dwLength = 900;
-  parameters.dwScanMode = mode;
-  parameters.byBitsPerChannel = mode == T_BW ? 1 : 8;
-  parameters.wXResolution = parameters.wYResolution = dpi;
-  parameters.wGreyChannel = T_GREY_NTSC;
-  return parameters;
+  return PageParameters(mode, dpi, {1203, 900, 150, 300});
 }
 
 Page ScanTest::Scan(const SCANNER_PARAMETERS& wanted, uint32_t lines_per_read,

@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 
 namespace scantk::test {
@@ -45,11 +46,7 @@ class Host {
 
   void ScanPage(const Toolkit& toolkit, uint32_t session) {
     const auto& scanner = toolkit.scanner;
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwWidth = parameters.dwLength = 600;
-    parameters.dwScanMode = T_COLOR;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 150;
+    SCANNER_PARAMETERS parameters = PageParameters(T_COLOR, 150, {600, 600});
     BUFFER_INFO info = {};
     Expect(Call(scanner, &IScanner::SetScannerParameters, session, &parameters));
     Say(Step::kBufferInfo);

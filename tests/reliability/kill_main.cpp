@@ -21,6 +21,7 @@
 #include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
 #include "simulator/usb_device.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 #include "tests/reliability/kill_host.h"
 #include "tests/reliability/leak_watch.h"
@@ -219,11 +220,7 @@ class KillLoop {
                           std::ostream* wrong) {
     const auto& scanner = toolkit.scanner;
     Call(toolkit.compression, &ICompression::SetCompressionType, session, T_COMPRESSION_NONE);
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwWidth = parameters.dwLength = 200;
-    parameters.dwScanMode = T_GREYSCALE;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 150;
+    SCANNER_PARAMETERS parameters = PageParameters(T_GREYSCALE, 150, {200, 200});
     BUFFER_INFO info = {};
     Call(scanner, &IScanner::SetScannerParameters, session, &parameters);
     Expect("buffer info", Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &info), kOk,

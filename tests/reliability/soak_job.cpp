@@ -9,6 +9,7 @@
 #include "platform/clock.h"
 #include "platform/component.h"
 #include "platform/system.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/reliability/leak_watch.h"
 #include "tests/reliability/legal_outcomes.h"
 #include "tests/reliability/soak_device.h"
@@ -357,15 +358,7 @@ class Job {
   }
 
   SCANNER_PARAMETERS CleanParameters() const {
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwLeft = 150;
-    parameters.dwTop = 300;
-    parameters.dwWidth = 240;
-    parameters.dwLength = 300;
-    parameters.dwScanMode = T_GREYSCALE;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 150;
-    parameters.wGreyChannel = T_GREY_NTSC;
+    SCANNER_PARAMETERS parameters = PageParameters(T_GREYSCALE, 150, {240, 300, 150, 300});
     parameters.wScanMethod = plan_.parameters.wScanMethod;
     return parameters;
   }

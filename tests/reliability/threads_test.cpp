@@ -15,6 +15,7 @@
 #include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
 #include "simulator/usb_device.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 
 namespace scantk::test {
@@ -93,11 +94,7 @@ class ThreadsTest : public ::testing::Test {
   std::vector<uint8_t> Scan(Toolkit& toolkit, uint32_t session) {
     const auto& scanner = toolkit.scanner;
     Call(toolkit.compression, &ICompression::SetCompressionType, session, T_COMPRESSION_NONE);
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwWidth = parameters.dwLength = 200;
-    parameters.dwScanMode = T_GREYSCALE;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 150;
+    SCANNER_PARAMETERS parameters = PageParameters(T_GREYSCALE, 150, {200, 200});
     BUFFER_INFO info = {};
     Call(scanner, &IScanner::SetScannerParameters, session, &parameters);
     EXPECT_EQ(kOk, Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &info));

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "platform/component_support.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 #include "tests/sweep/failing_memory.h"
 #include "tests/sweep/time_bounds.h"
@@ -136,12 +137,7 @@ class SweepHost {
   }
 
   bool ScanPage() {
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwWidth = job_.width;
-    parameters.dwLength = job_.length;
-    parameters.dwScanMode = job_.mode;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 75;
+    SCANNER_PARAMETERS parameters = PageParameters(job_.mode, 75, {job_.width, job_.length});
     parameters.wScanMethod = job_.sheets > 0 ? T_METHOD_ADF : T_METHOD_FLATBED;
     BUFFER_INFO info = {};
     if (!Do(Method::kLocal,

@@ -11,6 +11,7 @@
 
 #include "platform/console.h"
 #include "tests/config/fake_discovery.h"
+#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 #include "tests/windows/cable.h"
 #include "tests/windows/com_class.h"
@@ -56,12 +57,7 @@ class DeviceTest : public ::testing::Test {
   std::vector<uint8_t> ScanPage(uint32_t session, int reads,
                                 const std::function<void(int)>& before_read = {}) {
     const auto& scanner = toolkit.scanner;
-    SCANNER_PARAMETERS parameters = {};
-    parameters.dwWidth = 1200;
-    parameters.dwLength = 900;
-    parameters.dwScanMode = T_COLOR;
-    parameters.byBitsPerChannel = 8;
-    parameters.wXResolution = parameters.wYResolution = 150;
+    SCANNER_PARAMETERS parameters = PageParameters(T_COLOR, 150, {1200, 900});
     BUFFER_INFO info = {};
     EXPECT_EQ(kOk, Call(scanner, &IScanner::SetScannerParameters, session, &parameters));
     EXPECT_EQ(kOk, Call(scanner, &IScanner::GetBufferInfo, session, &parameters, &info));
