@@ -85,10 +85,12 @@ TEST_F(HostileAnnouncements, OfBlocksRecordsAndAnswers) {
       {"string-length=2147483647", kOrdinary},
       {"endless-string=1000000", kOrdinary},
       {"endless-number=1000000", kOrdinary},
+      {"answer@variable:1026=2147483647", kOrdinary},  // rows of the page
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.fault);
-    config_.faults = {sim::ParseFault(c.fault)};
+    config_.faults = {sim::ParseFault(c.fault),
+                      sim::ParseFault("answer@variable:13510=2")};  // and turn the page over
     sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
     EXPECT_LE(Peak(kRaw, &device), c.bound);
   }
