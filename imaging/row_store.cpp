@@ -30,9 +30,9 @@ struct RowStore::Spare {
   std::atomic<Slabs*> slabs{nullptr};
 };
 
-RowStore::RowStore() {
-  Spare::Instance();
-}  // so that the spare ones outlive every store
+RowStore::RowStore(size_t most_bytes) : most_bytes_(most_bytes) {
+  Spare::Instance();  // so that the spare ones outlive every store
+}
 
 RowStore::~RowStore() {
   if (row_bytes_ > kSlabBytes || slabs_.empty()) return;
@@ -65,8 +65,10 @@ const uint8_t* RowStore::Row(size_t index) const {
 }
 
 bool RowStore::AddSlab() {
+  const size_t size = std::max(kSlabBytes, row_bytes_);
+  if (slabs_.size() >= most_bytes_ / size) return false;
   try {
-    slabs_.emplace_back(new uint8_t[std::max(kSlabBytes, row_bytes_)]);
+    slabs_.emplace_back(new uint8_t[size]);
     return true;
   } catch (const std::bad_alloc&) {
     return false;

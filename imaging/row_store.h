@@ -16,8 +16,10 @@ namespace scantk {
 class RowStore {
  public:
   static constexpr size_t kSpareBytes = size_t{32} << 20;  // an A4 page, 300 dpi, 24 bits
+  static constexpr size_t kMostBytes = size_t{1} << 30;    // two Legal pages, 1200 dpi, 24 bits
 
-  RowStore();
+  // Never keeps more than `most_bytes`: a device may send rows for ever.
+  explicit RowStore(size_t most_bytes = kMostBytes);
   RowStore(const RowStore&) = delete;
   RowStore& operator=(const RowStore&) = delete;
   ~RowStore();
@@ -25,7 +27,7 @@ class RowStore {
   // Empties the store, for rows of `row_bytes` (at least 1) bytes.
   void Reset(size_t row_bytes);
 
-  // Copies a row behind the others. False when there is no memory for it.
+  // Copies a row behind the others. False when there is no room for it.
   bool Append(const uint8_t* row);
 
   size_t rows() const { return rows_; }
@@ -40,6 +42,7 @@ class RowStore {
 
   // Slabs in use and, behind them, idle ones. All of kSlabBytes, but for rows longer than that.
   Slabs slabs_;
+  size_t most_bytes_;
   size_t rows_ = 0;
   size_t row_bytes_ = 1;
   size_t rows_per_slab_ = 1;

@@ -33,5 +33,18 @@ TEST(RowStore, HoldsItsOwnRowsWhateverWasThereBefore) {
   for (std::thread& thread : threads) thread.join();
 }
 
+TEST(RowStore, KeepsNoMoreThanItMay) {
+  RowStore store(size_t{4} << 20);
+  for (const size_t row_bytes : {size_t{1000000}, size_t{2} << 20}) {
+    const Bytes row(row_bytes, 7);
+    const size_t most = row_bytes == 1000000 ? 4 : 2;
+    store.Reset(row_bytes);
+    for (size_t i = 0; i < most; ++i) ASSERT_TRUE(store.Append(row.data()));
+    EXPECT_FALSE(store.Append(row.data()));
+    EXPECT_EQ(store.rows(), most);
+    EXPECT_EQ(store.Row(most - 1)[row_bytes - 1], 7);
+  }
+}
+
 }  // namespace
 }  // namespace scantk::testing
