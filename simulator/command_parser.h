@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace scantk::sim {
@@ -36,7 +37,7 @@ class CommandParser {
   }
   bool ExpectsData() const { return data_left_ > 0; }
   /// The download that has come whole, and is given away.
-  std::vector<uint8_t> TakeData() { return std::move(data_); }
+  std::vector<uint8_t> TakeData() { return std::exchange(data_, {}); }
   /// Bytes that fitted no command so far.
   int64_t strays() const { return strays_; }
 

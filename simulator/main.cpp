@@ -234,6 +234,7 @@ int Render(const DeviceConfig& config, const std::string& path) {
 // blocked.
 int RunCommand(const std::vector<std::string>& command, const sigset_t& ends) {
   std::vector<char*> words;
+  words.reserve(command.size() + 1);
   for (const std::string& word : command) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
   const pid_t child = fork();

@@ -101,7 +101,7 @@ void ParseText(std::string_view* text, size_t* room, std::vector<uint8_t>* to) {
     }
     Append({&byte, 1}, 1, room, to);
   }
-  if (!text->empty() && CutTo(text, ' ').size() > 0) Refuse("no blank behind a text");
+  if (!text->empty() && !CutTo(text, ' ').empty()) Refuse("no blank behind a text");
 }
 
 void ParseHex(std::string_view word, size_t* room, std::vector<uint8_t>* to) {

@@ -76,7 +76,7 @@ std::string Sandbox::NextInstance() const {
 
 std::string Sandbox::AddNetworkDevice(const std::string& address, int port_number) {
   const std::string key = NextInstance();
-  const std::string name = "test scanner " + key + " " + std::to_string(ProcessId());
+  std::string name = "test scanner " + key + " " + std::to_string(ProcessId());
   const std::string instance = std::string(kClassKey) + "\\" + key;
   RegistryKey description = MachineKey(instance);
   SetText(description, "DriverDesc", "A scanner of the tests");

@@ -115,7 +115,7 @@ TEST(DeviceFile, HandlesThatAreNotOpen) {
 // A stack that answers with given bytes, in pieces of a given size, and then closes.
 class ScriptedStack {
  public:
-  ScriptedStack(const std::string& path, std::string answers, size_t piece)
+  ScriptedStack(const std::string& path, const std::string& answers, size_t piece)
       : listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     unlink(path.c_str());
     sockaddr_un own = {};

@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/io/loopback_device.h"
@@ -62,11 +63,11 @@ class Dot4Stack {
   // The requests since the last call.
   std::vector<StackRequest> TakeRequests() {
     std::lock_guard lock(mutex_);
-    return std::move(requests_);
+    return std::exchange(requests_, {});
   }
   std::string TakeWritten() {
     std::lock_guard lock(mutex_);
-    return std::move(written_);
+    return std::exchange(written_, {});
   }
 
  private:

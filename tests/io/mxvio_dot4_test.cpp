@@ -18,7 +18,6 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsSupersetOf;
-using testing::Not;
 
 using Lines = std::vector<std::string>;
 

@@ -164,7 +164,7 @@ class KillLoop {
     for (ssize_t got; (got = read(progress, words, sizeof words)) > 0;) word = words[got - 1];
     close(progress);
     if (!WIFSIGNALED(status)) Fail(kill_number, "the host ended by itself");
-    ++at_step_[static_cast<size_t>(word)];
+    ++at_step_[static_cast<uint8_t>(word)];
     const std::string what =
         std::string(target.medium) + ", killed at " + Name(static_cast<Step>(word)) + ": ";
     const std::string next = NextHost(target, killed);

@@ -120,6 +120,7 @@ class ThreadsTest : public ::testing::Test {
 
   void Run(const std::function<void(std::mt19937&)>& work) {
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int number = 0; number < kThreads; ++number)
       threads.emplace_back([number, &work] {
         InitializeComponents();

@@ -51,7 +51,7 @@ extern "C" int open(const char* path, int flags, ...) {
   if (flags & O_CREAT) {
     va_list rest;
     va_start(rest, flags);
-    mode = va_arg(rest, mode_t);
+    mode = va_arg(rest, mode_t);  // NOLINT(clang-analyzer-valist.Uninitialized): it is started
     va_end(rest);
   }
   return Fails() ? -1 : next(path, flags, mode);

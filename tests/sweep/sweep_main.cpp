@@ -40,27 +40,27 @@ constexpr size_t kJpegTailRows = 17;  // may be guessed from a block that is not
 
 struct FaultName {
   const char* name;
-  LineFault line;
   int64_t LineCounts::*places;  // null: of the system, by its name
-  bool true_bytes;              // the bytes that are delivered are the page's
+  LineFault line;
+  bool true_bytes;  // the bytes that are delivered are the page's
 };
 constexpr FaultName kFaults[] = {
-    {"drop", LineFault::kDrop, &LineCounts::to_host, false},
-    {"corrupt", LineFault::kCorrupt, &LineCounts::to_host, false},
-    {"stall", LineFault::kStall, &LineCounts::to_host, true},
-    {"silence", LineFault::kSilence, &LineCounts::to_host, true},
-    {"close", LineFault::kClose, &LineCounts::to_host, true},
-    {"reset", LineFault::kReset, &LineCounts::to_host, true},
-    {"split", LineFault::kSplit, &LineCounts::to_host, true},
-    {"sent-drop", LineFault::kSentDrop, &LineCounts::to_device, false},
-    {"sent-corrupt", LineFault::kSentCorrupt, &LineCounts::to_device, false},
-    {"sent-short", LineFault::kSentShort, &LineCounts::to_device, false},
-    {"sent-reset", LineFault::kSentReset, &LineCounts::to_device, true},
-    {"refuse", LineFault::kRefuse, &LineCounts::connections, true},
-    {"unreachable", LineFault::kUnreachable, &LineCounts::connections, true},
-    {"call", LineFault::kCall, &LineCounts::calls, true},
-    {"memory", LineFault::kNone, nullptr, true},
-    {"file", LineFault::kNone, nullptr, true},
+    {"drop", &LineCounts::to_host, LineFault::kDrop, false},
+    {"corrupt", &LineCounts::to_host, LineFault::kCorrupt, false},
+    {"stall", &LineCounts::to_host, LineFault::kStall, true},
+    {"silence", &LineCounts::to_host, LineFault::kSilence, true},
+    {"close", &LineCounts::to_host, LineFault::kClose, true},
+    {"reset", &LineCounts::to_host, LineFault::kReset, true},
+    {"split", &LineCounts::to_host, LineFault::kSplit, true},
+    {"sent-drop", &LineCounts::to_device, LineFault::kSentDrop, false},
+    {"sent-corrupt", &LineCounts::to_device, LineFault::kSentCorrupt, false},
+    {"sent-short", &LineCounts::to_device, LineFault::kSentShort, false},
+    {"sent-reset", &LineCounts::to_device, LineFault::kSentReset, true},
+    {"refuse", &LineCounts::connections, LineFault::kRefuse, true},
+    {"unreachable", &LineCounts::connections, LineFault::kUnreachable, true},
+    {"call", &LineCounts::calls, LineFault::kCall, true},
+    {"memory", nullptr, LineFault::kNone, true},
+    {"file", nullptr, LineFault::kNone, true},
 };
 
 bool IsMemory(const FaultName& fault) {

@@ -32,7 +32,7 @@ std::string Data(const RegistryText& text, std::string_view path, std::string_vi
   return value ? value->data : "(none)";
 }
 
-std::string Nul(std::string text) {
+std::string Nul(const std::string& text) {
   return text + '\0';
 }
 
