@@ -1,8 +1,9 @@
 // How fast a page comes through the toolkit, what memory it takes, and how many round trips each
 // method costs. Every speed is a ratio to a yardstick measured in the same run, in turn with it.
 //
-//   scantk-bench-toolkit [--rounds N] [--other LIBRARY]
+//   scantk-bench-toolkit [--rounds N] [--transport NAME] [--other LIBRARY]
 //
+// --transport: net, usb or dot4 alone, without the round trips.
 // --other: a second build of the library, whose speed is compared with this one's (the build with
 // the trace calls compiled out).
 #include <sys/wait.h>
@@ -56,6 +57,7 @@ double Median(std::vector<double> values) {
 // Where a device is found, and how.
 struct Place {
   uint32_t io_type;
+  const char* transport;
   const char* medium;
   std::string where;  // an address, or a file
 };
@@ -315,10 +317,12 @@ void CountRoundTrips(Sandbox& sandbox) {
 
 int main(int argc, char** argv) {
   int rounds = 5;
-  std::string other;
+  std::string other, only;
   for (int i = 1; i + 1 < argc; i += 2) {
     if (!std::strcmp(argv[i], "--rounds"))
       rounds = std::max(1, std::atoi(argv[i + 1]));
+    else if (!std::strcmp(argv[i], "--transport"))
+      only = argv[i + 1];
     else if (!std::strcmp(argv[i], "--other"))
       other = argv[i + 1];
     else
@@ -327,10 +331,11 @@ int main(int argc, char** argv) {
   try {
     const Sandbox folder;
     const Place places[] = {
-        {T_IO_NETWORK, "network on loopback", "127.251.0.1"},
-        {T_IO_USB, "USB on a pseudo-terminal", folder.Folder() + "/usb"},
-        {T_IO_DOT4, "DOT4 on a stack of the simulator", folder.Folder() + "/dot4"}};
+        {T_IO_NETWORK, "net", "network on loopback", "127.251.0.1"},
+        {T_IO_USB, "usb", "USB on a pseudo-terminal", folder.Folder() + "/usb"},
+        {T_IO_DOT4, "dot4", "DOT4 on a stack of the simulator", folder.Folder() + "/dot4"}};
     for (const Place& place : places) {
+      if (!only.empty() && only != place.transport) continue;
       const DeviceProcess process(place);
       Sandbox sandbox;
       const bool network = place.io_type == T_IO_NETWORK;
@@ -339,6 +344,7 @@ int main(int argc, char** argv) {
       if (network) MeasureMemory(device);
       MeasureThroughput(place, device, rounds, other);
     }
+    if (!only.empty()) return 0;
     Sandbox sandbox;
     CountRoundTrips(sandbox);
   } catch (const std::exception& problem) {

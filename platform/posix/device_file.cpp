@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -33,6 +34,10 @@ constexpr uintptr_t kInvalidNumber = ~uintptr_t{0};
 // printer-class node) and does not tell which one is the last: the transfer is over when nothing
 // follows for so long.
 constexpr auto kQuiet = std::chrono::milliseconds(2000);
+
+// A stack on this machine answers within microseconds, sooner than a thread falls asleep and wakes
+// up again: a thread that waits for it stays awake for so long.
+constexpr auto kAwake = std::chrono::microseconds(100);
 
 // What errno means for an open device: it is gone, which is not the same as never found.
 uint32_t TransferError(int errno_value) {
@@ -93,6 +98,16 @@ int TimeLeft(const std::optional<TimePoint>& end) {
   const auto left =
       std::chrono::ceil<std::chrono::milliseconds>(*end - std::chrono::steady_clock::now());
   return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
+}
+
+// As poll. The processor is given up at every turn: the stack may need it.
+int PollAwake(pollfd* waiting) {
+  const TimePoint end = std::chrono::steady_clock::now() + kAwake;
+  for (;;) {
+    const int count = poll(waiting, 1, 0);
+    if (count != 0 || std::chrono::steady_clock::now() >= end) return count;
+    sched_yield();
+  }
 }
 
 }  // namespace
@@ -294,7 +309,8 @@ WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
     if (state->HasPieces())
       until = std::min(end.value_or(TimePoint::max()), state->last_piece + kQuiet);
     pollfd waiting = {state_->file.Get(), state_->WantedEvents(*state), 0};
-    const int count = poll(&waiting, 1, TimeLeft(until));
+    int count = state->under_way == State::Kind::kControl ? PollAwake(&waiting) : 0;
+    if (count == 0) count = poll(&waiting, 1, TimeLeft(until));
     if (count == 0 && !state->HasPieces()) return WaitResult::kTimeout;
     if (count == 0) {
       state->Finish();
