@@ -57,7 +57,7 @@ double Median(std::vector<double> values) {
 // Where a device is found, and how.
 struct Place {
   uint32_t io_type;
-  const char* transport;
+  const char* transport;  // as in --transport
   const char* medium;
   std::string where;  // an address, or a file
 };
@@ -334,8 +334,13 @@ int main(int argc, char** argv) {
         {T_IO_NETWORK, "net", "network on loopback", "127.251.0.1"},
         {T_IO_USB, "usb", "USB on a pseudo-terminal", folder.Folder() + "/usb"},
         {T_IO_DOT4, "dot4", "DOT4 on a stack of the simulator", folder.Folder() + "/dot4"}};
+    const auto wanted = [&only](const Place& place) {
+      return only.empty() || only == place.transport;
+    };
+    if (std::none_of(std::begin(places), std::end(places), wanted))
+      Die("there is no transport " + only);
     for (const Place& place : places) {
-      if (!only.empty() && only != place.transport) continue;
+      if (!wanted(place)) continue;
       const DeviceProcess process(place);
       Sandbox sandbox;
       const bool network = place.io_type == T_IO_NETWORK;

@@ -14,11 +14,14 @@ if(SCANTK_SANITIZE)
   add_link_options(-fsanitize=${SCANTK_SANITIZE})
 endif()
 
-# scantk_test(NAME name SOURCES files LIBS libraries [MACHINE_REGISTRY]): one GoogleTest program, one
-# ctest entry. MACHINE_REGISTRY: on Windows it writes keys that other tests read, too; such tests run
-# one after the other.
+# scantk_test(NAME name SOURCES files [POSIX_SOURCES files] LIBS libraries [MACHINE_REGISTRY]): one
+# GoogleTest program, one ctest entry. POSIX_SOURCES: left out on Windows. MACHINE_REGISTRY: on
+# Windows it writes keys that other tests read, too; such tests run one after the other.
 function(scantk_test)
-  cmake_parse_arguments(T "MACHINE_REGISTRY" "NAME" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(T "MACHINE_REGISTRY" "NAME" "SOURCES;POSIX_SOURCES;LIBS" ${ARGN})
+  if(NOT WIN32)
+    list(APPEND T_SOURCES ${T_POSIX_SOURCES})
+  endif()
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE scantk_options ${T_LIBS} GTest::gtest_main GTest::gmock)
   add_test(NAME ${T_NAME} COMMAND ${T_NAME})

@@ -11,14 +11,13 @@ namespace {
 
 constexpr int64_t kScaleOne = 1 << 24;
 constexpr uint8_t kWildParameters = 0x80;
+constexpr int64_t kMostMadeUpRows = 16;
 
 struct Chain {
   std::vector<XformDescriptor> xforms;
   bool is_wild = false;  // a parameter is any number
   int enlarging = 0;
 };
-
-constexpr int64_t kMostRows = 16;
 
 void AddXform(FuzzInput& input, bool is_last, Chain* chain) {
   const uint8_t kind = input.Byte();
@@ -30,8 +29,8 @@ void AddXform(FuzzInput& input, bool is_last, Chain* chain) {
     // Rows that never came are made up. Two thousand million of them are for the host to refuse,
     // and not for another transform to store.
     if (xform.builtInId == XFORM_FLIP && !is_last)
-      xform.params[2] = std::min(xform.params[2], kMostRows);
-    // One wild enlargement is enough.
+      xform.params[2] = std::min(xform.params[2], kMostMadeUpRows);
+    // One wild factor is enough: two of them make minutes of work out of a few rows.
     if (xform.builtInId == XFORM_SCALE && chain->enlarging++ > 0)
       for (int i = 0; i < 2; ++i) xform.params[i] = std::min(xform.params[i], kScaleOne);
   } else if (xform.builtInId == XFORM_SCALE) {

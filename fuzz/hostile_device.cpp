@@ -6,8 +6,8 @@
 
 // The heap is the sanitizer's, which would not have it replaced; nothing fails here.
 namespace scantk::test {
-MemoryHolds::MemoryHolds() = default;
-MemoryHolds::~MemoryHolds() = default;
+TestAtWork::TestAtWork() = default;
+TestAtWork::~TestAtWork() = default;
 }  // namespace scantk::test
 
 namespace scantk::fuzz {

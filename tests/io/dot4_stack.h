@@ -23,6 +23,12 @@
 
 namespace scantk {
 
+// The requests of a stack, written out once more: the toolkit's own are under test.
+namespace stack_code {
+inline constexpr uint32_t kCreate = 0x3A2022, kDestroy = 0x3A202A, kOpen = 0x3A2006,
+                          kClose = 0x3A2008, kRead = 0x3A200E, kWrite = 0x3A2011;
+}
+
 struct StackRequest {
   uint32_t code;
   std::string input;
@@ -137,21 +143,21 @@ class Dot4Stack {
   void Perform(const StackRequest& request, uint32_t* moved, std::string* reply) {
     const std::string data = request.input.size() > 16 ? request.input.substr(16) : "";
     switch (request.code) {
-      case 0x3A2022:
+      case stack_code::kCreate:
         *reply = data;
         if (reply->size() > 52) (*reply)[52] = static_cast<char>(next_socket_++);
         break;
-      case 0x3A2006:
+      case stack_code::kOpen:
         *reply = data.substr(0, 4) + Number(next_channel_++);
         break;
-      case 0x3A200E:
+      case stack_code::kRead:
         if (!reads_.empty()) {
           *reply = reads_.front().substr(0, request.reply_limit);
           reads_.front().erase(0, reply->size());
           if (reads_.front().empty()) reads_.pop_front();
         }
         break;
-      case 0x3A2011:
+      case stack_code::kWrite:
         written_ += data;
         *moved = static_cast<uint32_t>(data.size());
         return;

@@ -64,7 +64,7 @@ TEST_F(LongWaits, UsbDeviceThatTakesAndGivesNothing) {
 }
 
 TEST_F(LongWaits, Dot4StackThatDoesNotAnswer) {
-  constexpr uint32_t kDestroy = 0x3A202A, kClose = 0x3A2008, kRead = 0x3A200E, kWrite = 0x3A2011;
+  using namespace stack_code;
   Dot4Stack stack(place_.File("dot4"));
   MXVIO_DOT4MS transport;
   ASSERT_EQ(S_OK, transport.OpenIO(place_.File("dot4").c_str()));

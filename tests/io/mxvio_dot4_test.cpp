@@ -21,8 +21,7 @@ using testing::IsSupersetOf;
 
 using Lines = std::vector<std::string>;
 
-constexpr uint32_t kCreate = 0x3A2022, kDestroy = 0x3A202A, kOpen = 0x3A2006, kClose = 0x3A2008,
-                   kRead = 0x3A200E, kWrite = 0x3A2011;
+using namespace stack_code;
 
 // Sleeps take no time and are remembered.
 class SleeplessClock : public Clock {

@@ -33,7 +33,9 @@ class Dice {
   uint64_t state_;
 };
 
-enum Moment { kConnection, kCommand, kAnswer, kPage, kBlock, kAnywhere };
+// kOnceKnown: after the device told what it is. A toolkit that learns it asks on although it hears
+// nothing, minutes each time.
+enum Moment { kConnection, kCommand, kOnceKnown, kAnswer, kPage, kBlock, kAnywhere };
 
 // Whether the toolkit waits for bytes that do not come.
 enum Wait { kNever, kPerhaps, kSurely };
@@ -74,7 +76,7 @@ constexpr FaultRow kFaults[] = {
     {"stall", 30, kAnywhere, 1, 900, false, false, false, false, false, kNever},
     {"stall", 3, kAnywhere, 29000, 32000, false, false, true, false, false, kSurely},
     {"slow", 20, kAnywhere, 10, 400, false, false, false, false, false, kNever},
-    {"deaf", 1, kCommand, 0, 0, false, false, true, false, false, kSurely},
+    {"deaf", 1, kOnceKnown, 0, 0, false, false, true, false, false, kSurely},
     {"error", 30, kCommand, 0, 0, false, false, false, false, false, kNever},
     {"reserved", 10, kCommand, 0, 0, false, false, false, false, true, kNever},
     {"empty", 60, kPage, 0, 0, false, false, false, true, false, kNever},
@@ -121,6 +123,8 @@ std::string MomentText(Dice& dice, const SoakPlan& plan, Moment moment) {
       return "@connection:" + count(2);
     case kCommand:
       return "@command:" + count(long_talk ? 30 : 12);
+    case kOnceKnown:
+      return "@command:" + std::to_string(dice.Between(12, 30));
     case kAnswer:
       return "@answer:" + count(long_talk ? 60 : 20);
     case kPage:
@@ -138,9 +142,6 @@ void AddFault(Dice& dice, SoakPlan* plan) {
   const FaultRow& row = DrawFault(dice, *plan);
   std::string text = row.name + MomentText(dice, *plan, row.moment);
   const std::string name = row.name;
-  // A toolkit that learns what a device is asks on although it hears nothing, minutes each time: a
-  // device goes deaf after that.
-  if (name == "deaf") text = name + "@command:" + std::to_string(dice.Between(12, 30));
   if (name == "block-length") text += "=" + std::to_string(dice.OneOf(kBlockLengths));
   if (name == "error") text += "=" + std::to_string(dice.OneOf(kDeviceErrors));
   if (row.low != 0 || row.high != 0) text += "=" + std::to_string(dice.Between(row.low, row.high));

@@ -18,7 +18,7 @@ std::atomic<int64_t> calls{0};
 std::atomic<int64_t> failing{-1};
 
 bool Fails() {
-  if (!IsUnderTest() || calls++ != failing) return false;
+  if (!IsToolkitAtWork() || calls++ != failing) return false;
   errno = EIO;
   return true;
 }

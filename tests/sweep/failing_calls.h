@@ -1,5 +1,5 @@
 // Calls of the operating system that fail on demand while the toolkit is at work
-// (MemoryUnderTest): what opens, reads, writes and renames files.
+// (ToolkitAtWork): what opens, reads, writes and renames files.
 #ifndef SCANTK_TESTS_SWEEP_FAILING_CALLS_H_
 #define SCANTK_TESTS_SWEEP_FAILING_CALLS_H_
 

@@ -20,7 +20,7 @@ std::atomic<int64_t> live{0};
 std::atomic<int64_t> peak{0};
 
 void* Allocate(size_t size, size_t alignment) {
-  if (IsUnderTest() && allocations++ == failing) return nullptr;
+  if (IsToolkitAtWork() && allocations++ == failing) return nullptr;
   void* memory = alignment > alignof(std::max_align_t)
                      ? std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment)
                      : std::malloc(size > 0 ? size : 1);
@@ -42,20 +42,20 @@ void* AllocateOrThrow(size_t size, size_t alignment) {
 
 }  // namespace
 
-bool IsUnderTest() {
+bool IsToolkitAtWork() {
   return under_test > 0 && holds == 0;
 }
 
-MemoryUnderTest::MemoryUnderTest() {
+ToolkitAtWork::ToolkitAtWork() {
   ++under_test;
 }
-MemoryUnderTest::~MemoryUnderTest() {
+ToolkitAtWork::~ToolkitAtWork() {
   --under_test;
 }
-MemoryHolds::MemoryHolds() {
+TestAtWork::TestAtWork() {
   ++holds;
 }
-MemoryHolds::~MemoryHolds() {
+TestAtWork::~TestAtWork() {
   --holds;
 }
 

@@ -7,22 +7,22 @@
 
 namespace scantk::test {
 
-// While one lives on this thread allocations count, and may fail: the toolkit is at work.
-class MemoryUnderTest {
+// While one lives on this thread the toolkit is at work: allocations count, and may fail.
+class ToolkitAtWork {
  public:
-  MemoryUnderTest();
-  ~MemoryUnderTest();
+  ToolkitAtWork();
+  ~ToolkitAtWork();
 };
 
-// While one lives they do not: the test itself is, called by the toolkit.
-class MemoryHolds {
+// While one lives they do not: the toolkit has called the test.
+class TestAtWork {
  public:
-  MemoryHolds();
-  ~MemoryHolds();
+  TestAtWork();
+  ~TestAtWork();
 };
 
 // Whether the toolkit is at work on this thread.
-bool IsUnderTest();
+bool IsToolkitAtWork();
 
 // Starts counting; the allocation `number`, 0 being the first, fails, none when it is negative.
 void CountAllocations(int64_t number = -1);

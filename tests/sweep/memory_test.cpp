@@ -18,6 +18,9 @@ constexpr int64_t kOrdinary = 8 * kMegabyte;
 constexpr int64_t kLargestBlock = 64 * kMegabyte;
 constexpr int64_t kLargestRow = 8 * kMegabyte;
 
+// A device that wants its page turned over, which the host has to keep for it.
+constexpr char kTurned[] = "answer@variable:13510=2";
+
 constexpr SweepJob kRaw = {"raw", T_COLOR, false, 0, 120, 80};
 constexpr SweepJob kJpeg = {"jpeg", T_COLOR, true, 0, 256, 192};
 
@@ -89,14 +92,13 @@ TEST_F(HostileAnnouncements, OfBlocksRecordsAndAnswers) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.fault);
-    config_.faults = {sim::ParseFault(c.fault),
-                      sim::ParseFault("answer@variable:13510=2")};  // and turn the page over
+    config_.faults = {sim::ParseFault(c.fault), sim::ParseFault(kTurned)};
     sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
     EXPECT_LE(Peak(kRaw, &device), c.bound);
   }
 }
 
-// Told behind GetBufferInfo, where the host's own buffer does not grow with it.
+// Told in any answer behind GetBufferInfo, where the host's own buffer does not grow with it.
 TEST_F(HostileAnnouncements, OfRows) {
   const struct {
     const char* pixels;
@@ -111,8 +113,7 @@ TEST_F(HostileAnnouncements, OfRows) {
     int64_t most = 0;
     for (int answer = 24; answer < 48; ++answer) {
       const std::string moment = "answer@variable:1024,answer:" + std::to_string(answer) + "=";
-      config_.faults = {sim::ParseFault(moment + c.pixels),
-                        sim::ParseFault("answer@variable:13510=2")};  // and turn the page over
+      config_.faults = {sim::ParseFault(moment + c.pixels), sim::ParseFault(kTurned)};
       sim::ScannerCore device(config_, nullptr, [this] { return clock_.Milliseconds(); });
       most = std::max(most, Peak(kRaw, &device));
     }

@@ -44,7 +44,7 @@ class SweepHost {
 
  private:
   bool MakeObject() {
-    const MemoryUnderTest at_work;
+    const ToolkitAtWork at_work;
     ComPtr<IClassFactory> factory;
     if (DllGetClassObject(CLSID_scanner, IID_IClassFactory, factory.OutVoid()) != S_OK ||
         factory->CreateInstance(nullptr, IID_IScanner, scanner_.OutVoid()) != S_OK ||
@@ -57,7 +57,7 @@ class SweepHost {
     return true;
   }
   void LetGo() {
-    const MemoryUnderTest at_work;
+    const ToolkitAtWork at_work;
     scanner_ = {};
     feeder_ = {};
     compression_ = {};
@@ -65,7 +65,7 @@ class SweepHost {
   }
 
   void Report(const std::string& problem, bool is_one) {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (is_one) record_.problems.push_back(problem);
   }
 
@@ -73,7 +73,7 @@ class SweepHost {
   bool Do(Method method, const std::function<Outcome()>& call) {
     const int64_t start = clock_.Milliseconds();
     {
-      const MemoryUnderTest at_work;
+      const ToolkitAtWork at_work;
       last_ = call();
     }
     const int64_t took = clock_.Milliseconds() - start;

@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -38,11 +37,14 @@ constexpr SweepJob kJobs[] = {
 };
 constexpr size_t kJpegTailRows = 17;  // may be guessed from a block that is not whole
 
+enum class SystemFault : uint8_t { kNone, kMemory, kFile };
+
 struct FaultName {
   const char* name;
-  int64_t LineCounts::*places;  // null: of the system, by its name
+  int64_t LineCounts::*places;  // null: of the system, not of the line
   LineFault line;
   bool true_bytes;  // the bytes that are delivered are the page's
+  SystemFault system = SystemFault::kNone;
 };
 constexpr FaultName kFaults[] = {
     {"drop", &LineCounts::to_host, LineFault::kDrop, false},
@@ -59,16 +61,9 @@ constexpr FaultName kFaults[] = {
     {"refuse", &LineCounts::connections, LineFault::kRefuse, true},
     {"unreachable", &LineCounts::connections, LineFault::kUnreachable, true},
     {"call", &LineCounts::calls, LineFault::kCall, true},
-    {"memory", nullptr, LineFault::kNone, true},
-    {"file", nullptr, LineFault::kNone, true},
+    {"memory", nullptr, LineFault::kNone, true, SystemFault::kMemory},
+    {"file", nullptr, LineFault::kNone, true, SystemFault::kFile},
 };
-
-bool IsMemory(const FaultName& fault) {
-  return !fault.places && !std::strcmp(fault.name, "memory");
-}
-bool IsFile(const FaultName& fault) {
-  return !fault.places && !IsMemory(fault);
-}
 
 struct Options {
   std::string job, fault;
@@ -149,10 +144,20 @@ class Sweep {
         static_cast<long long>(allocations_), image);
   }
 
+  int64_t Places(const FaultName& fault) const {
+    switch (fault.system) {
+      case SystemFault::kNone:
+        return counts_.*fault.places;
+      case SystemFault::kMemory:
+        return allocations_;
+      case SystemFault::kFile:
+        return system_calls_;
+    }
+    return 0;
+  }
+
   void SweepPlaces(const SweepJob& job, const FaultName& fault) {
-    const int64_t places = fault.places    ? counts_.*fault.places
-                           : IsFile(fault) ? system_calls_
-                                           : allocations_;
+    const int64_t places = Places(fault);
     const int64_t step = options_.sample > 0 ? std::max<int64_t>(1, places / options_.sample) : 1;
     const int64_t jobs_before = jobs_;
     const int wrong_before = wrong_;
@@ -173,14 +178,15 @@ class Sweep {
   // One job in which the fault strikes, and one after it.
   void Strike(const SweepJob& job, const FaultName& fault, int64_t at) {
     ++jobs_;
-    const Excuse excuse = !fault.places      ? Excuse::kSystemFails
+    const bool of_system = fault.system != SystemFault::kNone;
+    const Excuse excuse = of_system          ? Excuse::kSystemFails
                           : fault.true_bytes ? Excuse::kNone
                                              : Excuse::kDeviceLies;
     auto device = NewDevice(job);
     network_.Begin(device.get(), fault.line, at);
-    if (!fault.places) ForgetRegistry();
-    CountAllocations(IsMemory(fault) ? at : -1);
-    CountSystemCalls(IsFile(fault) ? at : -1);
+    if (of_system) ForgetRegistry();
+    CountAllocations(fault.system == SystemFault::kMemory ? at : -1);
+    CountSystemCalls(fault.system == SystemFault::kFile ? at : -1);
     JobRecord faulty = RunJob(job, device_name_, &clock_, network_, excuse);
     CountAllocations();
     CountSystemCalls();

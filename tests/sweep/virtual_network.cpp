@@ -21,7 +21,7 @@ class VirtualSocket final : public StreamSocket {
     ++network_.open_sockets_;
   }
   ~VirtualSocket() override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     EndPosted();
     if (state_ == State::kConnected) device_.Leave(host_);
     --network_.open_sockets_;
@@ -30,7 +30,7 @@ class VirtualSocket final : public StreamSocket {
   uintptr_t Handle() const override { return 7; }
 
   uint32_t Connect(const SocketAddress&) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) return network_.Fail(error::kSocketNetUnreachable);
     const int64_t number = network_.counts_.connections++;
     state_ = State::kConnecting;
@@ -40,7 +40,7 @@ class VirtualSocket final : public StreamSocket {
   }
 
   int WaitWritable(uint32_t milliseconds) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) return Failed();
     if (state_ == State::kRefused) return 0;
     if (state_ == State::kUnreachable) {
@@ -56,13 +56,13 @@ class VirtualSocket final : public StreamSocket {
   }
 
   int WaitException(uint32_t) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) return Failed();
     return state_ == State::kRefused;
   }
 
   int PendingError(uint32_t* pending) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) return Failed();
     *pending = state_ == State::kRefused ? error::kSocketRefused : 0;
     return 0;
@@ -73,14 +73,14 @@ class VirtualSocket final : public StreamSocket {
   uint32_t SetSendTimeout(uint32_t) override { return Option(); }
 
   bool BeginTransfer() override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (!network_.CallFails()) return true;
     Failed();
     return false;
   }
 
   uint32_t PostReceive(void* data, uint32_t size) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) return network_.Fail(error::kSocketConnectionReset);
     Post(static_cast<uint8_t*>(data), size);
     TryReceive();
@@ -88,7 +88,7 @@ class VirtualSocket final : public StreamSocket {
   }
 
   uint32_t PostSend(const void* data, uint32_t size) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) return network_.Fail(error::kSocketConnectionReset);
     Post(nullptr, 0);
     done_ = true;
@@ -101,7 +101,7 @@ class VirtualSocket final : public StreamSocket {
   }
 
   WaitResult WaitTransfer(uint32_t milliseconds) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (network_.CallFails()) {
       Failed();
       return WaitResult::kFailed;
@@ -124,7 +124,7 @@ class VirtualSocket final : public StreamSocket {
   }
 
   uint32_t TransferResult(uint32_t* bytes) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     *bytes = moved_;
     if (network_.CallFails()) return network_.Fail(error::kSocketConnectionReset);
     return error_ == 0 ? 0 : network_.Fail(error_);
@@ -133,13 +133,13 @@ class VirtualSocket final : public StreamSocket {
   void ResetTransfer() override { EndPosted(); }
 
   void EndTransfer(uint32_t* late_bytes) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     *late_bytes = done_ ? moved_ : 0;
     EndPosted();
   }
 
   void FinishSending(uint32_t milliseconds) override {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     if (state_ != State::kConnected) return;
     if (mute_) network_.clock_->Advance(milliseconds);
     LoseConnection(State::kClosed);  // the device closes its side at once
@@ -157,7 +157,7 @@ class VirtualSocket final : public StreamSocket {
     return -1;
   }
   uint32_t Option() {
-    const MemoryHolds safe;
+    const TestAtWork safe;
     return network_.CallFails() ? network_.Fail(error::kInvalidParameter) : 0;
   }
 
@@ -317,13 +317,13 @@ std::optional<int64_t> VirtualNetwork::Strikes(LineFault kind, int64_t begin, in
 }
 
 uint32_t VirtualNetwork::StartUp(SocketLibraryInfo* info) {
-  const MemoryHolds safe;
+  const TestAtWork safe;
   *info = {0x0202, 0x0202, "virtual", "Running", 0, 0};
   return CallFails() ? Fail(error::kSocketNotStarted) : 0;
 }
 
 std::unique_ptr<StreamSocket> VirtualNetwork::CreateStreamSocket() {
-  const MemoryHolds safe;
+  const TestAtWork safe;
   if (!CallFails()) return std::make_unique<VirtualSocket>(this);
   Fail(error::kNotEnoughMemory);
   return nullptr;
@@ -334,7 +334,7 @@ uint32_t VirtualNetwork::LookUpHost(const std::string&) {
 }
 
 uint32_t VirtualNetwork::ParseDotted(const std::string&) {
-  const MemoryHolds safe;
+  const TestAtWork safe;
   if (!CallFails()) return kSomeAddress;
   Fail(error::kSocketNetUnreachable);
   return kNoAddress;
