@@ -13,8 +13,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "contract/interfaces.h"
 #include "io/dot4_records.h"
-#include "server/contract/interfaces.h"
 
 namespace scantk::bench {
 namespace {

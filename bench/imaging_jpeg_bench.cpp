@@ -4,11 +4,12 @@
 // transform and without smoothing. Figures are medians of runs taken in turns, in time of the
 // processor, so that other work on the machine disturbs them less.
 //
-//   scantk-bench-jpeg           everything; ends by running itself with --plain
-//   scantk-bench-jpeg --vector  only with the vector code of both
-//   scantk-bench-jpeg --plain   only without it
-// A number behind these is the number of runs, 9 if there is none.
+//   scantk-bench-jpeg [NAME [RUNS]]
+// NAME is one of our paths, "plain", "vector128" or "avx2", and stands beside libjpeg-turbo without
+// vector code, held to SSE2, and free. Without it all of them are measured, one after the other, 9
+// runs each.
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -24,6 +25,7 @@
 
 #include <jpeglib.h>
 
+#include "bench/table.h"
 #include "imaging/cpu.h"
 #include "imaging/image_pipeline.h"
 
@@ -228,11 +230,6 @@ void DecodeByPipeline(const Bytes& stream, bool to_rgb, const Sink& sink) {
 
 // ---- Measuring -------------------------------------------------------------------------------
 
-double Middle(std::vector<double> list) {
-  std::sort(list.begin(), list.end());
-  return list[list.size() / 2];
-}
-
 double ProcessorMilliseconds() {
   timespec time;
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -250,7 +247,7 @@ std::vector<double> Medians(const std::vector<std::function<void()>>& works) {
   }
   std::vector<double> medians;
   for (auto& list : times) {
-    medians.push_back(Middle(list));
+    medians.push_back(bench::Middle(list));
   }
   return medians;
 }
@@ -266,42 +263,40 @@ void RequireSameBytes(const Bytes& stream) {
   exit(1);
 }
 
-struct Ratios {
-  std::vector<double> same, rgb, chain, restart;
+// Of the pages of one format: milliseconds, and times the yardstick's speed.
+struct Figures {
+  std::vector<double> ours, turbo, turbo_rgb, ours_rgb;
+  std::vector<double> same, rgb, chain;
 };
 
-double Least(const std::vector<double>& list) {
-  return *std::min_element(list.begin(), list.end());
-}
-
-void Report(const std::map<std::string, Ratios>& all) {
-  std::printf("\n%-7s | %-17s | %-17s | %-17s | %s\n", "format", "same bytes", "Y Cb Cr : its RGB",
-              "RGB : its RGB", "cost of restarts");
-  for (const auto& [name, r] : all) {
-    std::printf("%-7s | %5.2f, least %4.2f | %5.2f, least %4.2f | ", name.c_str(), Middle(r.same),
-                Least(r.same), Middle(r.rgb), Least(r.rgb));
-    if (r.chain.empty()) {
-      std::printf("%-17s | ", "");
-    } else {
-      std::printf("%5.2f, least %4.2f | ", Middle(r.chain), Least(r.chain));
-    }
-    std::printf("%+.1f %%\n", 100 * (Middle(r.restart) - 1));
+void Report(const std::map<std::string, Figures>& all, const char* how) {
+  const auto row = [](const std::string& work, const std::vector<double>& ours, const char* other,
+                      const std::vector<double>& theirs, const std::vector<double>& ratios) {
+    bench::PrintRow(work, bench::Middle(ours), other, bench::Middle(theirs), "ms", ratios);
+  };
+  for (const auto& [name, f] : all) {
+    const std::string page = "JPEG " + name + how;
+    row(page + ", as coded", f.ours, "libjpeg-turbo, as coded", f.turbo, f.same);
+    if (f.chain.empty()) continue;
+    row(page + ", as coded", f.ours, "libjpeg-turbo, RGB", f.turbo_rgb, f.rgb);
+    row(page + ", RGB", f.ours_rgb, "libjpeg-turbo, RGB", f.turbo_rgb, f.chain);
   }
 }
 
-void RunTable(const char* title) {
-  std::printf("%s\n", title);
-  std::printf(
-      "%-6s q  format restart bits/block |  ours  turbo same  turbo RGB  ours RGB (ms) | "
-      "same bytes  : its RGB  RGB : its RGB\n",
-      "page");
-  std::map<std::string, Ratios> all;
+// `how` ends the rows' names: what is special.
+void RunTable(const char* title, const char* how) {
+  std::fprintf(stderr, "%s\n", title);
+  std::fprintf(stderr,
+               "%-6s q  format restart bits/block |  ours  turbo same  turbo RGB  ours RGB (ms) | "
+               "same bytes  : its RGB  RGB : its RGB\n",
+               "page");
+  std::map<std::string, Figures> all;
   for (const char* name : {"text", "photo", "mixed"}) {
     const Page page = MakePage(name);
     for (const int quality : {60, 75, 90}) {
       for (const Format& format : kFormats) {
         const bool gray = format.h == 0;
-        Ratios& ratios = all[format.name];
+        Figures& figures = all[format.name];
         const Bytes streams[2] = {Encode(page, format, quality, false),
                                   Encode(page, format, quality, true)};
         std::vector<std::function<void()>> works;
@@ -317,39 +312,50 @@ void RunTable(const char* title) {
             kWidth / 8.0 * kHeight / 8.0 * (gray ? 1 : 1 + 2.0 / (format.h * format.v));
         for (size_t i = 0; i < 2; ++i) {
           const double* m = ms.data() + 4 * i;
-          std::printf("%-6s %d %-6s %-7s %10.1f | %5.1f  %10.1f  %9.1f  %8.1f      | %10.2f  %9.2f",
-                      name, quality, format.name, i ? "rows" : "none",
-                      8.0 * static_cast<double>(streams[i].size()) / blocks, m[0], m[1], m[2], m[3],
-                      m[1] / m[0], m[2] / m[0]);
-          std::printf(gray ? "\n" : "  %13.2f\n", m[2] / m[3]);
-          ratios.same.push_back(m[1] / m[0]);
-          ratios.rgb.push_back(m[2] / m[0]);
-          if (!gray) ratios.chain.push_back(m[2] / m[3]);
+          std::fprintf(
+              stderr, "%-6s %d %-6s %-7s %10.1f | %5.1f  %10.1f  %9.1f  %8.1f      | %10.2f  %9.2f",
+              name, quality, format.name, i ? "rows" : "none",
+              8.0 * static_cast<double>(streams[i].size()) / blocks, m[0], m[1], m[2], m[3],
+              m[1] / m[0], m[2] / m[0]);
+          std::fprintf(stderr, gray ? "\n" : "  %13.2f\n", m[2] / m[3]);
+          figures.ours.push_back(m[0]);
+          figures.turbo.push_back(m[1]);
+          figures.turbo_rgb.push_back(m[2]);
+          figures.ours_rgb.push_back(m[3]);
+          figures.same.push_back(m[1] / m[0]);
+          figures.rgb.push_back(m[2] / m[0]);
+          if (!gray) figures.chain.push_back(m[2] / m[3]);
         }
-        ratios.restart.push_back(ms[4] / ms[0]);
-        std::fflush(stdout);
       }
     }
   }
-  Report(all);
+  Report(all, how);
+}
+
+// libjpeg-turbo reads what it may use from the environment when it is first used, so each path
+// takes a process of its own.
+void RunPath(CpuPath path) {
+  if (path == CpuPath::kPlain) setenv("JSIMD_FORCENONE", "1", 1);
+  if (path == CpuPath::kVector128) setenv("JSIMD_FORCESSE2", "1", 1);
+  ForcePath(path);
+  RunTable(PathName(path), (std::string(", ") + PathName(path)).c_str());
 }
 
 int Main(int count, char** arguments) {
-  const std::string mode = count > 1 ? arguments[1] : "";
   if (count > 2) rounds = std::max(1, atoi(arguments[2]));
-  if (mode == "--plain") {
-    // Read by libjpeg-turbo when it is first used, so that it takes a process of its own.
-    setenv("JSIMD_FORCENONE", "1", 1);
-    ForcePlainPath(true);
-    RunTable("Without vector code");
-    return 0;
+  for (const CpuPath path : CpuPaths()) {
+    if (count > 1 && std::string(arguments[1]) != PathName(path)) continue;
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+      RunPath(path);
+      return 0;
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0) return 1;
   }
-  RunTable("With vector code");
-  std::printf("\n");
-  std::fflush(stdout);
-  if (mode == "--vector") return 0;
-  execl("/proc/self/exe", arguments[0], "--plain", nullptr);
-  return 1;
+  return 0;
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/table.h"
 #include "imaging/cpu.h"
 #include "imaging/image_pipeline.h"
 #ifdef SCANTK_HAVE_SWSCALE
@@ -38,25 +39,21 @@ double Seconds(const std::function<void()>& work) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Medians of two pieces of work, done in turns so that both see the same machine.
+// The times of two pieces of work, done in turns so that both see the same machine.
 struct Pair {
-  double ours;
-  double yardstick;
+  std::vector<double> ours;
+  std::vector<double> yardstick;
 };
 
 Pair Compare(const std::function<void()>& ours, const std::function<void()>& yardstick) {
-  std::vector<double> mine, other;
+  Pair times;
   ours();
   yardstick();
   for (int round = 0; round < kRounds; ++round) {
-    mine.push_back(Seconds(ours));
-    other.push_back(Seconds(yardstick));
+    times.ours.push_back(Seconds(ours));
+    times.yardstick.push_back(Seconds(yardstick));
   }
-  const auto median = [](std::vector<double>& times) {
-    std::nth_element(times.begin(), times.begin() + kRounds / 2, times.end());
-    return times[kRounds / 2];
-  };
-  return {median(mine), median(other)};
+  return times;
 }
 
 struct Page {
@@ -113,11 +110,13 @@ void Convert(const Page& page, const XformDescriptor& xform, const Bytes& input,
   }
 }
 
-void Report(const char* what, const char* yardstick, size_t bytes, const Pair& times) {
-  std::printf("%-44s %8.2f GB/s   %-28s %8.2f GB/s   ratio %5.2f\n", what,
-              static_cast<double>(bytes) / times.ours / 1e9, yardstick,
-              static_cast<double>(bytes) / times.yardstick / 1e9, times.yardstick / times.ours);
-  std::fflush(stdout);
+void Report(const std::string& what, const char* yardstick, size_t bytes, const Pair& times) {
+  const double gigabytes = static_cast<double>(bytes) / 1e9;
+  std::vector<double> ratios;
+  for (size_t i = 0; i < times.ours.size(); ++i)
+    ratios.push_back(times.yardstick[i] / times.ours[i]);
+  bench::PrintRow(what, gigabytes / bench::Middle(times.ours), yardstick,
+                  gigabytes / bench::Middle(times.yardstick), "GB/s", ratios);
 }
 
 void CompareWithCopy(const char* what, const Page& page, const XformDescriptor& xform) {
@@ -127,13 +126,12 @@ void CompareWithCopy(const char* what, const Page& page, const XformDescriptor& 
     const Pair times = Compare([&] { Convert(page, xform, input, output, layout); },
                                [&] { std::memcpy(copy.data(), input.data(), input.size()); });
     const bool pages = layout == Layout::kPages;
-    Report((what + std::string(pages ? "" : ", as scanned")).c_str(), "memcpy", input.size(),
-           times);
+    Report(what + std::string(pages ? "" : ", as scanned"), "memcpy", input.size(), times);
   }
 }
 
-void CompareScaler(const char* what, const char* yardstick, const Page& page,
-                   const std::function<void(const Bytes&, Bytes&)>& other) {
+[[maybe_unused]] void CompareScaler(const char* what, const char* yardstick, const Page& page,
+                                    const std::function<void(const Bytes&, Bytes&)>& other) {
   const XformDescriptor scale = Xform(XFORM_SCALE, 2 << 24, 2 << 24, 1);
   const Bytes input = page.Content();
   Bytes output(4 * input.size()), theirs(4 * input.size());
@@ -158,6 +156,8 @@ void CompareScalers(const Page& gray, const Page& color) {
                   sws_scale(context, from, from_stride, 0, gray.rows, to, to_stride);
                 });
   sws_freeContext(context);
+#else
+  bench::PrintMissing("libswscale");
 #endif
 #ifdef SCANTK_HAVE_LIBYUV
   CompareScaler("scale 2.0 x 2.0, colour, 300 dpi", "libyuv RGB24 bilinear", color,
@@ -166,6 +166,8 @@ void CompareScalers(const Page& gray, const Page& color) {
                                    output.data(), 6 * color.pixels, 2 * color.pixels,
                                    2 * color.rows, libyuv::kFilterBilinear);
                 });
+#else
+  bench::PrintMissing("libyuv");
 #endif
 }
 
@@ -188,12 +190,10 @@ void CompareAll() {
 }  // namespace
 }  // namespace scantk
 
-int main(int argc, char** argv) {
-  const bool plain_too = argc > 1 && std::strcmp(argv[1], "--plain") == 0;
-  scantk::CompareAll();
-  if (plain_too) {
-    std::printf("\nWithout vector code:\n");
-    scantk::ForcePlainPath(true);
+int main() {
+  for (const scantk::CpuPath path : scantk::CpuPaths()) {
+    std::printf("Path %s:\n", scantk::PathName(path));
+    scantk::ForcePath(path);
     scantk::CompareAll();
   }
 }

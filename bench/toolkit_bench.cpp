@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "bench/bare_line.h"
+#include "bench/table.h"
 #include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
 #include "simulator/usb_device.h"
@@ -47,11 +48,6 @@ void Expect(const char* method, const Outcome& outcome, const Outcome& wanted = 
 
 double Seconds(Clock::time_point since) {
   return std::chrono::duration<double>(Clock::now() - since).count();
-}
-
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
 }
 
 // Where a device is found, and how.
@@ -99,7 +95,7 @@ class DeviceProcess {
  private:
   void Serve(const Place& place, int ready) const {
     std::unique_ptr<sim::SimulatedDevice> network;
-    std::unique_ptr<sim::AttachedDevice> attached;
+    std::unique_ptr<sim::SimulatedDevice> attached;
     if (place.io_type == T_IO_NETWORK)
       network = std::make_unique<sim::SimulatedDevice>(BenchDevice(place));
     else if (place.io_type == T_IO_USB)
@@ -230,16 +226,17 @@ void MeasureThroughput(const Place& place, const std::string& device, int rounds
     toolkit.push_back(Host(LibraryPath(), device, place.io_type).Rate(kA4Length));
     if (!other.empty()) without.push_back(Host(other, device, place.io_type).Rate(kA4Length));
   }
-  std::printf("600 dpi A4 colour, uncompressed, %s (medians of %d):\n", place.medium, rounds);
-  std::printf("  bare loop            %8.1f MB/s\n", Median(bare) / 1e6);
-  std::printf("  ReadScanEx           %8.1f MB/s   ratio %.2f\n", Median(toolkit) / 1e6,
-              Median(toolkit) / Median(bare));
-  if (!framed.empty())
-    std::printf("  its requests, bare   %8.1f MB/s   ratio of ReadScanEx to it %.2f\n",
-                Median(framed) / 1e6, Median(toolkit) / Median(framed));
-  if (!other.empty())
-    std::printf("  without trace calls  %8.1f MB/s   ratio of ReadScanEx to it %.3f\n",
-                Median(without) / 1e6, Median(toolkit) / Median(without));
+  const auto row = [&](const char* yardstick, const std::vector<double>& theirs) {
+    std::vector<double> ratios;
+    for (size_t i = 0; i < theirs.size(); ++i) ratios.push_back(toolkit[i] / theirs[i]);
+    if (!ratios.empty())
+      bench::PrintRow(std::string("600 dpi A4 colour, ") + place.medium,
+                      bench::Middle(toolkit) / 1e6, yardstick, bench::Middle(theirs) / 1e6, "MB/s",
+                      ratios);
+  };
+  row("bare loop", bare);
+  row("its requests, bare", framed);
+  row("without trace calls", without);
 }
 
 void MeasureMemory(const std::string& device) {
@@ -252,8 +249,8 @@ void MeasureMemory(const std::string& device) {
     host.Rate(i == 0 ? kA4Length : kA4Length * 9);
     peaks[i] = PeakKilobytes();
   }
-  std::printf("Peak memory: idle %ld kB; one page %+ld kB; nine pages' length %+ld kB\n", idle,
-              peaks[0] - idle, peaks[1] - idle);
+  std::fprintf(stderr, "Peak memory: idle %ld kB; one page %+ld kB; nine pages' length %+ld kB\n",
+               idle, peaks[0] - idle, peaks[1] - idle);
 }
 
 void CountRoundTrips(Sandbox& sandbox) {
@@ -270,17 +267,17 @@ void CountRoundTrips(Sandbox& sandbox) {
   std::vector<uint8_t> page(4 << 20);
   uint32_t got = 0;
   const auto& scanner = toolkit.scanner;
-  std::printf("%-24s %10s %10s %10s\n", "Method", "round trips", "commands", "ms");
+  std::fprintf(stderr, "%-24s %10s %10s %10s\n", "Method", "round trips", "commands", "ms");
   const auto count = [&](const char* method, const std::function<Outcome()>& call) {
     const sim::Stats before = device.stats();
     const auto start = Clock::now();
     call();
     const double seconds = Seconds(start);
     const sim::Stats after = device.stats();
-    std::printf("%-24s %10lld %10lld %10.2f\n", method,
-                static_cast<long long>(after.inquiries - before.inquiries + after.connections -
-                                       before.connections),
-                static_cast<long long>(after.commands - before.commands), seconds * 1e3);
+    std::fprintf(stderr, "%-24s %10lld %10lld %10.2f\n", method,
+                 static_cast<long long>(after.inquiries - before.inquiries + after.connections -
+                                        before.connections),
+                 static_cast<long long>(after.commands - before.commands), seconds * 1e3);
   };
   count("OpenScannerSession", [&] {
     return Call(scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), T_IO_NETWORK, &session);

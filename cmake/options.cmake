@@ -1,7 +1,8 @@
 # What every target is built with. Link `scantk_options` to get it.
 add_library(scantk_options INTERFACE)
 target_include_directories(scantk_options INTERFACE ${PROJECT_SOURCE_DIR})
-target_compile_options(scantk_options INTERFACE -Wall -Wextra -Wshadow -Werror)
+target_compile_options(scantk_options INTERFACE -Wall -Wextra -Wshadow -Werror
+                       $<$<CXX_COMPILER_ID:Clang>:-Wconversion>)
 if(SCANTK_NO_TRACE)
   target_compile_definitions(scantk_options INTERFACE SCANTK_NO_TRACE)
 endif()
@@ -23,10 +24,12 @@ function(scantk_test)
     list(APPEND T_SOURCES ${T_POSIX_SOURCES})
   endif()
   add_executable(${T_NAME} ${T_SOURCES})
-  target_link_libraries(${T_NAME} PRIVATE scantk_options ${T_LIBS} GTest::gtest_main GTest::gmock)
+  target_link_libraries(${T_NAME} PRIVATE scantk_options ${T_LIBS}
+                                           $<TARGET_NAME_IF_EXISTS:scanhost_console> GTest::gtest_main
+                                           GTest::gmock)
   add_test(NAME ${T_NAME} COMMAND ${T_NAME})
   set_tests_properties(${T_NAME} PROPERTIES TIMEOUT 300)
-  if(CMAKE_CROSSCOMPILING)
+  if(WIN32)
     set_tests_properties(${T_NAME} PROPERTIES FIXTURES_REQUIRED wine)
   endif()
   if(WIN32 AND T_MACHINE_REGISTRY)

@@ -1,27 +1,76 @@
-# What `cmake --install` lays out and `cpack` packs: the library, scanhost, and what a host's own
-# build needs: headers (-I include/scantk; the folders below are those of the sources) and the small
-# library by which a host written like ours creates objects. The component itself is not linked to:
-# its objects are created by class identifier.
-install(TARGETS scantk1 RUNTIME DESTINATION bin LIBRARY DESTINATION lib)
-install(TARGETS scantk_platform ARCHIVE DESTINATION lib)
-install(DIRECTORY server/contract/ DESTINATION include/scantk/server/contract
+# What `cmake --install` lays out and `cpack` packs, in three parts: the library (runtime), what a
+# host's own build needs (development), and the programs (tools). Nobody links the library: the
+# header contract/client.h creates its objects by class identifier, on Linux from the library that
+# the loader finds by the name libscantk1.so. That is its SONAME, too: the 1 in it is the number of
+# the interfaces, which stay as they are for good.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+set(config ${CMAKE_INSTALL_LIBDIR}/cmake/scantk)
+
+add_library(scantk_client INTERFACE)
+set_target_properties(scantk_client PROPERTIES EXPORT_NAME client)
+target_compile_features(scantk_client INTERFACE cxx_std_17)
+target_include_directories(scantk_client INTERFACE $<INSTALL_INTERFACE:include/scantk>)
+if(WIN32)
+  set(client_libraries ole32 uuid)
+else()
+  set(client_libraries ${CMAKE_DL_LIBS})
+endif()
+target_link_libraries(scantk_client INTERFACE ${client_libraries})
+
+install(TARGETS scantk1 EXPORT scantk
+        RUNTIME DESTINATION bin COMPONENT runtime
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+install(TARGETS scantk_client EXPORT scantk)
+install(EXPORT scantk NAMESPACE scantk:: FILE scantk-config.cmake DESTINATION ${config}
+        COMPONENT development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/scantk-config-version.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/scantk-config-version.cmake DESTINATION ${config}
+        COMPONENT development)
+list(TRANSFORM client_libraries PREPEND -l OUTPUT_VARIABLE client_flags)
+list(JOIN client_flags " " client_flags)
+configure_file(cmake/scantk.pc.in scantk.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/scantk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+install(DIRECTORY contract/ DESTINATION include/scantk/contract COMPONENT development
         FILES_MATCHING PATTERN "*.h")
-install(FILES platform/component.h platform/component_types.h platform/owner.h platform/system.h
-        DESTINATION include/scantk/platform)
-install(FILES README.md DESTINATION share/doc/scantk)
+install(FILES host/example.cpp DESTINATION share/doc/scantk/examples COMPONENT development)
+install(DIRECTORY docs/ DESTINATION share/doc/scantk COMPONENT development
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
+install(FILES README.md CHANGELOG.md DESTINATION share/doc/scantk COMPONENT development)
 if(WIN32)
   # For hosts in other languages. The library carries the type library as a resource, too.
   install(FILES server/scantk1.idl server/base.idl ${PROJECT_BINARY_DIR}/server/scantk1.tlb
-          DESTINATION share/scantk)
+          DESTINATION share/scantk COMPONENT development)
+else()
+  install(FILES cmake/60-scantk.rules DESTINATION lib/udev/rules.d COMPONENT tools)
 endif()
 
+string(TOLOWER "${CMAKE_SYSTEM_NAME}" system)
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
 else()
-  set(CPACK_GENERATOR TGZ)
+  set(CPACK_GENERATOR DEB TGZ)
 endif()
-string(TOLOWER "${CMAKE_SYSTEM_NAME}" system)
+set(CPACK_COMPONENTS_ALL runtime development tools)
 set(CPACK_PACKAGE_FILE_NAME scantk-${PROJECT_VERSION}-${system}-${CMAKE_SYSTEM_PROCESSOR})
+set(CPACK_PACKAGE_CONTACT "scantk developers <scantk@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
+# dpkg-shlibdeps finds what programs and library depend on.
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libscantk1)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/triggers)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libscantk-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libscantk1 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME scantk-tools)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libscantk1 (= ${PROJECT_VERSION})")
 include(CPack)

@@ -4,9 +4,8 @@
 #include <cstring>
 
 #include "config/rediscovery.h"
-#include "config/registry_values.h"
 #include "config/settings_key.h"
-#include "platform/registry.h"
+#include "platform/registry_values.h"
 
 namespace scantk {
 namespace {

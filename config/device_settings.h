@@ -7,19 +7,16 @@
 #include <cstdint>
 #include <string>
 
+#include "contract/records.h"
 #include "diag/trace_log.h"
-#include "server/contract/records.h"
 
 namespace scantk {
-
-struct SessionState;
 
 inline constexpr size_t kDeviceNameSize = 260;
 
 // How the transport reaches the device of a session.
 struct DeviceSettings {
   char ioDeviceName[kDeviceNameSize] = {};  // what the transport opens, zero-terminated
-  SessionState* pSessionState = nullptr;    // the session that is being opened; not owned
 };
 
 // The device's key and switches. A value that the registry lacks leaves its field as it is.

@@ -9,7 +9,9 @@
 namespace scantk {
 namespace {
 
-constexpr uint32_t kPendingSleepMs = 200;  // between two questions to a store that is not ready
+// A store that is not ready: the time between two questions, and after which it is given up.
+constexpr uint32_t kPendingSleepMs = 200;
+constexpr uint32_t kPendingLimitMs = 60000;
 
 struct SystemStringTraits {
   using Value = WideChar*;
@@ -76,14 +78,14 @@ HRESULT AddressOf(IUnknown* found, std::string* address, TraceLog& trace) {
 uint32_t AskDeviceStore(const std::string& guid, const std::string& mac, std::string* address,
                         TraceLog& trace) {
   ComPtr<INetDeviceStore> store;
-  if (const uint32_t failure = GetDeviceStore(store.Out(), 0); failure != 0) return failure;
+  if (const uint32_t failure = GetDeviceStore(store.Out(), 0, trace); failure != 0) return failure;
   trace.PrintText(TRACE_DEFAULT, "Able to access pINetDeviceStore");
   ComPtr<IUnknown> found;
   const HRESULT result = FindByEither(store.Get(), guid, mac, &found, trace);
   return static_cast<uint32_t>(FAILED(result) ? result : AddressOf(found.Get(), address, trace));
 }
 
-uint32_t GetDeviceStore(INetDeviceStore** store, uint32_t limit_ms) {
+uint32_t GetDeviceStore(INetDeviceStore** store, uint32_t limit_ms, TraceLog& trace) {
   const uint32_t start = TheClock().TickCount();
   if (!store) return static_cast<uint32_t>(E_POINTER);
   *store = nullptr;
@@ -95,14 +97,18 @@ uint32_t GetDeviceStore(INetDeviceStore** store, uint32_t limit_ms) {
   for (;;) {
     ComPtr<IUnknown> object;
     const HRESULT result = broker->GetStore(object.Out());
-    if (result == E_PENDING) {
+    const uint32_t passed = TheClock().TickCount() - start;
+    if (result == E_PENDING && passed >= kPendingLimitMs) {
+      trace.Print(TRACE_CLASS_ERROR, "GetDeviceStore: still pending after %d ms", passed);
+      return error::kStoreTimeout;
+    } else if (result == E_PENDING) {
       TheClock().Sleep(kPendingSleepMs);
     } else if (SUCCEEDED(result) && object) {
       // An object that is no store would be none the next time either.
       const HRESULT query =
           object->QueryInterface(IID_INetDeviceStore, reinterpret_cast<void**>(store));
       return static_cast<uint32_t>(SUCCEEDED(query) && !*store ? E_NOINTERFACE : query);
-    } else if (TheClock().TickCount() - start > limit_ms) {
+    } else if (passed > limit_ms) {
       return error::kStoreTimeout;
     }
   }

@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "config/device_settings.h"
-#include "config/registry_values.h"
-#include "platform/registry.h"
+#include "config/registry_wait.h"
+#include "platform/registry_values.h"
 
 namespace scantk {
 namespace {
@@ -55,7 +55,7 @@ class Writer {
   Writer(TraceLog& trace, RegistryKey& data) : trace_(trace), data_(data) {}
 
   void Number(const char* name, uint32_t value) {
-    data_.SetDword(name, value);
+    TraceRegistryWait(trace_, data_.SetDword(name, value), name);
     trace_.Print(TRACE_INFO, "StoreVelkanCaps: Set %s = %d", name, value);
   }
 
@@ -76,7 +76,8 @@ class Writer {
   }
 
   void Model(const std::string& model) {
-    data_.SetString("ModelString", model.c_str(), static_cast<uint32_t>(model.size()) + 1);
+    const auto size = static_cast<uint32_t>(model.size()) + 1;
+    TraceRegistryWait(trace_, data_.SetString("ModelString", model.c_str(), size), "ModelString");
     trace_.Print(TRACE_INFO, "StoreVelkanCaps: Set ModelString = %s", model);
   }
 

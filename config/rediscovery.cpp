@@ -5,7 +5,8 @@
 #include <utility>
 
 #include "config/device_store.h"
-#include "config/registry_values.h"
+#include "config/registry_wait.h"
+#include "platform/registry_values.h"
 
 namespace scantk {
 namespace {
@@ -25,6 +26,15 @@ std::string ReadIdentity(const RegistryKey& root, const std::string& path, const
   if (GetRegistryData(root, path, name, text, sizeof text, trace) != 0) return {};
   TraceValue(trace, title, text);
   return text;
+}
+
+// A system error number. No more than the right to write is asked for: a device's key may grant
+// nothing else.
+uint32_t WriteText(const RegistryKey& root, const std::string& path, const char* name,
+                   const std::string& text) {
+  RegistryKey key;
+  const uint32_t error = root.CreateSubkey(path, RegistryAccess::kWrite, &key, nullptr);
+  return error ? error : key.SetString(name, text.c_str(), static_cast<uint32_t>(text.size()));
 }
 
 // Steps from the stored identity to an address; `address` is the "PortID" on entry.
@@ -106,9 +116,7 @@ uint32_t GetPreferredRegistryData(const RegistryKey& device_root, const std::str
 
 uint32_t SetRegistryString(const RegistryKey& root, const std::string& path, const char* name,
                            const std::string& text) {
-  RegistryKey key;
-  if (root.CreateSubkey(path, &key, nullptr) != 0) return kFail;
-  return key.SetString(name, text.c_str(), static_cast<uint32_t>(text.size())) == 0 ? 0 : kFail;
+  return WriteText(root, path, name, text) == 0 ? 0 : kFail;
 }
 
 uint32_t UpdateParameters(const RegistryKey& device_root, const std::string& device_path,
@@ -117,10 +125,14 @@ uint32_t UpdateParameters(const RegistryKey& device_root, const std::string& dev
   trace.PrintText(TRACE_INFO, "Entry:   UpdateParameters");
   uint32_t result = static_cast<uint32_t>(E_INVALIDARG);
   if (!text.empty()) {
-    const bool in_device =
-        !skip_device && SetRegistryString(device_root, device_path, kPortId, text) == 0;
-    const bool kept = in_device || SetRegistryString(user_root, user_path, kPortId, text) == 0;
-    result = kept ? 0 : kRediscoveryNotWritten;
+    const auto kept = [&](const RegistryKey& root, const std::string& path) {
+      const uint32_t error = WriteText(root, path, kPortId, text);
+      TraceRegistryWait(trace, error, kPortId);
+      return error == 0;
+    };
+    const bool written =
+        (!skip_device && kept(device_root, device_path)) || kept(user_root, user_path);
+    result = written ? 0 : kRediscoveryNotWritten;
   }
   trace.PrintText(TRACE_INFO, "Exit:    UpdateParameters");
   return result;

@@ -30,7 +30,7 @@ inline constexpr uint32_t kRediscoveryNoNetworkData = 0x8004FFFF;  // nothing st
 // Settles the address of the device whose values lie at `device_path` under `device_root`, and
 // writes it back as "PortID": to the per-user key `user_path` under `user_root` when it came from
 // there, else to the device's key. `address` (may be null) takes at most `size` - 1 characters and
-// a NUL. Runs on the calling thread and blocks while the store answers that it is not ready.
+// a NUL. Runs on the calling thread and may wait for the store.
 uint32_t GetNetworkPortID(const RegistryKey& device_root, const std::string& device_path,
                           const RegistryKey& user_root, const std::string& user_path, char* address,
                           size_t size, TraceLog& trace);
@@ -62,10 +62,10 @@ uint32_t UpdateParameters(const RegistryKey& device_root, const std::string& dev
 // Every character is a decimal digit or a dot: true for the empty text, false for null.
 bool IsDottedNumber(const char* text);
 
-// Asks the discovery component for its store of devices. While the store is pending, waits without
-// a limit; other failures are tried again for `limit_ms` and then give error::kStoreTimeout.
-// E_POINTER for a null `store`; the result of creating the component when there is none.
-uint32_t GetDeviceStore(INetDeviceStore** store, uint32_t limit_ms);
+// Asks the discovery component for its store of devices. Waits for a pending store for 60 s, other
+// failures are tried again for `limit_ms`; then the answer is error::kStoreTimeout. E_POINTER for a
+// null `store`; the result of creating the component when there is none.
+uint32_t GetDeviceStore(INetDeviceStore** store, uint32_t limit_ms, TraceLog& trace);
 
 }  // namespace scantk
 

@@ -1,8 +1,8 @@
 #include "config/settings_key.h"
 
-#include <algorithm>
+#include "platform/registry_values.h"
 
-#include "config/registry_values.h"
+#include <algorithm>
 
 namespace scantk {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <atomic>
 
+#include "contract/codes.h"
 #include "platform/clock.h"
-#include "server/contract/codes.h"
 
 namespace scantk {
 namespace {

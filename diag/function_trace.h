@@ -25,7 +25,6 @@ class FunctionTrace {
 
   // What the exit line shows as the method's result.
   void SetResult(HRESULT result) { result_ = result; }
-  HRESULT GetResult() const { return result_; }
 
  private:
   void AppendHead(TraceLine& line, const char* sign, int depth) const;

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk {
 

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
+#include "contract/records.h"
 #include "diag/trace_log.h"
-#include "server/contract/records.h"
 
 namespace scantk {
 

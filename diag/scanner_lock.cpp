@@ -1,7 +1,11 @@
 #include "diag/scanner_lock.h"
 
+#include <algorithm>
+#include <chrono>
+
 #include "diag/function_trace.h"
 #include "diag/shared_security.h"
+#include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/system.h"
 
@@ -50,30 +54,55 @@ CScannerLock::Hold CScannerLock::TakeNested(int32_t lock_type) {
   return Hold::kTaken;
 }
 
-bool CScannerLock::Lock(int32_t lock_type, uint32_t timeout_ms) {
+uint32_t CScannerLock::WaitForTurn(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit) {
+  using std::chrono::milliseconds;
+  if (limit == kWaitForever) {
+    turn_.wait(guard);
+    return limit;
+  }
+  const auto start = std::chrono::steady_clock::now();
+  turn_.wait_for(guard, milliseconds(limit));
+  const auto passed = std::chrono::steady_clock::now() - start;
+  return limit - static_cast<uint32_t>(std::min<int64_t>(
+                     limit, std::chrono::duration_cast<milliseconds>(passed).count()));
+}
+
+uint32_t CScannerLock::Lock(int32_t lock_type, uint32_t timeout_ms) {
   FunctionTrace function("CScannerLock::Lock", 0, nullptr, TRACE_LOCK);
-  {
-    std::lock_guard lock(mutex_);
-    if (lock_type != kProcess && lock_type != kThread) return false;
-    trace_.Print(TRACE_LOCK,
-                 "Using Session locking:  Requested Lock type = %s, Current LockCount = %d",
-                 lock_type == kProcess ? "PROCESS" : "THREAD", lock_count_);
-    const Hold hold = TakeNested(lock_type);
-    if (hold != Hold::kMustWait) return hold == Hold::kTaken;
+  std::unique_lock guard(mutex_);
+  if (lock_type != kProcess && lock_type != kThread) return 0;
+  trace_.Print(TRACE_LOCK,
+               "Using Session locking:  Requested Lock type = %s, Current LockCount = %d",
+               lock_type == kProcess ? "PROCESS" : "THREAD", lock_count_);
+  // One thread at a time waits for the semaphore. When it has got it the others may nest, for which
+  // a second wait would never end.
+  Hold hold = TakeNested(lock_type);
+  while (hold == Hold::kMustWait && waiting_ && timeout_ms != 0) {
+    timeout_ms = WaitForTurn(guard, timeout_ms);
+    hold = TakeNested(lock_type);
   }
-  // Waited for outside the mutex, so that the queries of other threads do not wait with us.
-  if (!semaphore_ || semaphore_.Wait(timeout_ms) != WaitResult::kSignalled) {
+  if (hold != Hold::kMustWait) return hold == Hold::kTaken ? lock_count_ : 0;
+  if (waiting_ || !WaitForSemaphore(guard, timeout_ms)) {
     trace_.Print(kError, "Error:  Lock wait failed");
-    return false;
+    return 0;
   }
-  std::lock_guard lock(mutex_);
   owner_process_ = ProcessId();
   owner_thread_ = ThreadId();
   ++lock_count_;
   lock_type_ = lock_type;
   trace_.Print(TRACE_LOCK, "Lock obtained, PID (%lx), TID (%lx), new lockcount = %d",
                owner_process_, owner_thread_, lock_count_);
-  return true;
+  return lock_count_;
+}
+
+bool CScannerLock::WaitForSemaphore(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit) {
+  waiting_ = true;
+  guard.unlock();  // so that the queries of other threads do not wait with us
+  const bool taken = semaphore_ && semaphore_.Wait(limit) == WaitResult::kSignalled;
+  guard.lock();
+  waiting_ = false;
+  turn_.notify_all();
+  return taken;
 }
 
 bool CScannerLock::CallerMayUnlock() {

@@ -3,6 +3,7 @@
 #ifndef SCANTK_DIAG_SCANNER_LOCK_H_
 #define SCANTK_DIAG_SCANNER_LOCK_H_
 
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -31,7 +32,8 @@ class CScannerLock {
   virtual ~CScannerLock();
 
   // Takes the lock, or one more hold of it, waiting at most `timeout_ms` (kWaitForever: no limit).
-  bool Lock(int32_t lock_type, uint32_t timeout_ms);
+  // The number of holds with this one; 0 when it was not to be had.
+  uint32_t Lock(int32_t lock_type, uint32_t timeout_ms);
   // Gives one hold back. False: there was none, or it is not the caller's.
   bool Unlock();
 
@@ -43,12 +45,17 @@ class CScannerLock {
  private:
   enum class Hold { kTaken, kRefused, kMustWait };
 
-  // Both under mutex_. TakeNested: one more hold where the lock is held already, or what is to be
-  // done instead.
+  // All under mutex_. TakeNested: one more hold where the lock is held already, or what is to be
+  // done instead. The waits let the mutex go, for at most `limit` milliseconds. WaitForTurn: until
+  // the thread that waits for the semaphore is done; what is left of the limit.
   Hold TakeNested(int32_t lock_type);
+  uint32_t WaitForTurn(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit);
+  bool WaitForSemaphore(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit);
   bool CallerMayUnlock();
 
-  mutable std::recursive_mutex mutex_;  // guards the four values below
+  mutable std::recursive_mutex mutex_;  // guards the five values below
+  std::condition_variable_any turn_;    // no thread of ours waits for the semaphore any more
+  bool waiting_ = false;                // one does; the others may nest in what it gets
   uint32_t owner_process_ = 0;
   uint32_t owner_thread_ = 0;
   uint32_t lock_count_ = 0;

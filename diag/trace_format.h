@@ -9,7 +9,7 @@
 #include <string>
 #include <type_traits>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk {
 

@@ -13,9 +13,9 @@
 #include <mutex>
 #include <string>
 
+#include "contract/component_types.h"
 #include "diag/trace_format.h"
 #include "diag/trace_masks.h"
-#include "platform/component_types.h"
 #include "platform/system.h"
 
 namespace scantk {

@@ -5,7 +5,7 @@
 
 #include "diag/trace_log.h"
 #include "platform/component.h"
-#include "platform/registry.h"
+#include "platform/registry_values.h"
 #include "platform/system.h"
 
 namespace scantk {
@@ -20,12 +20,6 @@ std::mutex& HolderMutex() {
 }
 TraceSettings* holder = nullptr;
 uint32_t holder_users = 0;
-
-void ReadDword(const RegistryKey& key, const char* name, uint32_t* value) {
-  uint32_t read = 0;
-  uint32_t size = sizeof read;
-  if (key.QueryValue(name, nullptr, &read, &size) == 0 && size == sizeof read) *value = read;
-}
 
 // Takes the existing holder, or null. With `fresh`, makes it the holder when there is none.
 TraceSettings* TakeHolder(std::unique_ptr<TraceSettings>* fresh) {
@@ -70,15 +64,11 @@ void TraceValues::Load(const std::string& identifier) {
   const std::string path = (kTraceKey + identifier).substr(0, kTracePathSize - 1);
   if (RegistryKey::Open(RegistryRoot::kLocalMachine, path, RegistryAccess::kRead, &key) != 0)
     return;
-  ReadDword(key, "LogEnabled", &LogEnabled);
-  ReadDword(key, "LogLevel", &LogLevel);
-  ReadDword(key, "LogDestination", &LogDestination);
-  char file[kTracePathSize] = {};
-  uint32_t size = sizeof file;
-  if (key.QueryValue("LogFile", nullptr, file, &size) == 0) {
-    file[sizeof file - 1] = '\0';
-    LogFile = file;
-  }
+  QueryDword(key, "LogEnabled", &LogEnabled);
+  QueryDword(key, "LogLevel", &LogLevel);
+  QueryDword(key, "LogDestination", &LogDestination);
+  char file[kTracePathSize];
+  if (QueryText(key, "LogFile", file, sizeof file)) LogFile = file;
   key.Close();
   if (LogDestination & kTraceToCollector) collector.Create();
 }

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "features/model_families.h"
-#include "scanner/method.h"
+#include "protocol/models.h"
+#include "session/outcome.h"
 
 namespace scantk {
 namespace {
@@ -42,7 +42,7 @@ CapabilityLearner::CapabilityLearner(SessionState& state, const DeviceSwitches& 
     : state_(state), switches_(switches), trace_(trace), engine_(*state.engine) {}
 
 bool CapabilityLearner::Ask(uint32_t id, char kind, int32_t* value) {
-  return engine_.InquireNumber(id, kind, value) == SL_OK;
+  return engine_.exchange.InquireNumber(id, kind, value) == SL_OK;
 }
 
 HRESULT CapabilityLearner::Learn(uint32_t* error_code) {
@@ -71,29 +71,29 @@ HRESULT CapabilityLearner::Learn(uint32_t* error_code) {
 // Whatever fails here leaves its fields as they are; the rest of the fill-in decides the result.
 void CapabilityLearner::LearnModelAndExtents() {
   int32_t model = 0;
-  if (engine_.Reset() != SL_OK || engine_.InquireModel(&model) != SL_OK) return;
+  if (engine_.Reset() != SL_OK || engine_.exchange.InquireModel(&model) != SL_OK) return;
   state_.m_ModelID = static_cast<uint32_t>(model);
   LearnModelNumber();
   state_.capabilities.wLampWarmupTime = 0;
-  if (engine_.SendCommand(SL_X_RESOLUTION, kExtentResolution) != SL_OK ||
-      engine_.SendCommand(SL_Y_RESOLUTION, kExtentResolution) != SL_OK)
+  if (engine_.exchange.SendCommand(SL_X_RESOLUTION, kExtentResolution) != SL_OK ||
+      engine_.exchange.SendCommand(SL_Y_RESOLUTION, kExtentResolution) != SL_OK)
     return;
   if (LearnFlatbedLimits()) LearnWidths();
 }
 
 void CapabilityLearner::LearnModelNumber() {
   uint8_t(&number)[16] = state_.capabilities.byModelNumber;
-  const ModelFamily& family = FamilyOf(state_.m_ModelID);
+  const char* name = ModelOf(state_.m_ModelID).modelNumber;
   char answer[sizeof number] = {};
   int32_t length = 0;
-  if (engine_.InquireString(SL_MODEL_RIX, answer, sizeof answer - 1, &length) == SL_OK) {
+  if (engine_.exchange.InquireString(SL_MODEL_RIX, answer, sizeof answer - 1, &length) == SL_OK) {
     std::memcpy(number, answer, sizeof answer);
     number[sizeof number - 1] = 0;
     trace_.Print("Filling device caps for ModelNumber: %s ", state_.ModelNumber());
     return;
   }
-  std::strncpy(reinterpret_cast<char*>(number), family.modelNumber, sizeof number - 1);
-  if (!family.named) trace_.Print("Error SL_MODEL_RIX use default : %s:  ", state_.ModelNumber());
+  std::strncpy(reinterpret_cast<char*>(number), name ? name : kPlainModelNumber, sizeof number - 1);
+  if (!name) trace_.Print("Error SL_MODEL_RIX use default : %s:  ", state_.ModelNumber());
 }
 
 bool CapabilityLearner::LearnFlatbedLimits() {
@@ -148,14 +148,14 @@ void CapabilityLearner::SetFixedValues() {
 }
 
 HRESULT CapabilityLearner::LearnColourDepth(bool* null_response, uint32_t* error_code) {
-  QrlStatus status = engine_.SendCommand(SL_DATA_TYPE, kColourDataType);
+  QrlStatus status = engine_.exchange.SendCommand(SL_DATA_TYPE, kColourDataType);
   if (status != SL_OK) {
     trace_.Print(TRACE_CLASS_ERROR, "ERROR: Setting Data Type (%d) Failed, QRL Error Code = %d",
                  kColourDataType, status);
     return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
   }
   int32_t bits = 0;
-  status = engine_.InquireNumber(SL_BITS_PER_PIXEL, 'H', &bits);
+  status = engine_.exchange.InquireNumber(SL_BITS_PER_PIXEL, 'H', &bits);
   *null_response = status == SL_NULLRESPONSE;
   if (*null_response) return S_OK;
   if (status != SL_OK) return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
@@ -168,7 +168,7 @@ HRESULT CapabilityLearner::LearnColourDepth(bool* null_response, uint32_t* error
 
 void CapabilityLearner::SetPaperPath() {
   SCANNER_CAPABILITIES& caps = state_.capabilities;
-  caps.wPaperPath = FamilyOf(state_.m_ModelID).paperPath;
+  caps.wPaperPath = ModelOf(state_.m_ModelID).paperPath;
   if (caps.dwMaximumHeight == 0) {
     caps.wPaperPath = kPathScroll;
     trace_.Print("FillOutCaps: dwMaximumHeight %d, set paper path to %d", caps.dwMaximumHeight,
@@ -199,7 +199,7 @@ HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
   panel.dwDestinationListEntries = kDefaultDestinations;
 
   int32_t destinations = 0;
-  QrlStatus status = engine_.InquireNumber(SL_SCANTO_SETTINGS, 'R', &destinations);
+  QrlStatus status = engine_.exchange.InquireNumber(SL_SCANTO_SETTINGS, 'R', &destinations);
   if (status == SL_OK) {
     panel.dwDestinationListEntries = static_cast<uint32_t>(destinations);
     trace_.Print(" SL_SCANTO_SETTINGS  = %d", destinations);
@@ -213,7 +213,7 @@ HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
   }
 
   int32_t variable = 0;
-  status = engine_.InquireNumber(SL_URS_VARIABLE, 'R', &variable);
+  status = engine_.exchange.InquireNumber(SL_URS_VARIABLE, 'R', &variable);
   if (status == SL_NULLRESPONSE) {
     trace_.Print("FillOutCaps: SL_URS_VARIABLE NullResponse (%d) so default %d", status, variable);
   } else if (status != SL_OK) {

@@ -7,7 +7,7 @@
 
 #include "config/device_settings.h"
 #include "diag/trace_log.h"
-#include "scanner/session_state.h"
+#include "session/session_state.h"
 
 namespace scantk {
 

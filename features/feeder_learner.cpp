@@ -4,8 +4,8 @@
 #include <iterator>
 
 #include "features/capability_learner.h"
-#include "features/model_families.h"
-#include "scanner/method.h"
+#include "protocol/models.h"
+#include "session/outcome.h"
 
 namespace scantk {
 namespace {
@@ -98,11 +98,11 @@ void CapabilityLearner::LearnFirstRecord() {
   adf.wGammaTableSize = 0;
   std::fill(std::begin(adf.byColorBitsPerChannel) + 1, std::end(adf.byColorBitsPerChannel),
             uint8_t{0});  // the feeder has 8 bits per channel alone
-  adf.wADFType = FamilyOf(state_.m_ModelID).feederType;
+  adf.wADFType = ModelOf(state_.m_ModelID).feederType;
 }
 
 void CapabilityLearner::FillSecondRecord() {
-  const ModelFamily& family = FamilyOf(state_.m_ModelID);
+  const Model& family = ModelOf(state_.m_ModelID);
   ADF2_CAPABILITIES& adf2 = state_.adf2;
   adf2.byHasADF = 1;
   CopyModelNumber(state_.capabilities, &adf2);
@@ -122,7 +122,7 @@ void CapabilityLearner::LearnDuplex() {
   ADF2_CAPABILITIES& adf2 = state_.adf2;
   const ADF_CAPABILITIES& adf = state_.adf;
   int32_t duplex = 0;
-  const QrlStatus status = engine_.InquireNumber(SL_DUPLEX_SUPPORTED, 'R', &duplex);
+  const QrlStatus status = engine_.exchange.InquireNumber(SL_DUPLEX_SUPPORTED, 'R', &duplex);
   if (status != SL_OK) {
     trace_.Print(TRACE_CLASS_ERROR, "FillOutCaps: Problem Model %ld: SL_DUPLEX_SUPPORTED Hi %d ",
                  state_.m_ModelID, duplex);

@@ -1,7 +1,8 @@
-// Blocks and records of a page, and the drain after it, from a device that sends what it likes.
+// Blocks and records of a page and the drain after it, and answers to inquiries, from a device that
+// sends what it likes.
 //
 // Input: size of the host's reads, which reads of the device are cut (2 bytes), when the host stops
-// (in reads), stream.
+// (in reads), stream; the stream is taken for a page, and for answers.
 #include "fuzz/memory_transport.h"
 #include "protocol/command_table.h"
 #include "protocol/flush.h"
@@ -55,6 +56,23 @@ Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t w
   return page;
 }
 
+void Converse(const std::vector<uint8_t>& stream, uint16_t cut_reads) {
+  TraceLog trace;
+  Channel channel(trace);
+  channel.Attach(std::make_unique<MemoryTransport>(stream, cut_reads));
+  Exchange exchange(channel, trace);
+  int32_t value = -2, length = -2;
+  Require(exchange.InquireNumber(SL_X_RESOLUTION, 'R', &value) == SL_OK || value == 0,
+          "a failed inquiry has no value");
+  std::vector<char> text(41, 'x');
+  exchange.InquireString(SL_MODEL_ID, text.data(), 40, &length);
+  Require(length >= -1 && std::find(text.begin(), text.end(), '\0') != text.end(),
+          "a text is terminated");
+  std::vector<uint8_t> block(40);
+  exchange.InquireBytes(SL_SPF_DATA, block.data(), 40, &length);
+  exchange.InquireModel(&value);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -64,6 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int reads = input.Byte();
   const std::vector<uint8_t> stream = input.Rest(size_t{1} << 16);
 
+  Converse(stream, cut_reads);
   const Page page = ReadPage(stream, cut_reads, wanted, reads);
   Require(
       page.flushed >= 0 && page.image.size() + static_cast<size_t>(page.flushed) <= stream.size(),

@@ -8,9 +8,9 @@
 #include <string>
 
 #include "fuzz/hostile_device.h"
+#include "host/console.h"
 #include "platform/component.h"
 #include "platform/component_support.h"
-#include "platform/console.h"
 #include "platform/owner.h"
 #include "platform/registry.h"
 #include "platform/system.h"
@@ -39,7 +39,7 @@ class Registry {
     folder_ = (fs::exists(memory) ? memory : fs::temp_directory_path()) /
               ("fuzz_session_" + std::to_string(ProcessId()));
     fs::create_directories(folder_);
-    SetEnvironment("SCANTK_REGISTRY", Path());
+    scanhost::SetEnvironment("SCANTK_REGISTRY", Path());
     name_ = "fuzzed scanner " + std::to_string(ProcessId());
     RegistryKey data;
     Require(RegistryKey::Create(RegistryRoot::kLocalMachine,
@@ -284,6 +284,7 @@ void RunHarmed(Host& host, const Choices& choices) {
 
 void RunClean(Host& host, HostileDevice& device) {
   Require(host.Lock().Good(), "a device that has recovered can be locked");
+  device.core().TakePaperOut();  // what the harmed job left in the path
   device.core().sheets = 1;
   if (!device.core().variables.has_flatbed()) {
     host.LookAround();

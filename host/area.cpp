@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "host/arguments.h"
+#include "host/error_advice.h"
 
 namespace scanhost {
 namespace {
@@ -48,9 +48,23 @@ Area ParseArea(const std::string& text) {
   return {numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
-std::string SizeInMillimetres(uint32_t width, uint32_t height) {
+Area NamedSize(const std::string& name) {
+  constexpr struct {
+    const char* name;
+    double width, height;  // mm
+  } kSizes[] = {
+      {"a4", 210, 297}, {"a5", 148, 210}, {"letter", 215.9, 279.4}, {"legal", 215.9, 355.6}};
+  for (const auto& size : kSizes)
+    if (name == size.name)
+      return {0, 0, static_cast<uint32_t>(std::lround(size.width / kMillimetre)),
+              static_cast<uint32_t>(std::lround(size.height / kMillimetre))};
+  throw UsageError("the size is a4, a5, letter, legal or max, not \"" + name + "\"");
+}
+
+std::string SizeInMillimetres(double width_units, double height_units) {
   char text[64];
-  std::snprintf(text, sizeof text, "%.1f x %.1f mm", width * 25.4 / 300, height * 25.4 / 300);
+  std::snprintf(text, sizeof text, "%.1f x %.1f mm", width_units * kMillimetre,
+                height_units * kMillimetre);
   return text;
 }
 

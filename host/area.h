@@ -1,4 +1,4 @@
-// The scan area: as a user writes it and as the device takes it.
+// Parts of the glass, in 1/300 inch.
 #ifndef SCANTK_HOST_AREA_H_
 #define SCANTK_HOST_AREA_H_
 
@@ -7,22 +7,20 @@
 
 namespace scanhost {
 
-// In 1/300 inch, from the left and top edge of the glass or the page.
+constexpr double kMillimetre = 25.4 / 300;  // one unit in millimetres
+
 struct Area {
-  uint32_t left = 0;
-  uint32_t top = 0;
-  uint32_t width = 0;
-  uint32_t height = 0;
-  bool operator==(const Area&) const = default;
+  uint32_t left = 0, top = 0, width = 0, height = 0;
 };
 
-// "LEFT,TOP,WIDTH,HEIGHT" in millimetres ("10,10,100,150.5", also with "mm" behind), inches ("in"
-// behind) or 1/300 inch ("u" behind). Each number is rounded to the nearest 1/300 inch. Throws
-// UsageError for anything else, for an empty area, and beyond 65535.
+// "L,T,W,H" in millimetres, or with "in" or "u" (1/300 inch) behind. Throws UsageError.
 Area ParseArea(const std::string& text);
 
-// "215.9 x 279.4 mm", of an extent in 1/300 inch.
-std::string SizeInMillimetres(uint32_t width, uint32_t height);
+// "a4", "a5", "letter", "legal": at the upper left corner. Throws UsageError.
+Area NamedSize(const std::string& name);
+
+// "210.0 x 297.0 mm".
+std::string SizeInMillimetres(double width_units, double height_units);
 
 }  // namespace scanhost
 

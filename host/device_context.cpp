@@ -1,35 +1,48 @@
 #include "host/device_context.h"
 
+#include <algorithm>
 #include <cstdio>
 
-#include "host/scan_job.h"
-#include "platform/console.h"
+#include "contract/records.h"
+#include "host/network_probe.h"
 
 namespace scanhost {
 
-DeviceContext::DeviceContext(const Arguments& arguments, uint32_t timeout_ms) {
-  if (arguments.Positional().size() > 1)
-    throw UsageError("one device at a time, not also \"" + arguments.Positional()[1] + "\"");
-  const std::string wanted = arguments.Positional().empty() ? "" : arguments.Positional()[0];
-  if (arguments.Has("--simulate")) {
-    if (!wanted.empty())
-      throw UsageError("--simulate is the device; \"" + wanted + "\" is another");
-    simulation_.emplace(arguments.Rest(), arguments.Value("--trace"));
-  } else if (arguments.Has("--trace") || !arguments.Rest().empty()) {
+ChosenDevice::ChosenDevice(const DeviceOptions& options) {
+  if (options.simulate) {
+    if (!options.device.empty())
+      throw UsageError("--simulate is the device; \"" + options.device + "\" is another");
+    simulation_.emplace(options.simulator_words, options.trace, options.trace_level);
+  } else if (!options.trace.empty() || !options.simulator_words.empty()) {
     throw UsageError("--trace and words after -- need --simulate (see `scanhost trace`)");
   }
-  device_ = FindDevice(wanted);
-  toolkit_.emplace(arguments.Value("--library"));
-  session_.emplace(*toolkit_, device_);
+  device_ = FindDevice(options.device);
+}
+
+DeviceContext::DeviceContext(const DeviceOptions& options)
+    : chosen_(options),
+      toolkit_(options.library),
+      session_(toolkit_, chosen_.device()),
+      guard_(nullptr) {
+  const uint32_t limit = std::max(options.timeout_ms, options.wait_s.value_or(0) * 1000);
   bool told = false;
   try {
-    session_->Lock(timeout_ms, [&](const Outcome& outcome) {
-      if (!told) std::fprintf(stderr, "waiting: %s\n", AdviceFor(outcome.result, outcome.code));
+    session_.Lock(limit, [&](const Outcome& outcome) {
+      if (!told)
+        std::fprintf(stderr, "waiting up to %u s: %s\n", (limit + 999) / 1000,
+                     AdviceFor(outcome.result, outcome.code));
       told = true;
-      return scantk::InterruptWatch::Status() == 0;
+      return Interruption::Status() == 0;
     });
-  } catch (const ToolkitFailure&) {
-    if (const int status = scantk::InterruptWatch::Status()) throw Interrupted{status};
+  } catch (const ToolkitFailure& failure) {
+    Interruption::ThrowIfAsked();
+    // The toolkit does not tell why there is no connection; a wrong name is found here.
+    std::string reason;
+    const Device& device = chosen_.device();
+    if (failure.outcome().result == VELKAN_E_SCONF_REJECTED && device.io_type == T_IO_NETWORK &&
+        ResolveHost(device.address, &reason).empty())
+      throw HostFailure("the host name \"" + device.address + "\" cannot be resolved (" + reason +
+                        "): " + failure.what());
     throw;
   }
 }

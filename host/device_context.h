@@ -1,33 +1,54 @@
-// What every command that uses a device begins with: a simulated one if asked for, the device's
-// entry in the registry, the toolkit, an open and locked session.
+// What every command that uses a device begins with: the device that is meant (a configured one, or
+// a simulated one of the command's own), the toolkit, and a session that holds the lock.
 #ifndef SCANTK_HOST_DEVICE_CONTEXT_H_
 #define SCANTK_HOST_DEVICE_CONTEXT_H_
 
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "host/arguments.h"
+#include "host/interruption.h"
 #include "host/session.h"
-#include "host/simulation.h"
+#include "host/setup/simulation.h"
 
 namespace scanhost {
 
-class DeviceContext {
- public:
-  // Reads --simulate, --trace, --library, --timeout and the device's name (the only positional
-  // word). Waits for a device in use with a message on standard error; throws Interrupted when
-  // Ctrl-C ended that wait.
-  DeviceContext(const Arguments& arguments, uint32_t timeout_ms);
+struct DeviceOptions {
+  std::string device;   // as FindDevice takes it
+  std::string library;  // empty: the registered one
+  bool simulate = false;
+  std::vector<std::string> simulator_words;
+  std::string trace;  // of a simulated device; empty: none
+  std::string trace_level = "data";
+  uint32_t timeout_ms = 30000;     // how long to wait for a device that is in use
+  std::optional<uint32_t> wait_s;  // the same, with --wait
+};
 
-  const Toolkit& toolkit() const { return *toolkit_; }
-  Session& session() { return *session_; }
+// The device, without a connection: starts the simulated one. Throws UsageError or HostFailure.
+class ChosenDevice {
+ public:
+  explicit ChosenDevice(const DeviceOptions& options);
   const Device& device() const { return device_; }
 
  private:
-  // In the order of their lives.
   std::optional<Simulation> simulation_;
   Device device_;
-  std::optional<Toolkit> toolkit_;
-  std::optional<Session> session_;
+};
+
+class DeviceContext {
+ public:
+  // Throws ToolkitFailure, HostFailure, UsageError or Interrupted.
+  explicit DeviceContext(const DeviceOptions& options);
+
+  const Device& device() const { return chosen_.device(); }
+  const Toolkit& toolkit() const { return toolkit_; }
+  Session& session() { return session_; }
+
+ private:
+  ChosenDevice chosen_;
+  Toolkit toolkit_;
+  Session session_;
+  Interruption::Guard guard_;
 };
 
 }  // namespace scanhost

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "server/contract/codes.h"
+#include "contract/codes.h"
 
 namespace scanhost {
 
@@ -38,6 +38,18 @@ class ToolkitFailure : public std::runtime_error {
 class HostFailure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// A command line, or a value in it, that cannot be meant.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// --strict, and what would come is not what was asked for.
+class NotAsAsked : public HostFailure {
+ public:
+  using HostFailure::HostFailure;
 };
 
 // Calls a method of one of the interfaces. Its error code, the last parameter, is supplied here.

@@ -3,17 +3,15 @@
 #include <string>
 #include <vector>
 
-#include "platform/component.h"
-#include "platform/owner.h"
-#include "platform/system.h"
-#include "server/contract/interfaces.h"
+#include "contract/client.h"
+
+using namespace scantk::client;
 
 int main(int argc, char** argv) {
-  scantk::InitializeComponents();
-  scantk::ComPtr<IScanner> scanner;
-  HRESULT made = argc > 2 ? scantk::CreateComponentFrom(argv[2], CLSID_scanner, IID_IScanner,
-                                                        scanner.OutVoid())
-                          : scantk::CreateComponent(CLSID_scanner, IID_IScanner, scanner.OutVoid());
+  ComponentUse use;
+  Ref<IScanner> scanner;
+  HRESULT made = argc > 2 ? CreateComponentFrom(argv[2], CLSID_scanner, IID_IScanner, scanner.Out())
+                          : CreateComponent(CLSID_scanner, IID_IScanner, scanner.Out());
   if (FAILED(made) || argc < 2) return 2;
   uint32_t session = 0, error = 0, bytes = 0;
   auto good = [&](HRESULT result) {  // some conditions come as success with an error code
@@ -21,9 +19,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "0x%08x %s\n", static_cast<unsigned>(result), ToolkitErrorText(error));
     return false;
   };
-  std::u16string name = scantk::Utf16(argv[1]);
-  auto* wide = reinterpret_cast<const WideChar*>(name.c_str());
-  if (!good(scanner->OpenScannerSession(wide, T_IO_NETWORK, &session, &error))) return 1;
+  if (!good(scanner->OpenScannerSession(Wide(argv[1]).c_str(), T_IO_NETWORK, &session, &error)))
+    return 1;
   SCANNER_PARAMETERS page = {};  // 4 x 6 inches, in 1/300 inch
   page.dwWidth = 1200, page.dwLength = 1800;
   page.dwScanMode = T_COLOR, page.byBitsPerChannel = 8;

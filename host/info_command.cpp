@@ -1,21 +1,20 @@
-#include "host/info_command.h"
-
+// scanhost info: what a device can do.
 #include <cstdio>
 #include <cstring>
+#include <span>
+#include <string>
 
+#include "contract/interfaces.h"
 #include "host/area.h"
-#include "host/device_context.h"
-#include "host/help.h"
-#include "server/contract/interfaces.h"
+#include "host/commands.h"
+#include "host/error_advice.h"
 
 namespace scanhost {
 namespace {
 
-constexpr Option kOptions[] = {
-    {"--timeout", "MS", "how long to wait while another program or computer has the device"},
-    {"--library", "FILE", "the toolkit's library, instead of the registered one"},
-    {"--simulate", "", "start a simulated device; words after -- are scantk-sim's"},
-    {"--trace", "FILE", "with --simulate: write the toolkit's trace there"},
+struct BitName {
+  uint32_t bit;
+  const char* name;
 };
 
 constexpr BitName kModes[] = {{T_COLOR, "colour"},
@@ -58,6 +57,23 @@ constexpr BitName kCompressions[] = {{T_COMPRESSION_NONE, "none"}, {T_COMPRESSIO
 
 void Line(const char* what, const std::string& value) {
   std::printf("  %-18s %s\n", what, value.c_str());
+}
+
+// "colour, gray"; bits without a name as one number; "none".
+std::string BitNames(uint32_t bits, std::span<const BitName> names) {
+  std::string text;
+  const auto append = [&](const std::string& word) { text += (text.empty() ? "" : ", ") + word; };
+  for (const BitName& name : names)
+    if (bits & name.bit) {
+      append(name.name);
+      bits &= ~name.bit;
+    }
+  if (bits != 0) {
+    char rest[16];
+    std::snprintf(rest, sizeof rest, "0x%X", bits);
+    append(rest);
+  }
+  return text.empty() ? "none" : text;
 }
 
 // A list of bit depths that the first 0 ends.
@@ -162,27 +178,8 @@ void ShowSpf(const Toolkit& toolkit, uint32_t handle) {
 
 }  // namespace
 
-std::string BitNames(uint32_t bits, std::span<const BitName> names) {
-  std::string text;
-  const auto append = [&](const std::string& word) { text += (text.empty() ? "" : ", ") + word; };
-  for (const BitName& name : names)
-    if (bits & name.bit) {
-      append(name.name);
-      bits &= ~name.bit;
-    }
-  if (bits != 0) {
-    char rest[16];
-    std::snprintf(rest, sizeof rest, "0x%X", bits);
-    append(rest);
-  }
-  return text.empty() ? "none" : text;
-}
-
-int RunInfoCommand(std::span<const std::string> words) {
-  const Arguments arguments = Arguments::Parse(words, kOptions);
-  const uint32_t timeout =
-      ParseNumber(arguments.Value("--timeout", "30000"), 0, 0x7FFFFFFF, "the time-out");
-  DeviceContext context(arguments, timeout);
+int RunInfo(const DeviceOptions& options) {
+  DeviceContext context(options);
   std::printf("%s %s, %s\n", context.device().key.c_str(), context.device().description.c_str(),
               IoTypeName(context.device().io_type).c_str());
   ShowFlatbed(context.session());
@@ -192,10 +189,6 @@ int RunInfoCommand(std::span<const std::string> words) {
   ShowPanel(context.toolkit(), handle);
   ShowSpf(context.toolkit(), handle);
   return 0;
-}
-
-std::string InfoHelp() {
-  return "scanhost info [DEVICE] [options] [-- words for scantk-sim]\n" + OptionsHelp(kOptions);
 }
 
 }  // namespace scanhost

@@ -3,14 +3,13 @@
 #include <filesystem>
 #include <initializer_list>
 
-#include "platform/console.h"
-#include "platform/system.h"
+#include "host/console.h"
 
 namespace scanhost {
 namespace {
 
 std::string Find(const std::string& file, std::initializer_list<const char*> folders) {
-  const std::filesystem::path here = std::filesystem::path(scantk::ExecutablePath()).parent_path();
+  const std::filesystem::path here = std::filesystem::path(ExecutablePath()).parent_path();
   for (const char* folder : folders) {
     const std::filesystem::path candidate = here / folder / file;
     std::error_code ignored;
@@ -22,11 +21,11 @@ std::string Find(const std::string& file, std::initializer_list<const char*> fol
 }  // namespace
 
 std::string FindLibrary(const std::string& stem) {
-  return Find(scantk::LibraryFileName(stem), {".", "../lib", "../server"});
+  return Find(LibraryFileName(stem), {".", "../lib", "../server"});
 }
 
 std::string FindProgram(const std::string& stem) {
-  return Find(scantk::ProgramFileName(stem), {".", "../simulator"});
+  return Find(ProgramFileName(stem), {".", "../simulator"});
 }
 
 }  // namespace scanhost

@@ -1,40 +1,38 @@
 #include "host/progress.h"
 
-#include <algorithm>
 #include <cstdio>
+
+#include "host/console.h"
+#include "host/interruption.h"
 
 namespace scanhost {
 namespace {
 
-constexpr uint32_t kBarWidth = 40;
+constexpr auto kRedraw = std::chrono::milliseconds(100);
 
 }  // namespace
 
-void Progress::Begin(const std::string& label, uint32_t total) {
+Progress::Progress() : terminal_(IsTerminal(StandardStream::kError)) {}
+
+void Progress::Begin(const std::string& label, uint32_t total, uint32_t row_bytes) {
   Close();
   label_ = label;
   total_ = total;
-  shown_ = 0;
-  open_ = bar_;
-  if (bar_)
-    Update(0);
-  else
-    std::fprintf(stderr, "%s: scanning %u rows\n", label.c_str(), total);
+  row_bytes_ = row_bytes;
+  start_ = shown_ = Clock::now();
+  if (!terminal_) std::fprintf(stderr, "%s: scanning %u rows\n", label.c_str(), total);
 }
 
 void Progress::Update(uint32_t rows) {
-  const uint64_t steps = bar_ ? 100 : 4;
-  const auto step =
-      total_ == 0 ? 0u : static_cast<uint32_t>(std::min<uint64_t>(rows * steps / total_, steps));
-  if (step == shown_ && rows != 0) return;
-  shown_ = step;
-  if (!bar_) {
-    std::fprintf(stderr, "%s: %u of %u rows (%u%%)\n", label_.c_str(), rows, total_, step * 25);
-    return;
-  }
-  const std::string done(step * kBarWidth / 100, '#');
-  std::fprintf(stderr, "\r%s [%-*s] %3u%% %u rows", label_.c_str(), int{kBarWidth}, done.c_str(),
-               step, rows);
+  const auto now = Clock::now();
+  if (!terminal_ || now - shown_ < kRedraw || Interruption::Status() != 0) return;
+  shown_ = now;
+  open_ = true;
+  const double seconds = std::chrono::duration<double>(now - start_).count();
+  const double left = rows == 0 || rows > total_ ? 0 : seconds * (total_ - rows) / rows;
+  std::fprintf(stderr, "\r%s: %u of %u rows, %.0f%%, %.1f MB/s, %.0f s left   ", label_.c_str(),
+               rows, total_, total_ == 0 ? 0 : rows * 100.0 / total_,
+               double(rows) * row_bytes_ / 1e6 / seconds, left);
   std::fflush(stderr);
 }
 

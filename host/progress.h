@@ -1,8 +1,9 @@
-// How far a page is: a bar that redraws itself on a terminal, plain lines elsewhere. Written to
-// standard error, so that standard output holds results alone.
+// How far a page is: a line that redraws itself on a terminal, one line a page elsewhere. Written
+// to standard error, so that standard output holds results alone.
 #ifndef SCANTK_HOST_PROGRESS_H_
 #define SCANTK_HOST_PROGRESS_H_
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -10,24 +11,25 @@ namespace scanhost {
 
 class Progress {
  public:
-  // `bar`: redraw one line; otherwise a line for every quarter of the page.
-  explicit Progress(bool bar) : bar_(bar) {}
+  Progress();
   ~Progress() { Close(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // A page called `label` of `total` rows (0: not known) begins.
-  void Begin(const std::string& label, uint32_t total);
+  // A page called `label` of `total` rows of `row_bytes` begins.
+  void Begin(const std::string& label, uint32_t total, uint32_t row_bytes);
   void Update(uint32_t rows);
-  // Ends the bar's line, so that other text can follow.
+  // Ends the line, so that other text can follow.
   void Close();
 
  private:
-  bool bar_;
+  using Clock = std::chrono::steady_clock;
+  bool terminal_;
   bool open_ = false;
   std::string label_;
   uint32_t total_ = 0;
-  uint32_t shown_ = 0;  // steps shown: percent with a bar, quarters without
+  uint32_t row_bytes_ = 0;
+  Clock::time_point start_, shown_;
 };
 
 }  // namespace scanhost

@@ -1,25 +1,71 @@
-#include "host/scan_command.h"
+// scanhost scan.
+#include <cstdio>
 
-#include "host/device_context.h"
-#include "host/help.h"
+#include "host/commands.h"
+#include "host/error_advice.h"
+#include "host/exit_status.h"
 #include "host/scan_job.h"
-#include "host/scan_request.h"
 
 namespace scanhost {
+namespace {
 
-int RunScanCommand(std::span<const std::string> words) {
-  const Arguments arguments = Arguments::Parse(words, ScanOptions());
-  const ScanRequest request = ParseScanRequest(arguments);
-  DeviceContext context(arguments, request.timeout_ms);
-  ScanJob job(context.toolkit(), context.session(), request);
-  job.Prepare();
-  return job.Run();
-}
+// Runs the job and says how it ended; the reason goes on its way.
+class JobTeller {
+ public:
+  JobTeller(const ScanRequest& request, const ScanJob& job) : request_(request), job_(job) {}
 
-std::string ScanHelp() {
-  return "scanhost scan [DEVICE] [options] [-- words for scantk-sim]\n" +
-         OptionsHelp(ScanOptions()) +
-         "  exit status: 0 done, 1 failed, 2 not understood, 3 a page was cut short, 130 Ctrl-C\n";
+  void Tell(int status, const std::string& reason) const {
+    JobReceipt receipt = job_.result();
+    if (status != kExitDone) {
+      receipt.status = status;
+      receipt.reason = reason;
+    }
+    std::FILE* out = request_.output == "-" ? stderr : stdout;
+    if (request_.json)
+      std::fprintf(out, "%s\n", JobJson(receipt).c_str());
+    else
+      for (const std::string& file : receipt.files)
+        if (file != "-") std::fprintf(out, "wrote %s\n", file.c_str());
+  }
+
+ private:
+  const ScanRequest& request_;
+  const ScanJob& job_;
+};
+
+}  // namespace
+
+int RunScan(const DeviceOptions& device, const ScanRequest& request) {
+  if (request.source != Source::kFeeder && request.source != Source::kAuto &&
+      (request.duplex || request.pages != 0))
+    throw UsageError("--duplex and --pages are for the feeder");
+  if (request.depth != 8 && request.jpeg_level)
+    throw UsageError("--jpeg is for 8 bits a channel; deeper pages come as they are");
+  FindFormat(request.output == "-" && request.format.empty() ? "pnm" : request.format,
+             request.output);
+  DeviceContext context(device);
+  const auto tell = [&](const Receipt& receipt) {
+    std::FILE* out = request.output == "-" ? stderr : stdout;
+    std::fputs((request.json ? ReceiptJson(receipt) + "\n" : ReceiptText(receipt)).c_str(), out);
+    std::fflush(out);
+  };
+  ScanJob job(context.toolkit(), context.session(), request, context.device().description, tell);
+  const JobTeller teller(request, job);
+  try {
+    job.Prepare();
+    job.Run();
+  } catch (const NotAsAsked& failure) {
+    teller.Tell(kExitNotAsAsked, failure.what());
+    throw;
+  } catch (const Interrupted& interrupted) {
+    teller.Tell(interrupted.status, "cancelled");
+    throw;
+  } catch (const std::exception& failure) {
+    teller.Tell(kExitFailed, failure.what());
+    throw;
+  }
+  teller.Tell(kExitDone, "");
+  return job.result().status;
 }
 
 }  // namespace scanhost

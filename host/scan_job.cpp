@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <thread>
 
-#include "platform/console.h"
+#include "host/crc32.h"
+#include "host/error_advice.h"
+#include "host/exit_status.h"
+#include "host/interruption.h"
 
 namespace scanhost {
 namespace {
@@ -17,100 +21,30 @@ constexpr uint32_t kReadBytes = 256 * 1024;
 constexpr uint32_t kFirstReadBytes = 32 * 1024;
 constexpr auto kShortRead = std::chrono::milliseconds(50);
 constexpr auto kLongRead = std::chrono::milliseconds(500);
+constexpr auto kPoll = std::chrono::milliseconds(500);
 
 // A row of more than this is not believed (65535 pixels at 48 bits take 393210 bytes).
-constexpr uint32_t kMaxRowBytes = 1024 * 1024;
+constexpr uint32_t kMaxRowBytes = 8 * 1024 * 1024;
 
-void ThrowIfInterrupted() {
-  if (const int status = scantk::InterruptWatch::Status()) throw Interrupted{status};
-}
-
-const char* KindName(PixelKind kind) {
-  return kind == PixelKind::kColor  ? "colour"
-         : kind == PixelKind::kGray ? "gray"
-                                    : "black and white";
+const char* SourceName(Source source) {
+  return source == Source::kFeeder         ? "feeder"
+         : source == Source::kTransparency ? "transparency adapter"
+         : source == Source::kNegative     ? "transparency adapter, negative"
+                                           : "glass";
 }
 
 }  // namespace
 
-ScanJob::ScanJob(const Toolkit& toolkit, Session& session, const ScanRequest& request)
+ScanJob::ScanJob(const Toolkit& toolkit, Session& session, const ScanRequest& request,
+                 const std::string& device, std::function<void(const Receipt&)> tell)
     : toolkit_(toolkit),
       session_(session),
       request_(request),
-      progress_(scantk::IsTerminal(scantk::StandardStream::kError)) {}
-
-void ScanJob::Prepare() {
-  SCANNER_CAPABILITIES glass = {};
-  session_.Do("GetScannerCapabilities", &IScanner::GetScannerCapabilities, &glass);
-  uint32_t width = glass.dwMaximumWidth;
-  uint32_t height = glass.dwMaximumHeight;
-  uint16_t grey_channels = glass.wGreyChannelsSupported;
-  if (request_.feeder) PrepareFeeder(&width, &height, &grey_channels);
-  PrepareCompression();
-  parameters_ = MakeScanParameters(request_, width, height, grey_channels);
-}
-
-void ScanJob::PrepareFeeder(uint32_t* width, uint32_t* height, uint16_t* grey_channels) {
-  feeder_ = toolkit_.Ask<IADF3>(IID_IADF3);
-  ADF3_CAPABILITIES capabilities = {};
-  Call("GetADF3Capabilities", feeder_.Get(), &IADF3::GetADF3Capabilities, session_.handle(),
-       &capabilities);
-  ADF_CAPABILITIES first = {};
-  Call("GetADFCapabilities", feeder_.Get(), &IADF3::GetADFCapabilities, session_.handle(), &first);
-  if (!capabilities.byHasADF && !first.byHasADF)
-    throw HostFailure("the device has no document feeder; scan from the glass without --feeder");
-  if (request_.duplex && !(capabilities.dwADFOptionsSupported & T_ADF_DUPLEX))
-    throw HostFailure("the feeder scans one side only; leave --duplex out");
-  *width = first.dwMaximumWidth;
-  *height = first.dwMaximumHeight;
-  *grey_channels = first.wGreyChannelsSupported;
-  if (capabilities.byHasADF) {
-    *width = request_.duplex ? capabilities.dwDuplexMaximumWidth : capabilities.dwMaximumWidth;
-    *height = request_.duplex ? capabilities.dwDuplexMaximumHeight : capabilities.dwMaximumHeight;
-    *grey_channels = capabilities.wGreyChannelsSupported;
-  }
-  // After the capabilities, which take the choice back.
-  Call("SetADFOptions", feeder_.Get(), &IADF3::SetADFOptions, session_.handle(),
-       T_ADF_MULTIPAGE_FLOW | (request_.duplex ? T_ADF_DUPLEX : 0u));
-}
-
-void ScanJob::PrepareCompression() {
-  const scantk::ComPtr<ICompression> compression = toolkit_.Ask<ICompression>(IID_ICompression);
-  Call("SetCompressionType", compression.Get(), &ICompression::SetCompressionType,
-       session_.handle(), request_.jpeg ? T_COMPRESSION_JPEG : T_COMPRESSION_NONE);
-  if (request_.jpeg_level)
-    Call("SetCompressionOption", compression.Get(), &ICompression::SetCompressionOption,
-         session_.handle(), T_COMPRESSION_OPTION_JPEG_LEVEL, *request_.jpeg_level);
-}
-
-int ScanJob::Run() {
-  try {
-    RunPages();
-  } catch (...) {
-    progress_.Close();
-    // The pages that came whole are worth keeping, even when this fails as well.
-    try {
-      FinishWriter();
-    } catch (const HostFailure& failure) {
-      std::fprintf(stderr, "scanhost: %s\n", failure.what());
-    }
-    if (pages_done_ > 0)
-      std::fprintf(stderr, "%u complete page%s kept\n", pages_done_, pages_done_ == 1 ? "" : "s");
-    throw;
-  }
-  FinishWriter();
-  return truncated_ ? kExitTruncated : 0;
-}
-
-void ScanJob::RunPages() {
-  do {
-    ThrowIfInterrupted();
-    WritePage();
-  } while (request_.feeder && (request_.pages == 0 || pages_done_ < request_.pages) && MorePages());
-}
+      device_(device),
+      tell_(std::move(tell)) {}
 
 // Whether a page waits in the feeder.
-bool ScanJob::MorePages() {
+bool ScanJob::FeederIsLoaded() {
   uint8_t ready = 0;
   const Outcome outcome =
       Try("ADFIsReady", feeder_.Get(), &IADF3::ADFIsReady, session_.handle(), &ready);
@@ -118,66 +52,153 @@ bool ScanJob::MorePages() {
   return ready != 0;
 }
 
-void ScanJob::WritePage() {
-  const uint32_t number = pages_done_ + 1;
-  const bool one_file = HoldsManyPages(request_.output);
-  if (!writer_) {
-    writer_path_ = PageFileName(request_.output, number, request_.feeder && !one_file);
-    writer_ = MakePageWriter(writer_path_);
-  }
-  Page page;
+void ScanJob::WaitForPaper(const char* why) {
+  const auto end = Clock::now() + std::chrono::seconds(*request_.wait_s);
+  std::fprintf(stderr, "waiting up to %u s: %s\n", *request_.wait_s, why);
+  do {
+    Interruption::ThrowIfAsked();
+    std::this_thread::sleep_for(kPoll);
+  } while (!FeederIsLoaded() && Clock::now() < end);
+}
+
+void ScanJob::Run() {
+  const Interruption::Guard guard([this] { output_->Rescue(); });
   try {
-    ScanPage(*writer_, &page);
+    RunPages();
+    LeaveFeeder();
+  } catch (...) {
+    progress_.Close();
+    // The pages that came whole are worth keeping, even when this fails as well.
+    try {
+      if (sheet_in_path_ || Interruption::Status() != 0) LeaveFeeder();
+      output_->Finish();
+      result_.files = output_->files();
+    } catch (const std::runtime_error& failure) {
+      std::fprintf(stderr, "scanhost: %s\n", failure.what());
+    }
+    if (result_.pages > 0)
+      std::fprintf(stderr, "%u complete page%s kept\n", result_.pages,
+                   result_.pages == 1 ? "" : "s");
+    throw;
+  }
+  output_->Finish();
+  result_.files = output_->files();
+}
+
+void ScanJob::RunPages() {
+  if (feeder_job_ && !FeederIsLoaded()) {
+    const Outcome empty = {"ADFIsReady", S_OK, TERR_ADF_EMPTY};
+    if (request_.wait_s) WaitForPaper("put paper into the feeder");
+    if (!request_.wait_s || !FeederIsLoaded()) throw ToolkitFailure(empty);
+  }
+  for (;;) {
+    Interruption::ThrowIfAsked();
+    try {
+      ScanPage();
+      if (!AnotherPage()) return;
+    } catch (const ToolkitFailure& failure) {
+      const bool paper =
+          failure.outcome().code == TERR_ADF_JAMMED || failure.outcome().code == TERR_ADF_EMPTY;
+      if (!feeder_job_ || !request_.wait_s || !paper) throw;
+      std::fprintf(stderr, "scanhost: %s\n", failure.what());
+      WaitForPaper(AdviceFor(failure.outcome().result, failure.outcome().code));
+      if (!FeederIsLoaded()) throw;
+    }
+  }
+}
+
+bool ScanJob::AnotherPage() {
+  return feeder_job_ && (request_.pages == 0 || result_.pages < request_.pages) && FeederIsLoaded();
+}
+
+// A job that ends while paper is left: the sheet that lies in the path goes out. A started page
+// that is stopped before any line is read does that; without a feed request it takes no other sheet
+// in.
+void ScanJob::LeaveFeeder() {
+  if (!feeder_job_) return;
+  result_.paper_left = FeederIsLoaded();
+  if (!result_.paper_left) return;
+  if (sheet_in_path_) {
+    sheet_in_path_ = false;
+    session_.StartScan();
+    const Outcome outcome = session_.StopScan();
+    if (!outcome.Clean() && outcome.code != TERR_ADF_EMPTY)
+      std::fprintf(stderr, "scanhost: the sheet in the feeder's path: %s\n",
+                   Describe(outcome).c_str());
+  }
+  std::fprintf(stderr, "paper is left in the feeder's tray\n");
+}
+
+BUFFER_INFO ScanJob::Announce() {
+  BUFFER_INFO announced = {};
+  session_.Do("SetScannerParameters", &IScanner::SetScannerParameters, &plan_.parameters);
+  session_.Do("GetBufferInfo", &IScanner::GetBufferInfo, &plan_.parameters, &announced);
+  const uint32_t depth = request_.kind == PixelKind::kBlackAndWhite ? 1 : request_.depth;
+  if (announced.dwBytesPerLine == 0 || announced.dwBytesPerLine > kMaxRowBytes ||
+      announced.dwBytesPerLine != BytesPerRow(request_.kind, depth, announced.dwPixelWidth))
+    throw HostFailure("the device announced rows of " + std::to_string(announced.dwPixelWidth) +
+                      " pixels in " + std::to_string(announced.dwBytesPerLine) +
+                      " bytes; check the area and the resolution");
+  return announced;
+}
+
+void ScanJob::CheckGranted(const BUFFER_INFO& announced, Receipt* receipt) {
+  receipt->asked = plan_.asked;
+  receipt->granted = ReadGranted(plan_, request_.OwnResolutions(), announced);
+  receipt->device_x = plan_.Enlarged() ? plan_.device_x : receipt->granted.x_resolution;
+  receipt->device_y = plan_.Enlarged() ? plan_.device_y : receipt->granted.y_resolution;
+  receipt->width = announced.dwPixelWidth;
+  receipt->bytes_per_row = announced.dwBytesPerLine;
+  receipt->rows_announced = announced.dwPixelHeight;
+  if (!Differ(receipt->asked, receipt->granted)) return;
+  const std::string line = "the device grants " + ResolutionText(receipt->granted) + " and " +
+                           SizeInMillimetres(receipt->granted.width_mm / kMillimetre,
+                                             receipt->granted.height_mm / kMillimetre) +
+                           " instead of " + ResolutionText(receipt->asked) + " and " +
+                           SizeInMillimetres(receipt->asked.width_mm / kMillimetre,
+                                             receipt->asked.height_mm / kMillimetre);
+  if (request_.strict) throw NotAsAsked(line);
+  if (!told_difference_) std::fprintf(stderr, "%s\n", line.c_str());
+  told_difference_ = true;
+}
+
+void ScanJob::ScanPage() {
+  Receipt receipt;
+  receipt.page = result_.pages + 1;
+  receipt.source = SourceName(request_.source);
+  receipt.mode = KindName(request_.kind);
+  receipt.depth = request_.kind == PixelKind::kBlackAndWhite ? 1 : request_.depth;
+  receipt.time = TimeText();
+  receipt.device = device_;
+  output_->FileOf(receipt.page);  // refused before paper moves
+  if (feeder_job_) Call("ADFPaperFeed", feeder_.Get(), &IADF3::ADFPaperFeed, session_.handle());
+  CheckGranted(Announce(), &receipt);
+  const std::unique_ptr<Spool> spool = output_->NewSpool();
+  const auto start = Clock::now();
+  try {
+    session_.StartScan();
+    progress_.Begin("page " + std::to_string(receipt.page), receipt.rows_announced,
+                    receipt.bytes_per_row);
+    ReadRows(*spool, &receipt);
+    receipt.seconds = std::chrono::duration<double>(Clock::now() - start).count();
     Stop(true);
   } catch (...) {
     progress_.Close();
     Stop(false);
-    writer_->DropPage();
     throw;
   }
   progress_.Close();
-  writer_->EndPage();
-  ++pages_done_;
-  Report(page, "page " + std::to_string(number));
-  if (!one_file) FinishWriter();
+  Judge(&receipt);
+  Keep(&receipt, *spool);
 }
 
-void ScanJob::FinishWriter() {
-  if (!writer_) return;
-  const std::unique_ptr<PageWriter> writer = std::move(writer_);
-  if (writer->Finish()) std::printf("wrote %s\n", writer_path_.c_str());
-}
-
-void ScanJob::ScanPage(PageWriter& writer, Page* page) {
-  if (request_.feeder) {
-    if (pages_done_ == 0 && !MorePages())
-      throw ToolkitFailure({"ADFIsReady", S_OK, TERR_ADF_EMPTY});
-    Call("ADFPaperFeed", feeder_.Get(), &IADF3::ADFPaperFeed, session_.handle());
-  }
-  session_.Do("SetScannerParameters", &IScanner::SetScannerParameters, &parameters_);
-  session_.Do("GetBufferInfo", &IScanner::GetBufferInfo, &parameters_, &page->granted);
-  const BUFFER_INFO& granted = page->granted;
-  if (granted.dwBytesPerLine == 0 || granted.dwBytesPerLine > kMaxRowBytes ||
-      granted.dwBytesPerLine != BytesPerRow(request_.kind, granted.dwPixelWidth))
-    throw HostFailure("the device announced rows of " + std::to_string(granted.dwPixelWidth) +
-                      " pixels in " + std::to_string(granted.dwBytesPerLine) +
-                      " bytes; check the area and the resolution");
-  const auto start = Clock::now();
-  session_.StartScan();
-  writer.BeginPage({request_.kind, granted.dwPixelWidth, granted.dwPixelHeight,
-                    granted.dwBytesPerLine, request_.x_resolution, request_.y_resolution});
-  progress_.Begin("page " + std::to_string(pages_done_ + 1), granted.dwPixelHeight);
-  ReadRows(writer, page);
-  page->seconds = std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-void ScanJob::ReadRows(PageWriter& writer, Page* page) {
-  const uint32_t row_bytes = page->granted.dwBytesPerLine;
+void ScanJob::ReadRows(Spool& spool, Receipt* receipt) {
+  const uint32_t row_bytes = receipt->bytes_per_row;
   const uint32_t most = std::max(kReadBytes / row_bytes, 1u);
   uint32_t wanted = std::max(kFirstReadBytes / row_bytes, 1u);
   buffer_.resize(size_t{row_bytes} * most);
   for (;;) {
-    ThrowIfInterrupted();
+    Interruption::ThrowIfAsked();
     uint32_t got = 0;
     const auto start = Clock::now();
     const Outcome outcome = Try("ReadScanEx", session_.scanner(), &IScanner::ReadScanEx,
@@ -186,17 +207,21 @@ void ScanJob::ReadRows(PageWriter& writer, Page* page) {
     const bool end = SUCCEEDED(outcome.result) && outcome.code == TERR_SCANNER_END_OF_PAGE;
     if (!outcome.Clean() && !end) throw ToolkitFailure(outcome);
     const uint32_t rows = std::min(got / row_bytes, wanted);
-    if (rows > 0) writer.WriteRows(buffer_.data(), rows);
-    page->rows += rows;
-    page->bytes += uint64_t{rows} * row_bytes;
-    progress_.Update(page->rows);
-    page->dropped_bytes = got % row_bytes != 0;
-    if (end && page->rows == 0) throw HostFailure("the device delivered a page without rows");
+    const size_t bytes = size_t{rows} * row_bytes;
+    spool.Write(buffer_.data(), bytes);
+    receipt->crc32 = Crc32(receipt->crc32, buffer_.data(), bytes);
+    receipt->rows_delivered += rows;
+    receipt->bytes += bytes;
+    progress_.Update(receipt->rows_delivered);
+    const bool ragged = got % row_bytes != 0;
+    if (ragged) receipt->reason = "an incomplete last row was dropped";
+    if (end && receipt->rows_delivered == 0)
+      throw HostFailure("the device delivered a page without rows");
     if (end) return;
     if (time < kShortRead) wanted = std::min(wanted * 2, most);
     if (time > kLongRead) wanted = std::max(wanted / 2, 1u);
     // Part of a row cannot be continued, and reads without rows would go on for ever.
-    if (rows == 0 || page->dropped_bytes)
+    if (rows == 0 || ragged)
       throw HostFailure("ReadScanEx delivered " + std::to_string(got) +
                         " bytes without an end of the page");
   }
@@ -204,34 +229,56 @@ void ScanJob::ReadRows(PageWriter& writer, Page* page) {
 
 // StopScan, after a page (its failure is the page's) or after a failure that is reported already.
 void ScanJob::Stop(bool page_ended) {
+  sheet_in_path_ = false;
   const Outcome outcome = session_.StopScan();
+  sheet_in_path_ = feeder_job_ && page_ended && outcome.Clean();
   // At the last page of a feeder job the code says that the feeder is empty now.
-  const bool last_page =
-      request_.feeder && SUCCEEDED(outcome.result) && outcome.code == TERR_ADF_EMPTY;
+  const bool last_page = feeder_job_ && SUCCEEDED(outcome.result) && outcome.code == TERR_ADF_EMPTY;
   if (outcome.Clean() || last_page) return;
   if (page_ended) throw ToolkitFailure(outcome);
   if (outcome.code != TERR_CANCEL_PRESSED)
     std::fprintf(stderr, "stopping the device: %s\n", Describe(outcome).c_str());
 }
 
-void ScanJob::Report(const Page& page, const std::string& label) {
-  const std::string blank(label.size(), ' ');
-  std::printf("%s: asked     %u x %u dpi %s, %s%s\n", label.c_str(), request_.x_resolution,
-              request_.y_resolution, KindName(request_.kind),
-              SizeInMillimetres(parameters_.dwWidth, parameters_.dwLength).c_str(),
-              request_.preview ? ", preview" : "");
-  std::printf("%s  granted   %u x %u pixels, %u bytes per row\n", blank.c_str(),
-              page.granted.dwPixelWidth, page.granted.dwPixelHeight, page.granted.dwBytesPerLine);
-  std::printf("%s  delivered %u rows, %llu bytes in %.2f s (%.1f MB/s)\n", blank.c_str(), page.rows,
-              static_cast<unsigned long long>(page.bytes), page.seconds,
-              page.seconds > 0 ? static_cast<double>(page.bytes) / 1e6 / page.seconds : 0.0);
-  const bool short_page = page.rows < page.granted.dwPixelHeight;
-  truncated_ = truncated_ || short_page;
-  if (page.rows != page.granted.dwPixelHeight || page.dropped_bytes)
-    std::fprintf(stderr, "warning: %s has %u rows of the %u granted%s%s\n", label.c_str(),
-                 page.rows, page.granted.dwPixelHeight, short_page ? ": the page is cut short" : "",
-                 page.dropped_bytes ? "; an incomplete last row was dropped" : "");
-  std::fflush(stdout);
+// Fewer rows are a shorter sheet in the feeder, whose length nobody knows before, and a page that
+// was cut short on the glass.
+void ScanJob::Judge(Receipt* receipt) {
+  if (!receipt->reason.empty()) receipt->cut_short = true;
+  if (receipt->rows_delivered >= receipt->rows_announced) return;
+  if (feeder_job_ && !receipt->cut_short) {
+    receipt->reason = "the sheet is shorter than the area";
+    return;
+  }
+  receipt->cut_short = true;
+  if (receipt->reason.empty()) receipt->reason = "cut short: the device ended the page early";
+}
+
+void ScanJob::Keep(Receipt* receipt, Spool& spool) {
+  if (receipt->cut_short && request_.strict)
+    throw NotAsAsked("page " + std::to_string(receipt->page) + ": " + receipt->reason + " (" +
+                     std::to_string(receipt->rows_delivered) + " of " +
+                     std::to_string(receipt->rows_announced) + " rows)");
+  PageFormat page;
+  page.kind = request_.kind;
+  page.depth = receipt->depth;
+  page.width = receipt->width;
+  page.height = receipt->rows_delivered;
+  page.bytes_per_row = receipt->bytes_per_row;
+  page.x_resolution = receipt->granted.x_resolution;
+  page.y_resolution = receipt->granted.y_resolution;
+  page.description = ReceiptJson(*receipt);
+  page.time = receipt->time;
+  page.device = device_;
+  receipt->file = output_->FileOf(receipt->page);
+  output_->AddPage(receipt->page, page, spool);
+  ++result_.pages;
+  if (receipt->cut_short) {
+    result_.status = kExitCutShort;
+    result_.reason = receipt->reason;
+    std::fprintf(stderr, "warning: page %u has %u of %u rows: %s\n", receipt->page,
+                 receipt->rows_delivered, receipt->rows_announced, receipt->reason.c_str());
+  }
+  tell_(*receipt);
 }
 
 }  // namespace scanhost

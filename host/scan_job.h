@@ -2,67 +2,68 @@
 #ifndef SCANTK_HOST_SCAN_JOB_H_
 #define SCANTK_HOST_SCAN_JOB_H_
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "host/image_writers/page_writer.h"
+#include "host/output.h"
 #include "host/progress.h"
-#include "host/scan_request.h"
+#include "host/receipt.h"
 #include "host/session.h"
 
 namespace scanhost {
 
-// The user ended the program (Ctrl-C). Thrown after the device was stopped.
-struct Interrupted {
-  int status;  // the exit status that says so
-};
-
 class ScanJob {
  public:
-  // All three stay the caller's and outlive the job.
-  ScanJob(const Toolkit& toolkit, Session& session, const ScanRequest& request);
+  // All stay the caller's and outlive the job. `device`: its name for receipts. `tell`: takes each
+  // page's receipt.
+  ScanJob(const Toolkit& toolkit, Session& session, const ScanRequest& request,
+          const std::string& device, std::function<void(const Receipt&)> tell);
 
-  // Asks the device what it can do and settles the parameters. Throws when the request does not
-  // fit.
+  // Asks the device what it can do and settles the parameters. Throws HostFailure when the request
+  // does not fit.
   void Prepare();
 
   // Scans and writes every page. Throws ToolkitFailure, HostFailure or Interrupted; pages that were
-  // complete before are kept. Returns the exit status: 0, or kExitTruncated.
-  int Run();
+  // complete before are kept. A page that was cut short is kept and told in result().
+  void Run();
 
-  static constexpr int kExitTruncated = 3;
+  // How far it came, also after a failure.
+  const JobReceipt& result() const { return result_; }
 
  private:
-  struct Page {
-    BUFFER_INFO granted;
-    uint32_t rows = 0;
-    uint64_t bytes = 0;
-    double seconds = 0;
-    bool dropped_bytes = false;  // the page ended inside a row
-  };
-
+  Source ChooseSource(const SCANNER_CAPABILITIES& glass);
+  Abilities FeederAbilities();
+  void PrepareFeeder();
   void PrepareCompression();
-  void PrepareFeeder(uint32_t* width, uint32_t* height, uint16_t* grey_channels);
-  bool MorePages();
+  void PrepareTone(uint32_t entries);
+  bool FeederIsLoaded();
+  void WaitForPaper(const char* why);
   void RunPages();
-  void WritePage();
-  void ScanPage(PageWriter& writer, Page* page);
-  void ReadRows(PageWriter& writer, Page* page);
+  bool AnotherPage();
+  void ScanPage();
+  BUFFER_INFO Announce();
+  void CheckGranted(const BUFFER_INFO& announced, Receipt* receipt);
+  void ReadRows(Spool& spool, Receipt* receipt);
   void Stop(bool page_ended);
-  void Report(const Page& page, const std::string& label);
-  void FinishWriter();
+  void Judge(Receipt* receipt);
+  void Keep(Receipt* receipt, Spool& spool);
+  void LeaveFeeder();
 
   const Toolkit& toolkit_;
   Session& session_;
-  const ScanRequest& request_;
-  SCANNER_PARAMETERS parameters_ = {};
-  scantk::ComPtr<IADF3> feeder_;
+  ScanRequest request_;
+  std::string device_;
+  std::function<void(const Receipt&)> tell_;
+  ScanPlan plan_;
+  bool feeder_job_ = false;
+  scantk::client::Ref<IADF3> feeder_;  // null: the device has none
   Progress progress_;
-  std::unique_ptr<PageWriter> writer_;
-  std::string writer_path_;
-  uint32_t pages_done_ = 0;
-  bool truncated_ = false;
+  std::unique_ptr<Output> output_;
+  JobReceipt result_;
+  bool told_difference_ = false;
+  bool sheet_in_path_ = false;  // of a page that ended while paper waits behind it
   std::vector<uint8_t> buffer_;
 };
 

@@ -1,48 +1,47 @@
-// What the user wants scanned, from the command line to the record that the toolkit takes.
+// What the user wants scanned, as the command line says it.
 #ifndef SCANTK_HOST_SCAN_REQUEST_H_
 #define SCANTK_HOST_SCAN_REQUEST_H_
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
+#include <vector>
 
+#include "contract/codes.h"
 #include "host/area.h"
-#include "host/arguments.h"
-#include "host/image_writers/page_writer.h"
-#include "server/contract/records.h"
+#include "host/pictures/picture_file.h"
 
 namespace scanhost {
 
+enum class Source { kAuto, kGlass, kFeeder, kTransparency, kNegative };
+
 struct ScanRequest {
-  std::string output = DefaultPictureName();
+  std::string output = "page.png";  // "-": standard output
+  std::string format;               // empty: the output's extension
+  bool force = false;
+  bool strict = false;
+  bool json = false;
+  PictureOptions picture;
   PixelKind kind = PixelKind::kColor;
+  uint32_t depth = 8;
   uint32_t x_resolution = 300;
   uint32_t y_resolution = 300;
-  std::optional<Area> area;            // none: all that the device can scan
-  std::optional<uint32_t> jpeg_level;  // none: the toolkit's choice
+  std::optional<Area> area;  // none: all that the device can scan
+  std::optional<uint32_t> jpeg_level;
   bool jpeg = true;
   bool preview = false;
-  bool feeder = false;
+  Source source = Source::kAuto;
   bool duplex = false;
-  uint32_t pages = 0;           // of a feeder job; 0: until the feeder is empty
-  uint32_t timeout_ms = 30000;  // how long to wait for a device that is in use
+  uint32_t pages = 0;  // of a feeder job; 0: until the feeder is empty
+  // Tone: none of them leaves the device's own.
+  int brightness = 0;  // -100 to 100
+  int contrast = 0;    // -100 to 100
+  double gamma = 1;
+  std::string tone_file;
+  std::optional<uint32_t> wait_s;  // for paper and for the device
+
+  bool OwnResolutions() const { return x_resolution != y_resolution; }
 };
-
-// The options of `scanhost scan`.
-std::span<const Option> ScanOptions();
-
-// Throws UsageError for values that cannot be meant.
-ScanRequest ParseScanRequest(const Arguments& arguments);
-
-// The scan parameters for the request. `maximum_width` and `maximum_height` (1/300 inch) are taken
-// where no area was given, `grey_channels` is the device's set of grey-channel bits.
-SCANNER_PARAMETERS MakeScanParameters(const ScanRequest& request, uint32_t maximum_width,
-                                      uint32_t maximum_height, uint16_t grey_channels);
-
-// The file for page `number` (from 1): a %d or %03d in the name is replaced by the number; a name
-// without one gets "-NNN" before its extension when `numbered` is set.
-std::string PageFileName(const std::string& pattern, uint32_t number, bool numbered);
 
 }  // namespace scanhost
 

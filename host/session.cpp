@@ -5,8 +5,7 @@
 #include <thread>
 
 #include "host/program_folder.h"
-#include "platform/component.h"
-#include "platform/system.h"
+#include "host/setup/registration.h"
 
 namespace scanhost {
 namespace {
@@ -14,31 +13,27 @@ namespace {
 // How long one attempt to lock waits: short, so that Ctrl-C is noticed.
 constexpr uint32_t kLockSliceMs = 250;
 
-HRESULT CreateScanner(const std::string& library, IScanner** scanner) {
-  void** object = reinterpret_cast<void**>(scanner);
-  if (!library.empty())
-    return scantk::CreateComponentFrom(library, CLSID_scanner, IID_IScanner, object);
-  const HRESULT result = scantk::CreateComponent(CLSID_scanner, IID_IScanner, object);
-  if (result != REGDB_E_CLASSNOTREG) return result;
-  const std::string beside = FindLibrary("scantk1");
-  return beside.empty() ? result
-                        : scantk::CreateComponentFrom(beside, CLSID_scanner, IID_IScanner, object);
-}
-
 }  // namespace
 
-Toolkit::Toolkit(const std::string& library) {
-  scantk::InitializeComponents();
-  const HRESULT result = CreateScanner(library, scanner_.Out());
-  if (FAILED(result)) {
-    scantk::UninitializeComponents();
-    throw ToolkitFailure({"creating the scanner object", result, TERR_NONE});
-  }
+FoundLibrary FindToolkit(const std::string& library) {
+  if (!library.empty()) return {library, "named by --library"};
+  if (const std::string registered = RegisteredLibrary(); !registered.empty())
+    return {registered, "registered"};
+  if (const std::string beside = FindLibrary("scantk1"); !beside.empty())
+    return {beside, "beside scanhost"};
+  return {"", "the loader's"};
 }
 
-Toolkit::~Toolkit() {
-  scanner_.Reset();
-  scantk::UninitializeComponents();
+Toolkit::Toolkit(const std::string& library) {
+  using namespace scantk::client;
+  const FoundLibrary found = FindToolkit(library);
+  // A registered class is the component runtime's business where there is one.
+  HRESULT result = REGDB_E_CLASSNOTREG;
+  if (library.empty() && found.how != "beside scanhost")
+    result = CreateComponent(CLSID_scanner, IID_IScanner, scanner_.Out());
+  if (result == REGDB_E_CLASSNOTREG && !found.path.empty())
+    result = CreateComponentFrom(found.path, CLSID_scanner, IID_IScanner, scanner_.Out());
+  if (FAILED(result)) throw ToolkitFailure({"creating the scanner object", result, TERR_NONE});
 }
 
 void Toolkit::AskFor(const GUID& iid, void** object) const {
@@ -47,9 +42,8 @@ void Toolkit::AskFor(const GUID& iid, void** object) const {
 }
 
 Session::Session(const Toolkit& toolkit, const Device& device) : scanner_(toolkit.scanner()) {
-  const std::u16string name = scantk::Utf16(device.name);
   Call("OpenScannerSession", scanner_, &IScanner::OpenScannerSession,
-       reinterpret_cast<const WideChar*>(name.c_str()), device.io_type, &handle_);
+       scantk::client::Wide(device.name).c_str(), device.io_type, &handle_);
 }
 
 Session::~Session() {

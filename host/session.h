@@ -6,12 +6,18 @@
 #include <functional>
 #include <string>
 
-#include "host/device_registry.h"
+#include "contract/client.h"
 #include "host/error_advice.h"
-#include "platform/owner.h"
-#include "server/contract/interfaces.h"
+#include "host/setup/device_registry.h"
 
 namespace scanhost {
+
+// Where the toolkit comes from.
+struct FoundLibrary {
+  std::string path;  // empty: the loader's business, or none
+  std::string how;   // "registered", "named by --library", "beside scanhost", "the loader's"
+};
+FoundLibrary FindToolkit(const std::string& library);
 
 // The `scanner` object. One thread.
 class Toolkit {
@@ -20,7 +26,6 @@ class Toolkit {
   // the class is not registered from the library beside this program. Throws ToolkitFailure or
   // HostFailure.
   explicit Toolkit(const std::string& library);
-  ~Toolkit();
   Toolkit(const Toolkit&) = delete;
   Toolkit& operator=(const Toolkit&) = delete;
 
@@ -28,16 +33,17 @@ class Toolkit {
 
   // Another interface of the object. Throws ToolkitFailure (E_NOINTERFACE) when it has none.
   template <class Interface>
-  scantk::ComPtr<Interface> Ask(const GUID& iid) const {
-    scantk::ComPtr<Interface> other;
-    AskFor(iid, other.OutVoid());
+  scantk::client::Ref<Interface> Ask(const GUID& iid) const {
+    scantk::client::Ref<Interface> other;
+    AskFor(iid, other.Out());
     return other;
   }
 
  private:
   void AskFor(const GUID& iid, void** object) const;
 
-  scantk::ComPtr<IScanner> scanner_;
+  scantk::client::ComponentUse use_;
+  scantk::client::Ref<IScanner> scanner_;
 };
 
 // An open session. The destructor stops a scan, unlocks and closes, whatever happened before, and

@@ -14,7 +14,7 @@
 
 #include "imaging/built_in_xforms.h"
 #include "imaging/color_kinds.h"
-#include "imaging/luma_chroma.h"
+#include "imaging/kernels.h"
 #include "imaging/row_xform.h"
 
 namespace scantk {
@@ -26,8 +26,8 @@ TripleFunction Choose(int64_t kind, int64_t table) {
       return ChooseTableToLuma(table);
     case 1:
       return ChooseTableFromLuma(table);
-    case 2:
-      return ChooseLumaChromaToRgb();
+    case kLumaChromaToRgb:
+      return ChosenKernels().luma_chroma_to_rgb;
     case 3:
       return RgbToLumaChroma;
     case 4:

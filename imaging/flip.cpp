@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "imaging/built_in_xforms.h"
-#include "imaging/mirror.h"
+#include "imaging/kernels.h"
 #include "imaging/row_store.h"
 #include "imaging/row_xform.h"
 
@@ -36,7 +36,8 @@ class Flip : public RowXform {
     rows_changed_ = false;
     delivered_ = 0;
     if (vertical_) store_.Reset(row_bytes_);
-    mirror_row_ = ChooseMirror(in_traits_.bitsPerPixel);
+    mirror_row_ = ChosenKernels().mirror->Choose(in_traits_.bitsPerPixel);
+    padding_ = in_traits_.bitsPerPixel == 1 ? 7 - (in_traits_.pixelsPerRow - 1) % 8 : 0;
     if (!mirrored_.Grow(row_bytes_)) return false;
     out_traits_ = in_traits_;
     if (in_traits_.rowCount >= 0) {
@@ -47,11 +48,12 @@ class Flip : public RowXform {
 
   IpResult Convert(RowCall& call) {
     if (rows_changed_) ChangeRowCount();
-    if (vertical_ && call.input && Stored() < rows_) return Collect(call);
+    const bool complete = (vertical_ ? Stored() : delivered_) >= rows_;
+    if (vertical_ && call.input && !complete) return Collect(call);
+    // A row beyond the count goes first: nothing may be given while input lies waiting.
+    if (complete && call.input && call.available > 0) return Drop(call);
     if (delivered_ < rows_) return Deliver(call);
-    if (!call.input) return IP_FINISHED;
-    call.used = std::min(call.available, row_bytes_);  // beyond the row count
-    return call.used > 0 ? IP_ROW_IN | IP_NEED_INPUT : IP_NEED_INPUT;
+    return call.input ? IP_NEED_INPUT : IP_FINISHED;
   }
 
  private:
@@ -71,6 +73,11 @@ class Flip : public RowXform {
     if (!HasInputRow(call, row_bytes_) || !store_.Append(call.input)) return IP_FATAL_ERROR;
     call.used = row_bytes_;
     return Stored() < rows_ ? IP_ROW_IN | IP_NEED_INPUT : IP_ROW_IN;
+  }
+
+  IpResult Drop(RowCall& call) const {
+    call.used = std::min(call.available, row_bytes_);
+    return delivered_ < rows_ ? IP_ROW_IN : IP_ROW_IN | IP_NEED_INPUT;
   }
 
   IpResult Deliver(RowCall& call) {
@@ -108,9 +115,19 @@ class Flip : public RowXform {
       std::memset(output, 0xFF, row_bytes_);
     } else if (mirror_) {
       mirror_row_(row, mirrored_.data(), row_bytes_, later);
+      if (padding_ > 0) MovePaddingToEnd();
       std::memcpy(output, mirrored_.data(), row_bytes_);
     } else {
       std::memcpy(output, row, row_bytes_);
+    }
+  }
+
+  // What filled the last byte of a bilevel row now stands before the first pixel.
+  void MovePaddingToEnd() {
+    uint8_t* const row = mirrored_.data();
+    for (size_t i = 0; i < row_bytes_; ++i) {
+      const unsigned next = i + 1 < row_bytes_ ? row[i + 1] : 0xFFu;
+      row[i] = static_cast<uint8_t>((unsigned{row[i]} << 8 | next) >> (8 - padding_));
     }
   }
 
@@ -129,6 +146,7 @@ class Flip : public RowXform {
   int64_t delivered_ = 0;
   RowStore store_;
   MirrorFunction mirror_row_ = nullptr;
+  int padding_ = 0;  // bits behind the last pixel of a row
   ByteBuffer mirrored_;
 };
 

@@ -85,7 +85,6 @@ enum XformId : uint32_t {
   XFORM_TABLE = 16,
   XFORM_FLIP = 18,
 };
-inline constexpr uint32_t IP_BUILT_IN_XFORMS = 20;
 
 // The operations of a built-in transform, or null when `id` names none.
 const XformOps* BuiltInXform(uint32_t id);
@@ -119,6 +118,11 @@ void* ipClientData(IpHandle handle);
 // The first transform's input format; only before the first ipConvert. An xDpi or yDpi below
 // 0x10000 is taken as whole dots per inch.
 IpResult ipSetInputTraits(IpHandle handle, const ImageTraits* traits);
+
+// The format of the rows that the last transform gives. IP_NEED_INPUT: not known before the first
+// transform has read its header, which it has when it gives the first byte. IP_FATAL_ERROR: a
+// transform refuses what it would get. Changes nothing.
+IpResult ipGetOutputTraits(IpHandle handle, ImageTraits* traits);
 
 // Takes input and gives output until the output is full, the input is used up, or a bit of
 // IP_RESULT_MASK comes up, which is the result. `input` null: the stream has ended, drain. `output`

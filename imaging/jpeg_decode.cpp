@@ -9,12 +9,14 @@ namespace scantk {
 namespace {
 
 constexpr uint32_t kCheckValue = 0x1CE5CA7E;
-constexpr size_t kHeaderBytes = 17000;
+constexpr size_t kHeaderBytes = JpegHeaderReader::kMostBytes;
 constexpr size_t kMinInput = 2 * kJpegMcuReserve;
 constexpr IpResult kMalformed = IP_INPUT_ERROR | IP_FATAL_ERROR;
 
 class JpegDecode {
  public:
+  explicit JpegDecode(bool to_rgb) : to_rgb_(to_rgb) {}
+
   bool IsValid() const { return check_ == kCheckValue; }
   void Invalidate() { check_ = 0; }
 
@@ -38,9 +40,11 @@ class JpegDecode {
   uint32_t check_ = kCheckValue;
   ImageTraits in_traits_{};
   ImageTraits out_traits_{};
+  const bool to_rgb_;
   bool keep_sampling_ = false;
   bool ready_ = false;   // the header was read
   bool failed_ = false;  // the stream is malformed: every answer says so
+  JpegHeaderReader reader_;
   JpegScan scan_;
   JpegRows rows_;
   int next_row_ = 0;         // of the MCU row that is ready
@@ -48,9 +52,12 @@ class JpegDecode {
 };
 
 IpResult JpegDecode::ReadHeader(size_t available, const uint8_t* input, size_t* used) {
-  JpegHeader header;
-  failed_ = !input || !ParseJpegHeader(input, available, &header, used);
+  const JpegParse parse = input ? reader_.Read(input, available, used) : JpegParse::kMalformed;
+  if (parse == JpegParse::kIncomplete && *used > 0) return IP_NEED_INPUT;
+  failed_ = parse != JpegParse::kDone;
   if (failed_) return kMalformed;
+  const JpegHeader& header = reader_.header();
+  if (to_rgb_ && header.components > 3) return IP_FATAL_ERROR;
   in_traits_.pixelsPerRow = header.width;
   in_traits_.componentsPerPixel = header.components;
   in_traits_.bitsPerPixel = 8 * header.components;
@@ -60,7 +67,7 @@ IpResult JpegDecode::ReadHeader(size_t available, const uint8_t* input, size_t* 
     in_traits_.yDpi = header.y_dpi;
   }
   out_traits_ = in_traits_;
-  if (!scan_.Begin(header) || !rows_.Init(header)) return IP_FATAL_ERROR;
+  if (!scan_.Begin(header) || !rows_.Init(header, to_rgb_)) return IP_FATAL_ERROR;
   ready_ = true;
   return IP_FINISHED | IP_NEED_INPUT;
 }
@@ -92,7 +99,7 @@ IpResult JpegDecode::Advance(size_t available, const uint8_t* input, size_t* use
   JpegInput in{input, available, complete};
   const uint64_t before = scan_.mcus_decoded();
   JpegStep step = scan_.Advance(in);
-  while (step == JpegStep::kRow && scan_.RowsReady() == 0) {  // a DNL ended the image before it
+  while (step == JpegStep::kRow && scan_.RowsReady() == 0) {  // the image ended before it
     scan_.RowDone();
     step = scan_.Advance(in);
   }
@@ -141,9 +148,10 @@ JpegDecode* Checked(void* instance) {
   return decode && decode->IsValid() ? decode : nullptr;
 }
 
+template <bool kToRgb>
 IpResult Open(void** instance) {
   if (!instance) return IP_FATAL_ERROR;
-  *instance = new (std::nothrow) JpegDecode;
+  *instance = new (std::nothrow) JpegDecode(kToRgb);
   return Answer(*instance != nullptr);
 }
 
@@ -220,10 +228,14 @@ IpResult Close(void* instance) {
   return IP_FINISHED;
 }
 
+constexpr XformOps Table(IpResult (*open)(void** instance)) {
+  return {open,           SetInputTraits, SetParams, GetHeaderSize, GetActualTraits,
+          GetBufferSizes, Convert,        NewPage,   Reserved,      Close};
+}
+
 }  // namespace
 
-const XformOps kJpegDecodeOps = {
-    Open,           SetInputTraits, SetParams, GetHeaderSize, GetActualTraits,
-    GetBufferSizes, Convert,        NewPage,   Reserved,      Close};
+const XformOps kJpegDecodeOps = Table(Open<false>);
+const XformOps kJpegToRgbOps = Table(Open<true>);
 
 }  // namespace scantk

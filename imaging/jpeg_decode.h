@@ -16,6 +16,10 @@ namespace scantk {
 
 extern const XformOps kJpegDecodeOps;
 
+// The same with XFORM_COLOR_SPACE of kind 2 behind it, in one: Y, Cb, Cr never go through memory.
+// Refuses four components, as that does.
+extern const XformOps kJpegToRgbOps;
+
 }  // namespace scantk
 
 #endif  // SCANTK_IMAGING_JPEG_DECODE_H_

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "imaging/cpu.h"
+#include "imaging/kernels.h"
 
 #define SCANTK_INLINE __attribute__((always_inline)) inline
 
@@ -100,6 +100,7 @@ SCANTK_INLINE Taken TakeDc(const JpegHuffmanTable& table, Bits& bits, int32_t& d
 }
 
 // The coefficients behind the DC. Wants 45 bits, leaves kJpegLookUpBits.
+// One function, for speed. NOLINTNEXTLINE(readability-function-size)
 SCANTK_INLINE Taken TakeAc(const Block& block, const JpegTransformKind& transform,
                            const uint8_t* bytes, Bits& bits, int16_t* coefficients) {
   const JpegHuffmanTable& table = *block.ac;
@@ -235,12 +236,9 @@ bool JpegMcuDecoder::Init(const JpegHeader& header) {
   header_ = header;
   State& state = *state_;
   decode_ = DecodePlain;
-  state.transform = PlainJpegTransform();
+  state.transform = ChosenKernels().transform;
 #if SCANTK_X86
-  if (Avx2JpegTransform().run) {
-    decode_ = DecodeAvx2;
-    state.transform = Avx2JpegTransform();
-  }
+  if (ChosenPath() == CpuPath::kAvx2) decode_ = DecodeAvx2;
 #endif
   for (int i = 0; i < header.components; ++i) {
     const JpegComponent& component = header.component[i];

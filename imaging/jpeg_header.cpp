@@ -76,9 +76,6 @@ bool ReadFrame(const uint8_t* at, size_t size, JpegHeader& header) {
     const int h = from[1] >> 4;
     const int v = from[1] & 15;
     if (h < 1 || h > 4 || v < 1 || v > 4 || from[2] >= kJpegTables) return false;
-    for (int j = 0; j < i; ++j) {
-      if (header.component[j].id == from[0]) return false;
-    }
     header.component[i] = {from[0], count == 1 ? 1 : h, count == 1 ? 1 : v, from[2], 0, 0};
     header.h_max = std::max(header.h_max, header.component[i].h);
     header.v_max = std::max(header.v_max, header.component[i].v);
@@ -96,8 +93,8 @@ bool ReadScan(const uint8_t* at, size_t size, JpegHeader& header) {
   for (int i = 0; i < count; ++i) {
     const uint8_t* from = at + 1 + 2 * i;
     int index = 0;
-    while (index < count && header.component[index].id != from[0]) ++index;
-    if (index == count || seen[index]) return false;
+    while (index < count && (seen[index] || header.component[index].id != from[0])) ++index;
+    if (index == count) return false;
     seen[index] = true;
     header.scan_order[i] = index;
     JpegComponent& component = header.component[index];
@@ -117,9 +114,11 @@ int32_t FixedPoint(double dpi) {
   return static_cast<int32_t>(std::lround(std::min(dpi, 32767.0) * 65536));
 }
 
+constexpr size_t kResolutionBytes = 12;  // of a segment that tells them
+
 // Resolutions are a courtesy: a segment that is too short for them says nothing.
 void ReadResolution(uint8_t marker, const uint8_t* at, size_t size, JpegHeader& header) {
-  if (size < 12) return;
+  if (size < kResolutionBytes) return;
   if (marker == kJpegApp0 && (at[0] | 32) == 'j' && (at[1] | 32) == 'f' && (at[2] | 32) == 'i') {
     const double unit = at[7] == 1 ? 1 : at[7] == 2 ? 2.54 : 0;
     header.x_dpi = FixedPoint(Word(at + 8) * unit);
@@ -147,15 +146,16 @@ bool ReadSegment(const JpegSegment& segment, JpegHeader& header) {
       return ReadFrame(body, size, header);
     case kJpegDhp:
     case kJpegExp:
-    case kJpegDnl:
       return false;
     default:
-      break;
+      return !HasNoSegment(segment.marker) &&
+             (segment.marker <= kJpegSof1 || segment.marker > kJpegSof15);
   }
-  if (HasNoSegment(segment.marker)) return false;
-  if (segment.marker > kJpegSof1 && segment.marker <= kJpegSof15) return false;
-  ReadResolution(segment.marker, body, size, header);
-  return true;
+}
+
+// Whether nothing of the segment is kept but a resolution.
+bool IsSkippable(uint8_t marker) {
+  return marker >= kJpegApp0;
 }
 
 }  // namespace
@@ -180,23 +180,48 @@ int JpegLinesOf(const JpegSegment& dnl) {
   return dnl.body_size == 2 ? Word(dnl.body) : 0;
 }
 
-bool ParseJpegHeader(const uint8_t* bytes, size_t size, JpegHeader* header, size_t* used) {
-  *header = {};
-  if (size < 2 || bytes[0] != 0xFF || bytes[1] != kJpegSoi) return false;
-  size_t at = 2;
-  for (;;) {
-    JpegSegment segment;
-    if (ReadJpegSegment(bytes + at, size - at, &segment) != JpegParse::kDone) return false;
-    at += segment.head;
-    if (segment.body_size > size - at) return false;
-    at += segment.body_size;
-    if (segment.marker == kJpegSos) {
-      if (!ReadScan(segment.body, segment.body_size, *header)) return false;
-      *used = at;
-      return true;
-    }
-    if (!ReadSegment(segment, *header)) return false;
+JpegParse JpegHeaderReader::Read(const uint8_t* bytes, size_t size, size_t* used) {
+  *used = 0;
+  if (!begun_) {
+    if (size < 2) return JpegParse::kIncomplete;
+    if (bytes[0] != 0xFF || bytes[1] != kJpegSoi) return JpegParse::kMalformed;
+    begun_ = true;
+    *used = 2;
   }
+  JpegParse parse = JpegParse::kIncomplete;
+  size_t before;
+  do {
+    const size_t skipped = std::min(skip_, size - *used);
+    skip_ -= skipped;
+    *used += skipped;
+    before = *used;
+    if (skip_ == 0) parse = ReadNext(bytes + *used, size - *used, used);
+  } while (parse == JpegParse::kIncomplete && *used > before);
+  return parse;
+}
+
+// kIncomplete with more bytes used: a segment was read, but not SOS.
+JpegParse JpegHeaderReader::ReadNext(const uint8_t* bytes, size_t size, size_t* used) {
+  JpegSegment segment;
+  const JpegParse parse = ReadJpegSegment(bytes, size, &segment);
+  if (parse != JpegParse::kDone) return parse;
+  const size_t there = std::min(segment.body_size, size - segment.head);
+  if (IsSkippable(segment.marker)) {
+    if (there < std::min(segment.body_size, kResolutionBytes)) return JpegParse::kIncomplete;
+    ReadResolution(segment.marker, segment.body, there, header_);
+    skip_ = segment.body_size;
+    *used += segment.head;
+    return JpegParse::kIncomplete;
+  }
+  if (kept_ + segment.head + segment.body_size > kMostBytes) return JpegParse::kMalformed;
+  if (there < segment.body_size) return JpegParse::kIncomplete;
+  kept_ += segment.head + segment.body_size;
+  *used += segment.head + segment.body_size;
+  const bool is_scan = segment.marker == kJpegSos;
+  const bool good =
+      is_scan ? ReadScan(segment.body, segment.body_size, header_) : ReadSegment(segment, header_);
+  if (!good) return JpegParse::kMalformed;
+  return is_scan ? JpegParse::kDone : JpegParse::kIncomplete;
 }
 
 }  // namespace scantk

@@ -63,7 +63,7 @@ struct JpegHuffmanCodes {
 };
 
 struct JpegComponent {
-  uint8_t id;
+  uint8_t id;  // may repeat: the scan takes components of one number in order
   int h;  // sampling factors, 1 to 4; of a lone component both are 1, as it is never interleaved
   int v;
   int quantisation;  // table numbers, 0 to 3, all of them defined
@@ -87,11 +87,29 @@ struct JpegHeader {
   JpegHuffmanCodes ac[kJpegTables];
 };
 
-// Reads from SOI to the end of SOS; `used` becomes the number of bytes. False, with `used` as
-// it was: what stands there is
-// malformed, not supported, or does not end within `size`. Supported is one scan that holds all
-// components, sequential, Huffman coded, of 8 bits.
-bool ParseJpegHeader(const uint8_t* bytes, size_t size, JpegHeader* header, size_t* used);
+// Reads a header that may come in pieces. Supported is one scan that holds all components,
+// sequential, Huffman coded, of 8 bits.
+class JpegHeaderReader {
+ public:
+  // Of the segments that are kept, all together may take so many bytes; what applications and
+  // people wrote is skipped and may take any number.
+  static constexpr size_t kMostBytes = 17000;
+
+  // Reads on in `bytes`, from SOI to the end of SOS. `used`: the bytes that it is done with; what
+  // was not must come again, with more behind it. kIncomplete: the header does not end there.
+  // kMalformed: what stands there is, or is not supported.
+  JpegParse Read(const uint8_t* bytes, size_t size, size_t* used);
+
+  const JpegHeader& header() const { return header_; }
+
+ private:
+  JpegParse ReadNext(const uint8_t* bytes, size_t size, size_t* used);
+
+  JpegHeader header_;
+  bool begun_ = false;  // SOI was there
+  size_t skip_ = 0;     // bytes of a segment that has been seen
+  size_t kept_ = 0;
+};
 
 }  // namespace scantk
 

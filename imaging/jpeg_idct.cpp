@@ -6,14 +6,8 @@
 #include "imaging/jpeg_idct.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace scantk {
-
-const uint8_t kJpegNaturalOrder[64] = {
-    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
-    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
-    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
 
 namespace {
 
@@ -139,7 +133,9 @@ void TransformLarge(int16_t* coefficients, const JpegTarget& target) {
   }
 }
 
-void Run(JpegBlockQueue& queue) {
+}  // namespace
+
+void RunPlainJpegTransform(JpegBlockQueue& queue) {
   for (int i = 0; i < queue.counts[0]; ++i) {
     const int place = queue.places[0][i];
     TransformLarge(queue.coefficients[place], queue.targets[place]);
@@ -149,20 +145,6 @@ void Run(JpegBlockQueue& queue) {
     TransformBlock<4, 4>(queue.coefficients[place], queue.targets[place]);
   }
   queue.counts[0] = queue.counts[1] = queue.used = 0;
-}
-
-}  // namespace
-
-JpegTransformKind PlainJpegTransform() {
-  struct Order {
-    Order() {
-      std::fill(std::begin(places), std::end(places), uint8_t{JpegBlockQueue::kScratch});
-      std::copy(std::begin(kJpegNaturalOrder), std::end(kJpegNaturalOrder), places);
-    }
-    uint8_t places[128];
-  };
-  static const Order order;
-  return {Run, order.places, 0x24};
 }
 
 }  // namespace scantk

@@ -48,14 +48,31 @@ struct JpegTransformKind {
   uint8_t outside;  // these bits are zero in all places of the upper left 4x4 and in kScratch only
 };
 
-// The plain one wants natural order.
-JpegTransformKind PlainJpegTransform();
-
-// Null members where the processor or the build has none.
-JpegTransformKind Avx2JpegTransform();
-
 // Zigzag index to natural order.
-extern const uint8_t kJpegNaturalOrder[64];
+inline constexpr uint8_t kJpegNaturalOrder[64] = {
+    0,  1,  8,  16, 9,  2,  3,  10, 17, 24, 32, 25, 18, 11, 4,  5,  12, 19, 26, 33, 40, 48,
+    41, 34, 27, 20, 13, 6,  7,  14, 21, 28, 35, 42, 49, 56, 57, 50, 43, 36, 29, 22, 15, 23,
+    30, 37, 44, 51, 58, 59, 52, 45, 38, 31, 39, 46, 53, 60, 61, 54, 47, 55, 62, 63};
+
+// An order, from the place in the block of each row and column.
+struct JpegOrder {
+  template <class Place>
+  constexpr explicit JpegOrder(Place place) : places() {
+    for (int i = 0; i < 128; ++i) {
+      places[i] = i < 64 ? place(kJpegNaturalOrder[i] / 8, kJpegNaturalOrder[i] % 8)
+                         : uint8_t{JpegBlockQueue::kScratch};
+    }
+  }
+  uint8_t places[128];
+};
+
+// The plain one wants natural order.
+void RunPlainJpegTransform(JpegBlockQueue& queue);
+inline constexpr JpegOrder kPlainJpegOrder([](int row, int column) {
+  return static_cast<uint8_t>(8 * row + column);
+});
+inline constexpr JpegTransformKind kPlainJpegTransform = {RunPlainJpegTransform,
+                                                          kPlainJpegOrder.places, 0x24};
 
 // A block of nothing but the DC `dc`, dequantised.
 inline void FillJpegBlock(const JpegTarget& target, int16_t dc) {

@@ -2,35 +2,10 @@
 
 #include <cstring>
 
+#include "imaging/kernels.h"
+
 namespace scantk {
 namespace {
-
-void InterleaveFull(const uint8_t* const* planes, uint8_t* out, size_t width) {
-  const uint8_t* const a = planes[0];
-  const uint8_t* const b = planes[1];
-  const uint8_t* const c = planes[2];
-  for (size_t x = 0; x < width; ++x) {
-    out[3 * x] = a[x];
-    out[3 * x + 1] = b[x];
-    out[3 * x + 2] = c[x];
-  }
-}
-
-void InterleaveHalf(const uint8_t* const* planes, uint8_t* out, size_t width) {
-  const uint8_t* const a = planes[0];
-  const uint8_t* const b = planes[1];
-  const uint8_t* const c = planes[2];
-  for (size_t x = 0; x + 2 <= width; x += 2, out += 6) {
-    out[0] = a[x];
-    out[3] = a[x + 1];
-    out[1] = out[4] = b[x / 2];
-    out[2] = out[5] = c[x / 2];
-  }
-  if (width % 2 == 0) return;
-  out[0] = a[width - 1];
-  out[1] = b[width / 2];
-  out[2] = c[width / 2];
-}
 
 void InterleaveAny(const uint8_t* const* planes, int components, uint8_t* out, size_t width) {
   for (int i = 0; i < components; ++i) {
@@ -57,19 +32,15 @@ void Expand(const uint8_t* from, int samples, int pixels, size_t width, uint8_t*
 
 }  // namespace
 
-JpegInterleaveKind PlainJpegInterleave() {
-  return {InterleaveFull, InterleaveHalf};
-}
-
-bool JpegRows::Init(const JpegHeader& header) {
+bool JpegRows::Init(const JpegHeader& header, bool to_rgb) {
   header_ = header;
-  const JpegInterleaveKind fast = Avx2JpegInterleave();
-  interleave_ = fast.full ? fast : PlainJpegInterleave();
   const JpegComponent* const parts = header.component;
   half_chroma_ = header.components == 3 && parts[0].h == header.h_max &&
                  2 * parts[1].h == header.h_max && 2 * parts[2].h == header.h_max;
+  const ImageKernels& kernels = ChosenKernels();
+  interleave_ = (to_rgb ? kernels.to_rgb : kernels.interleave)[half_chroma_];
   if (half_chroma_) return true;
-  const size_t room = static_cast<size_t>(header.width) + kJpegRowSlack;
+  const size_t room = static_cast<size_t>(header.width) + kPlaneSlack;
   for (int i = 0; i < header.components; ++i) {
     if (parts[i].h != header.h_max && !expanded_[i].Grow(room)) return false;
   }
@@ -109,10 +80,8 @@ void JpegRows::Write(int y, uint8_t* out) {
   }
   if (header_.components == 1) {
     std::memcpy(out, planes[0], width);
-  } else if (half_chroma_) {
-    interleave_.half(planes, out, width);
   } else if (header_.components == 3) {
-    interleave_.full(planes, out, width);
+    interleave_(planes, out, width);
   } else {
     InterleaveAny(planes, header_.components, out, width);
   }

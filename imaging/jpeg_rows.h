@@ -1,5 +1,5 @@
 // From strips of samples to rows: every component repeated to full resolution, interleaved by
-// pixel.
+// pixel, and converted on the way.
 #ifndef SCANTK_IMAGING_JPEG_ROWS_H_
 #define SCANTK_IMAGING_JPEG_ROWS_H_
 
@@ -8,11 +8,9 @@
 
 #include "imaging/byte_buffer.h"
 #include "imaging/jpeg_entropy.h"
+#include "imaging/luma_chroma.h"
 
 namespace scantk {
-
-// Bytes readable behind the samples of every strip's row that a picture needs.
-inline constexpr size_t kJpegRowSlack = 32;
 
 // The sample that covers most of the pixel `at`, or the first of two that cover the same, when
 // `samples` of them share the width of `pixels` pixels.
@@ -20,20 +18,10 @@ constexpr int JpegSampleAt(int at, int samples, int pixels) {
   return ((2 * at + 1) * samples + 2 * pixels - 1) / (2 * pixels) - 1;
 }
 
-// Interleaves `width` pixels of 3 planes. The chroma planes have a sample for every pixel, or for
-// every other. Reads up to kJpegRowSlack bytes further, writes 3 * width bytes.
-using JpegInterleave = void (*)(const uint8_t* const* planes, uint8_t* out, size_t width);
-struct JpegInterleaveKind {
-  JpegInterleave full;
-  JpegInterleave half;
-};
-JpegInterleaveKind PlainJpegInterleave();
-JpegInterleaveKind Avx2JpegInterleave();  // null members where there is none
-
 class JpegRows {
  public:
-  // False without memory.
-  bool Init(const JpegHeader& header);
+  // `to_rgb`: three components are Y, Cb, Cr and become red, green, blue. False without memory.
+  bool Init(const JpegHeader& header, bool to_rgb);
 
   // Says that the strips have changed.
   void BeginStrips(const JpegStrip* strips);
@@ -50,7 +38,7 @@ class JpegRows {
   const uint8_t* FullRow(int component, int y);
 
   JpegHeader header_;
-  JpegInterleaveKind interleave_{};
+  InterleaveFunction interleave_ = nullptr;
   bool half_chroma_ = false;
   JpegStrip strips_[kJpegMaxComponents] = {};
   ByteBuffer expanded_[kJpegMaxComponents];

@@ -13,10 +13,20 @@ constexpr bool IsRestart(uint8_t marker) {
   return marker >= kJpegRst0 && marker <= kJpegRst7;
 }
 
-// May stand between the scan and EOI. Tables for a scan that cannot come do no harm.
+// May stand between the scan and EOI. Tables for a scan that cannot come do no harm, and devices
+// leave restart markers and line counts there that say nothing new.
 constexpr bool IsSkippable(uint8_t marker) {
-  return marker != kJpegSoi && marker != kJpegSos && !IsRestart(marker) && marker != kJpegDhp &&
-         marker != kJpegExp && (marker < kJpegSof0 || marker > kJpegSof15 || marker == kJpegDht);
+  return marker != kJpegSoi && marker != kJpegSos && marker != kJpegDhp && marker != kJpegExp &&
+         (marker < kJpegSof0 || marker > kJpegSof15 || marker == kJpegDht);
+}
+
+constexpr bool IsMarker(const uint8_t* bytes) {
+  return bytes[0] == 0xFF && bytes[1] != 0 && bytes[1] != 0xFF;
+}
+
+// Where an MCU row could begin: the image has no more of them, whatever its height was said to be.
+constexpr bool EndsImage(uint8_t marker) {
+  return IsSkippable(marker) && !IsRestart(marker);
 }
 
 }  // namespace
@@ -39,7 +49,7 @@ bool JpegScan::AllocateStrips() {
   size_t total = 0;
   for (int i = 0; i < header_.components; ++i) {
     const JpegComponent& component = header_.component[i];
-    strips_[i].stride = static_cast<ptrdiff_t>(8 * component.h * mcus_per_row_ + kJpegRowSlack);
+    strips_[i].stride = 8 * component.h * mcus_per_row_ + static_cast<ptrdiff_t>(kPlaneSlack);
     sizes[i] = static_cast<size_t>(strips_[i].stride) * static_cast<size_t>(8 * component.v);
     total += sizes[i];
   }
@@ -65,9 +75,6 @@ JpegStep JpegScan::Advance(JpegInput& input) {
         break;
       case State::kRowReady:
         return JpegStep::kRow;
-      case State::kScanEnd:
-        step = EndScan(input);
-        break;
       case State::kTrailer:
         step = ReadTrailer(input);
         break;
@@ -91,8 +98,9 @@ int JpegScan::RowsReady() const {
 }
 
 void JpegScan::RowDone() {
-  state_ = ImageComplete() ? State::kScanEnd : State::kMcus;
+  state_ = State::kMcus;
   mcu_ = 0;
+  if (ImageComplete()) EndScan();
 }
 
 // The input does not suffice for what comes next.
@@ -108,11 +116,11 @@ JpegStep JpegScan::DecodeRow(JpegInput& input) {
   while (mcu_ < mcus_per_row_) {
     if (header_.restart_interval > 0 && mcus_to_restart_ == 0) {
       const JpegStep step = Restart(input);
-      if (step != JpegStep::kRow) return step;
+      if (step != JpegStep::kRow || state_ != State::kMcus) return step;
     }
     if (!first && input.left() < kJpegMcuReserve) return JpegStep::kNeedInput;
     const JpegStep step = DecodeMcus(input);
-    if (step != JpegStep::kRow) return step;
+    if (step != JpegStep::kRow || state_ != State::kMcus) return step;
     first = false;
   }
   rows_decoded_ += rows_per_mcu_;
@@ -136,9 +144,11 @@ JpegStep JpegScan::DecodeMcus(JpegInput& input) {
   window_.Fill(input.rest(), input.left());
   int end = mcus_per_row_;
   if (header_.restart_interval > 0) end = std::min(end, mcu_ + mcus_to_restart_);
+  const bool no_row = EndsBeforeRow(input);
   JpegRun run{window_.bytes(), window_.bit(), window_.end_bit(), StopBit(input), mcu_, end};
   const JpegRunEnd run_end = decoder_.Decode(run);
   const int decoded = run.mcu - mcu_;
+  if (no_row && run.mcu < mcus_per_row_) return EndScan();
   mcu_ = run.mcu;
   if (header_.restart_interval > 0) mcus_to_restart_ -= decoded;
   mcus_decoded_ += static_cast<uint64_t>(decoded);
@@ -164,9 +174,9 @@ JpegStep JpegScan::Restart(JpegInput& input) {
   const size_t at = window_.covered();
   const JpegParse parse = ReadJpegSegment(input.rest() + at, input.left() - at, &segment);
   if (parse == JpegParse::kIncomplete) return Starved(input);
-  if (parse == JpegParse::kMalformed || segment.marker != kJpegRst0 + next_restart_) {
-    return JpegStep::kMalformed;
-  }
+  if (parse == JpegParse::kMalformed) return JpegStep::kMalformed;
+  if (mcu_ == 0 && EndsImage(segment.marker)) return EndScan();
+  if (segment.marker != kJpegRst0 + next_restart_) return JpegStep::kMalformed;
   input.used += at + segment.head;
   window_.Reset();
   decoder_.BeginInterval();
@@ -200,40 +210,45 @@ JpegStep JpegScan::EndRowBeforeMarker(JpegInput& input) {
   if (is_dnl) {
     const int lines = JpegLinesOf(segment);
     if (lines == 0) return JpegStep::kMalformed;
-    // With more lines than that there must be another MCU row in the bits before the marker.
+    // With more lines than that there may be another MCU row in the bits before the marker.
     if (lines <= rows_decoded_ && (height_ == 0 || lines < height_)) height_ = lines;
-  } else if (height_ == 0 && parse == JpegParse::kDone && !IsRestart(segment.marker)) {
-    height_ = std::min(rows_decoded_, kMaxRows);  // nobody told: what was coded is the image
   }
   state_ = State::kRowReady;
   return JpegStep::kRow;
 }
 
-JpegStep JpegScan::EndScan(JpegInput& input) {
-  const Found found = LookForMarker(input);
-  if (found == Found::kData) return JpegStep::kMalformed;
-  if (found == Found::kUnknown) return Starved(input);
-  input.used += window_.covered();
+// Whether the image may end here, at the border of an MCU row, although more rows were announced:
+// fewer bits are left than may fill a byte. They may as well be another row, which can take six.
+bool JpegScan::EndsBeforeRow(const JpegInput& input) const {
+  if (mcu_ > 0 || rows_decoded_ == 0 || !window_.at_marker()) return false;
+  if (window_.end_bit() - window_.bit() >= 8) return false;
+  JpegSegment segment;
+  const size_t at = window_.covered();
+  return ReadJpegSegment(input.rest() + at, input.left() - at, &segment) == JpegParse::kDone &&
+         EndsImage(segment.marker);
+}
+
+// The image has the rows that were decoded, and no more.
+JpegStep JpegScan::EndScan() {
+  const int most = std::min(rows_decoded_, kMaxRows);
+  height_ = height_ == 0 ? most : std::min(height_, most);
   window_.Reset();
   state_ = State::kTrailer;
   return JpegStep::kRow;
 }
 
+// Skips bytes that are no marker as well: rows beyond the image's height, or what fills a buffer.
 JpegStep JpegScan::ReadTrailer(JpegInput& input) {
   for (;;) {
     const size_t skipped = std::min(skip_, input.left());
     input.used += skipped;
     skip_ -= skipped;
+    if (skip_ > 0) return Starved(input);
+    while (input.left() >= 2 && !IsMarker(input.rest())) ++input.used;
     JpegSegment segment;
-    const JpegParse parse =
-        skip_ > 0 ? JpegParse::kIncomplete : ReadJpegSegment(input.rest(), input.left(), &segment);
-    if (parse == JpegParse::kIncomplete) return Starved(input);
+    const JpegParse parse = ReadJpegSegment(input.rest(), input.left(), &segment);
+    if (parse == JpegParse::kIncomplete || input.left() < 2) return Starved(input);
     if (parse == JpegParse::kMalformed || !IsSkippable(segment.marker)) return JpegStep::kMalformed;
-    if (segment.marker == kJpegDnl) {
-      if (input.left() - segment.head < segment.body_size) return Starved(input);
-      const int lines = JpegLinesOf(segment);
-      if (lines == 0 || lines > std::min(height_, rows_decoded_)) return JpegStep::kMalformed;
-    }
     input.used += segment.head;
     if (segment.marker == kJpegEoi) {
       state_ = State::kEnded;

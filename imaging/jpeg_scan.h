@@ -23,7 +23,7 @@ struct JpegInput {
 };
 
 enum class JpegStep {
-  kRow,        // an MCU row is ready, or its last image row has just ended the image
+  kRow,        // an MCU row is ready, or the image turned out to end before it
   kNeedInput,  // nothing more to be done with this input
   kImageEnd,   // EOI was read, this once
   kTruncated,  // the complete input ends too early; the rest of it was taken
@@ -54,15 +54,15 @@ class JpegScan {
   uint64_t mcus_decoded() const { return mcus_decoded_; }
 
  private:
-  //  kMcus --> kRowEnd --> kRowReady --+--> kScanEnd --> kTrailer --> kEnded
-  //    ^                               |
+  //  kMcus --> kRowEnd --> kRowReady --+--> kTrailer --> kEnded
+  //    ^  |                            |        ^
+  //    |  +---- a marker instead ------|--------+
   //    +-------------------------------+        (all but kRowReady, input too short) --> kCut
   enum class State {
     kMcus,      // in an MCU row
     kRowEnd,    // behind one: does a DNL follow?
     kRowReady,  // its rows are wanted
-    kScanEnd,   // the image is complete: the next must be a marker
-    kTrailer,   // markers up to EOI
+    kTrailer,   // the image is complete: to EOI, whatever stands before
     kEnded,     // whatever comes is ignored
     kCut,       // the input ended before: so is whatever comes now
   };
@@ -74,7 +74,8 @@ class JpegScan {
   JpegStep Restart(JpegInput& input);
   JpegStep EndRow(JpegInput& input);
   JpegStep EndRowBeforeMarker(JpegInput& input);
-  JpegStep EndScan(JpegInput& input);
+  bool EndsBeforeRow(const JpegInput& input) const;
+  JpegStep EndScan();
   JpegStep ReadTrailer(JpegInput& input);
   JpegStep Starved(JpegInput& input);
   Found LookForMarker(JpegInput& input);

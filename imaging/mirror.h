@@ -15,8 +15,13 @@ namespace scantk {
 using MirrorFunction = void (*)(const uint8_t* input, uint8_t* output, size_t bytes,
                                 const uint8_t* later);
 
-// The function for rows of `bits_per_pixel` (1, 8, 16, 24 or 48); null for any other size.
-MirrorFunction ChooseMirror(int bits_per_pixel);
+struct MirrorFunctions {
+  MirrorFunction bits, one_byte, two_bytes, three_bytes, six_bytes;
+
+  // The function for rows of `bits_per_pixel` (1, 8, 16, 24 or 48); null for any other size.
+  MirrorFunction Choose(int bits_per_pixel) const;
+};
+extern const MirrorFunctions kPlainMirrors;
 
 }  // namespace scantk
 

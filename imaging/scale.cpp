@@ -3,6 +3,7 @@
 // Parameters 0 and 1: the X and Y factor, 8.24 fixed point. Parameter 2: shrink by dropping and
 // sampling instead of averaging, and enlarge bilevel images without smoothing.
 #include <algorithm>
+#include <cstdlib>
 #include <new>
 
 #include "imaging/built_in_xforms.h"
@@ -33,16 +34,16 @@ class Scale : public RowXform {
 
   // A change during a page waits for the next one: the width of the rows cannot change any more.
   bool AcceptParams(const int64_t* params) {
-    constexpr int64_t kGreatest = int64_t{1} << 40;  // keeps the rounding from overflowing
-    x_factor_ = (std::clamp<int64_t>(params[0], 0, kGreatest) + 128) >> 8;
+    constexpr int64_t kGreatest = int64_t{1} << 40;  // keeps the arithmetic from overflowing
+    asked_x_ = std::clamp<int64_t>(params[0], 0, kGreatest);
     y_factor_ = (std::clamp<int64_t>(params[1], 0, kGreatest) + 128) >> 8;
     fast_ = params[2] != 0;
     return true;
   }
 
   bool Prepare() {
+    const int64_t out_pixels = ChooseWidth();
     if (x_factor_ < 1 || y_factor_ < 1 || y_factor_ > kGreatestYFactor) return false;
-    const int64_t out_pixels = (x_factor_ * in_traits_.pixelsPerRow) >> 16;
     if (out_pixels < 1 || out_pixels > kMaxPixels) return false;
     const int64_t out_rows = in_traits_.rowCount * y_factor_ / kOne;
     if (out_rows > INT32_MAX) return false;
@@ -77,6 +78,21 @@ class Scale : public RowXform {
   }
 
  private:
+  // Sets x_factor_ and returns the output's width. A factor that is the nearest of its kind for a
+  // whole number of pixels asks for that number; the nearest coarser one may be too small for it,
+  // and is rounded up then.
+  int64_t ChooseWidth() {
+    const int64_t pixels = in_traits_.pixelsPerRow;
+    const int64_t exact = asked_x_ * pixels;  // 8.24, at most 2^60
+    const int64_t whole = (exact + (1 << 23)) >> 24;
+    const bool asks_for_whole = 2 * std::abs(exact - (whole << 24)) <= pixels;
+    x_factor_ = (asked_x_ + 128) >> 8;
+    const int64_t width = (x_factor_ * pixels) >> 16;
+    if (!asks_for_whole || width == whole) return width;
+    x_factor_ = (asked_x_ + 255) >> 8;
+    return whole;
+  }
+
   bool MakeMaker() {
     const bool bilevel = in_traits_.bitsPerPixel == 1;
     // Enlarged gray and colour rows are always interpolated; bilevel rows that shrink always go
@@ -100,7 +116,8 @@ class Scale : public RowXform {
     }
   }
 
-  int64_t x_factor_ = kOne;  // 16.16
+  int64_t asked_x_ = kOne << 8;  // 8.24
+  int64_t x_factor_ = kOne;      // 16.16
   int64_t y_factor_ = kOne;
   bool fast_ = false;
   std::unique_ptr<RowMaker> maker_;

@@ -55,22 +55,40 @@ void DoubleBytes(uint8_t* row, size_t bytes) {
   }
 }
 
-// Packs the stretched bytes backwards from `end`; returns where they begin. `factor` is from 1.0 to
-// 2.0, so there are at most twice as many.
-uint8_t* StretchBytes(const uint8_t* input, size_t bytes, int64_t factor, uint8_t* end) {
+// Packs the stretched bytes backwards from `end`; returns the number of pixels. `factor` is
+// from 1.0 to 2.0, so there are at most twice as many.
+size_t StretchBytes(const uint8_t* input, size_t bytes, int64_t factor, uint8_t* end) {
   int64_t carry = 0;  // in half pixels of 16.16, below one pair
   uint32_t bits = 0;
   unsigned held = 0;
+  size_t made = 0;
   for (size_t i = bytes; i-- > 0;) {
     const int64_t due = carry + 8 * factor;
     carry = due & (kTwo - 1);
     const unsigned pairs = static_cast<unsigned>(due / kTwo);  // 4 to 8
     bits |= static_cast<uint32_t>(kStretched[pairs - 4][input[i]]) << held;
     held += 2 * pairs;
+    made += 2 * pairs;
     for (; held >= 8; held -= 8, bits >>= 8) *--end = static_cast<uint8_t>(bits);
   }
   if (held > 0) *--end = static_cast<uint8_t>(bits);
-  return end;
+  return made;
+}
+
+// Copies the `count` pixels that lie before `end` to the start of `output`, `room` pixels: what is
+// too much is cut off (whole bytes went in, so what filled the last one came out too), what is
+// missing is white (pairs of pixels were rounded down).
+void CopyFromFirstPixel(const uint8_t* end, size_t count, uint8_t* output, size_t room) {
+  const size_t bytes = (room + 7) / 8;
+  const uint8_t* from = end - (count + 7) / 8;
+  const unsigned shift = (8 - count % 8) % 8;
+  count = std::min(count, room);
+  for (size_t i = 0; i < bytes; ++i, ++from) {
+    const unsigned low = from + 1 < end ? from[1] : 0xFFu;
+    output[i] = from < end ? static_cast<uint8_t>((unsigned{from[0]} << 8 | low) >> (8 - shift))
+                           : uint8_t{0xFF};
+  }
+  if (count % 8 != 0) output[count / 8] |= static_cast<uint8_t>(0xFFu >> count % 8);
 }
 
 unsigned Pixel(const uint8_t* row, size_t index) {
@@ -95,19 +113,17 @@ void BilevelScaler::Init(size_t pixels, size_t out_pixels, int64_t factor) {
 
 void BilevelScaler::Scale(const uint8_t* input, uint8_t* output) {
   if (factor_ < kOne) return Sample(input, output);
+  if (factor_ == kOne) {
+    std::memcpy(output, input, (out_pixels_ + 7) / 8);
+    return;
+  }
   size_t bytes = (pixels_ + 7) / 8;
   int64_t factor = factor_;
   std::memcpy(doubled_.data(), input, bytes);
   for (; factor > kTwo; factor /= 2, bytes *= 2) DoubleBytes(doubled_.data(), bytes);
-  uint8_t* end = stretched_.data() + stretched_.size();
-  const uint8_t* start = StretchBytes(doubled_.data(), bytes, factor, end);
-  const size_t made = static_cast<size_t>(end - start);
-  const size_t out_bytes = (out_pixels_ + 7) / 8;
-  // Whole bytes went in, so a row that does not fill its last one came out longer; rounding down to
-  // pairs of pixels can leave it a byte short.
-  const size_t missing = made < out_bytes ? out_bytes - made : 0;
-  std::memset(output, 0, missing);
-  std::memcpy(output + missing, start, out_bytes - missing);
+  uint8_t* const end = stretched_.data() + stretched_.size();
+  const size_t made = StretchBytes(doubled_.data(), bytes, factor, end);
+  CopyFromFirstPixel(end, made, output, out_pixels_);
 }
 
 void BilevelScaler::Sample(const uint8_t* input, uint8_t* output) const {

@@ -10,9 +10,9 @@
 namespace scantk {
 
 // Scales a row a byte at a time by doubling some pixels of every byte; factors above 2.0 double the
-// whole row first. The bytes of a row are worked through from its end, so a row whose pixels do not
-// fill bytes has the empty bits at its start, in the high-order bits of the first byte.
-// Factors below 1.0 take single pixels, from the row's start.
+// whole row first. The bytes of a row are worked through from its end, and the row then moved so
+// that its first pixel stands first; behind its last one it is filled with white. Factors below 1.0
+// take single pixels, from the row's start.
 class BilevelScaler {
  public:
   // Rows of `pixels` to be scaled to `out_pixels` = factor * pixels; `factor` is 16.16 and above 0.

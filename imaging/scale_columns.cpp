@@ -2,11 +2,7 @@
 
 #include <algorithm>
 
-#include "imaging/cpu.h"
-
-#if SCANTK_X86
-#include <immintrin.h>
-#endif
+#include "imaging/kernels.h"
 
 namespace scantk {
 namespace {
@@ -14,6 +10,10 @@ namespace {
 constexpr int64_t kOne = 0x10000;
 
 }  // namespace
+
+size_t EnlargePlain(const EnlargedGroup*, size_t, size_t, const uint8_t*, uint8_t*) {
+  return 0;
+}
 
 void ColumnScaler::Init(size_t pixels, size_t out_pixels, size_t components, int64_t factor,
                         bool fast) {
@@ -27,7 +27,8 @@ void ColumnScaler::Init(size_t pixels, size_t out_pixels, size_t components, int
   if (factor >= kOne) {
     mode_ = Mode::kInterpolate;
     PlanInterpolation(step);
-    if (HasAvx2()) PlanGroups();
+    enlarge_ = ChosenKernels().enlarge;
+    if (enlarge_ != EnlargePlain) PlanGroups();
   } else if (fast) {
     mode_ = Mode::kSample;
     for (size_t j = 0; j < out_pixels; ++j) {
@@ -43,7 +44,9 @@ void ColumnScaler::Init(size_t pixels, size_t out_pixels, size_t components, int
 void ColumnScaler::Scale(const uint8_t* input, uint8_t* output) const {
   switch (mode_) {
     case Mode::kInterpolate:
-      Interpolate(input, output, InterpolateGroups(input, output));
+      Interpolate(
+          input, output,
+          16 * enlarge_(groups_.data(), groups_.size(), components_, input, output) / components_);
       break;
     case Mode::kSample:
       Sample(input, output);
@@ -74,7 +77,7 @@ void ColumnScaler::PlanGroups() {
   const size_t in_bytes = pixels_ * components_;
   for (size_t at = 0; at + 16 <= out_bytes(); at += 16) {
     size_t from[16];
-    Group group;
+    EnlargedGroup group;
     for (size_t i = 0; i < 16; ++i) {
       const size_t pixel = (at + i) / components_;
       from[i] = sources_[pixel] * components_ + (at + i) % components_;
@@ -119,49 +122,6 @@ void ColumnScaler::Interpolate(const uint8_t* input, uint8_t* output, size_t fir
     }
   }
 }
-
-#if SCANTK_X86
-
-namespace {
-
-SCANTK_TARGET_AVX2 inline __m256i Fetch(const uint8_t* from, __m128i control) {
-  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-  return _mm256_cvtepu8_epi16(_mm_shuffle_epi8(bytes, control));
-}
-
-// ((256 - w) a + w b) >> 8 is a + (((b - a) w) >> 8), and the latter fits a 16-bit high multiply as
-// ((b - a) << 7) * (2 w) >> 16.
-template <class Group>
-SCANTK_TARGET_AVX2 void InterpolateAvx2(const std::vector<Group>& groups, size_t components,
-                                        const uint8_t* input, uint8_t* output) {
-  for (const Group& group : groups) {
-    const __m128i control = _mm_loadu_si128(reinterpret_cast<const __m128i*>(group.control));
-    const __m256i weights = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(group.weights));
-    const __m256i a = Fetch(input + group.base, control);
-    const __m256i b = Fetch(input + group.base + components, control);
-    const __m256i difference = _mm256_slli_epi16(_mm256_sub_epi16(b, a), 7);
-    const __m256i sum = _mm256_add_epi16(a, _mm256_mulhi_epi16(difference, weights));
-    const __m128i packed =
-        _mm_packus_epi16(_mm256_castsi256_si128(sum), _mm256_extracti128_si256(sum, 1));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(output), packed);
-    output += 16;
-  }
-}
-
-}  // namespace
-
-size_t ColumnScaler::InterpolateGroups(const uint8_t* input, uint8_t* output) const {
-  if (!groups_.empty()) InterpolateAvx2(groups_, components_, input, output);
-  return groups_.size() * 16 / components_;
-}
-
-#else
-
-size_t ColumnScaler::InterpolateGroups(const uint8_t*, uint8_t*) const {
-  return 0;
-}
-
-#endif
 
 void ColumnScaler::Sample(const uint8_t* input, uint8_t* output) const {
   for (size_t j = 0; j < out_pixels_; ++j) {

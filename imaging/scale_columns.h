@@ -19,6 +19,21 @@ constexpr int64_t ScaleStep(int64_t factor) {
   return 0x80000000LL / factor * 2 + 1;
 }
 
+// Sixteen output bytes: the two neighbours of each lie in the sixteen input bytes from `base`, and
+// in those that are one pixel further, at the place that `control` names.
+struct EnlargedGroup {
+  uint32_t base;
+  uint8_t control[16];
+  int16_t weights[16];  // of the right neighbour, doubled
+};
+
+// Makes the output of the leading groups; returns how many of the `count`.
+using EnlargeFunction = size_t (*)(const EnlargedGroup* groups, size_t count, size_t components,
+                                   const uint8_t* input, uint8_t* output);
+
+// There are no shuffles: makes none.
+size_t EnlargePlain(const EnlargedGroup*, size_t, size_t, const uint8_t*, uint8_t*);
+
 class ColumnScaler {
  public:
   // Rows of `pixels` to be scaled to `out_pixels` = factor * pixels, `components` bytes each.
@@ -31,19 +46,10 @@ class ColumnScaler {
   void Scale(const uint8_t* input, uint8_t* output) const;
 
  private:
-  // Sixteen output bytes: the two neighbours of each lie in the sixteen input bytes from `base`, in
-  // those that are one pixel further, at the place that `control` names.
-  struct Group {
-    uint32_t base;
-    uint8_t control[16];
-    int16_t weights[16];  // of the right neighbour, doubled
-  };
-
   void PlanInterpolation(int64_t step);
   void PlanGroups();
   void PlanAverage(int64_t step);
   void Interpolate(const uint8_t* input, uint8_t* output, size_t first_pixel) const;
-  size_t InterpolateGroups(const uint8_t* input, uint8_t* output) const;
   void Sample(const uint8_t* input, uint8_t* output) const;
   void Average(const uint8_t* input, uint8_t* output) const;
 
@@ -53,11 +59,12 @@ class ColumnScaler {
   size_t pixels_ = 0;
   size_t out_pixels_ = 0;
   size_t components_ = 1;
-  std::vector<uint32_t> sources_;  // of each output pixel, the (first) input pixel
-  std::vector<uint8_t> weights_;   // of its right neighbour, when interpolating
-  std::vector<Group> groups_;      // the leading part of the row, for processors that can
-  std::vector<uint32_t> ends_;     // of each output pixel, the end of its shares, when averaging
-  std::vector<uint16_t> shares_;   // 256 for every output pixel
+  std::vector<uint32_t> sources_;      // of each output pixel, the (first) input pixel
+  std::vector<uint8_t> weights_;       // of its right neighbour, when interpolating
+  std::vector<EnlargedGroup> groups_;  // the leading part of the row, where groups are made
+  EnlargeFunction enlarge_ = nullptr;
+  std::vector<uint32_t> ends_;    // of each output pixel, the end of its shares, when averaging
+  std::vector<uint16_t> shares_;  // 256 for every output pixel
 };
 
 }  // namespace scantk

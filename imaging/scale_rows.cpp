@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "imaging/blend.h"
+#include "imaging/kernels.h"
 #include "imaging/scale_bilevel.h"
 #include "imaging/scale_columns.h"
 
@@ -41,7 +41,7 @@ class EnlargingRows : public RowMaker {
         position_(step_),
         older_(plan.out_bytes(), 0xFF),
         newer_(plan.out_bytes(), 0xFF),
-        blend_(ChooseBlend()) {
+        blend_(ChosenKernels().blend) {
     columns_.Init(plan.pixels, plan.out_pixels, plan.components, plan.x_factor, plan.fast);
   }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "contract/records.h"
 #include "io/mxvio_dot4ms.h"
 #include "io/mxvio_dot4ov.h"
 #include "io/mxvio_net.h"
@@ -11,39 +12,16 @@
 
 namespace scantk {
 
-mxvio::mxvio() : trace_(std::make_unique<TraceLog>()) {}
+mxvio::mxvio(const IoTimeouts& timeouts)
+    : timeouts_(timeouts), trace_(std::make_unique<TraceLog>()) {}
 
 mxvio::~mxvio() {
-  if (!m_DeviceDefaultDataHandle.IsNull()) {
-    if (trace_) {
-      trace_->Print(TRACE_FLOW,
-                    "MXVWIA_STI::STI: ~CWIAScannerDevice Close m_DeviceDefaultDataHandle %x",
-                    m_DeviceDefaultDataHandle.Number());
-    }
-    m_DeviceDefaultDataHandle.Close();
-  }
   if (trace_) trace_->Print(TRACE_API, "mxvio::Destructor");
 }
 
-IoResult mxvio::WaitForIO(Overlapped* record, uint32_t timeout, uint32_t* count) {
-  const uint32_t failure = LastError();
-  if (failure != error::kIoPending) return error::ToResult(failure);
-  DeviceFile& file = m_DeviceDefaultDataHandle;
-  if (file.Wait(record, timeout) == WaitResult::kTimeout) {
-    file.Cancel(record);
-    DeviceFile::ResetEvent(record);
-    *count = 0;
-    return kIoTimeout;
-  }
-  const IoResult hr = file.Result(record, count, false) ? S_OK : error::ToResult(LastError());
-  DeviceFile::ResetEvent(record);
-  return hr;
-}
-
 IoResult mxvio::GetTimeouts(void* buffer, uint32_t length) const {
-  const IoTimeouts timeouts = {m_ulReadTimeout, m_ulWriteTimeout, m_ulFlushTimeout};
-  if (!buffer || length < sizeof timeouts) return E_INVALIDARG;
-  std::memcpy(buffer, &timeouts, sizeof timeouts);
+  if (!buffer || length < sizeof timeouts_) return E_INVALIDARG;
+  std::memcpy(buffer, &timeouts_, sizeof timeouts_);
   return S_OK;
 }
 
@@ -51,18 +29,18 @@ IoResult mxvio::SetTimeouts(const void* buffer, uint32_t length) {
   IoTimeouts timeouts;
   if (!buffer || length < sizeof timeouts) return E_INVALIDARG;
   std::memcpy(&timeouts, buffer, sizeof timeouts);
-  if (timeouts.read != 0) m_ulReadTimeout = timeouts.read;
-  if (timeouts.write != 0) m_ulWriteTimeout = timeouts.write;
-  if (timeouts.flush != 0) m_ulFlushTimeout = timeouts.flush;
+  if (timeouts.read != 0) timeouts_.read = timeouts.read;
+  if (timeouts.write != 0) timeouts_.write = timeouts.write;
+  if (timeouts.flush != 0) timeouts_.flush = timeouts.flush;
   return S_OK;
 }
 
 bool mxvio::KeepName(const char* name) {
   try {
-    m_pszDevName.emplace(name);
+    name_.emplace(name);
     return true;
   } catch (const std::bad_alloc&) {
-    m_pszDevName.reset();
+    name_.reset();
     return false;
   }
 }
@@ -95,11 +73,11 @@ std::unique_ptr<mxvio> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint
   *status = 0;
   try {
     switch (dwDevIOType) {
-      case 1:
+      case T_IO_USB:
         return std::make_unique<mxvusb>();
-      case 4:
+      case T_IO_DOT4:
         return MakeDot4(trace);
-      case 5:
+      case T_IO_NETWORK:
         return std::make_unique<MXVIO_NET>();
       default:
         *status = SL_BADPARAM;

@@ -12,10 +12,11 @@
 #include <string>
 
 #include "diag/trace_log.h"
-#include "platform/device_file.h"
 #include "platform/error_codes.h"
 
 namespace scantk {
+
+struct Overlapped;
 
 using IoResult = int32_t;
 inline constexpr IoResult kIoTimeout = 258;
@@ -46,7 +47,6 @@ inline constexpr size_t kTracedBytes = 15;
 // One thread at a time. Never throws but for lack of memory in a constructor.
 class mxvio {
  public:
-  mxvio();
   mxvio(const mxvio&) = delete;
   mxvio& operator=(const mxvio&) = delete;
   virtual ~mxvio();
@@ -67,31 +67,25 @@ class mxvio {
   virtual IoResult CloseIO() = 0;
 
  protected:
+  explicit mxvio(const IoTimeouts& timeouts = {30000, 30000, 30000});
+
   // The two time-out functions of Escape, the same for every transport: 0, or E_INVALIDARG with
   // nothing moved when there is no whole record at `buffer`.
   IoResult GetTimeouts(void* buffer, uint32_t length) const;
   IoResult SetTimeouts(const void* buffer, uint32_t length);
 
-  // Ends a file operation that answered false: waits for one that is under way at most `timeout`
-  // milliseconds. 0 with *count what it moved; kIoTimeout with *count 0, the operation cancelled;
-  // the error as a result code.
-  IoResult WaitForIO(Overlapped* record, uint32_t timeout, uint32_t* count);
-
   // The device's name as a trace line shows it, null when there is none.
-  const char* DevName() const { return m_pszDevName ? m_pszDevName->c_str() : nullptr; }
+  const char* DevName() const { return name_ ? name_->c_str() : nullptr; }
   // Takes a copy. False without memory; the name is as before then.
   bool KeepName(const char* name);
 
-  std::optional<std::string> m_pszDevName;  // none until OpenIO was given one
-  DeviceFile m_DeviceDefaultDataHandle;     // of devices that are opened as files
-  Overlapped overlapped_;                   // for requests, and for who brings none
-  uint32_t m_ulReadTimeout = 30000;         // milliseconds, as the two below
-  uint32_t m_ulWriteTimeout = 30000;
-  uint32_t m_ulFlushTimeout = 30000;
+  std::optional<std::string> name_;  // m_pszDevName in the trace; none until OpenIO was given one
+  IoTimeouts timeouts_;
   std::unique_ptr<TraceLog> trace_;  // a transport that ends its trace early leaves null
 };
 
-// Makes the transport for a device I/O type: 1 USB, 4 DOT4, 5 network, and traces which it chose.
+// Makes the transport for a device I/O type (T_IO_USB, T_IO_DOT4, T_IO_NETWORK), and traces which
+// DOT4 it chose.
 // Null and *status SL_BADPARAM for any other type, SL_NOMEMORY without memory.
 std::unique_ptr<mxvio> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status);
 

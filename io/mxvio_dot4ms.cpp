@@ -28,15 +28,15 @@ MXVIO_DOT4MS::MXVIO_DOT4MS() {
 }
 
 MXVIO_DOT4MS::~MXVIO_DOT4MS() {
-  m_pszDevName.reset();
-  if (m_hChannel != 0) DOT4CloseChannel(m_hChannel);
-  m_hChannel = 0;
-  if (m_bSocketId != 0) DOT4DestroySocket(m_bSocketId);
-  m_bSocketId = 0;
-  if (!m_DeviceDefaultDataHandle.IsNull()) {
+  name_.reset();
+  if (channel_ != 0) DOT4CloseChannel(channel_);
+  channel_ = 0;
+  if (socket_id_ != 0) DOT4DestroySocket(socket_id_);
+  socket_id_ = 0;
+  if (!file_.IsNull()) {
     trace_->Print(TRACE_INFO, "~CWIAScannerDevice : Close m_DeviceDefaultDataHandle %x",
-                  m_DeviceDefaultDataHandle.Number());
-    m_DeviceDefaultDataHandle.Close();
+                  file_.Number());
+    file_.Close();
   }
   trace_->Print(TRACE_API, "mxvdot4::Destructor");
   trace_.reset();
@@ -46,7 +46,7 @@ MXVIO_DOT4MS::~MXVIO_DOT4MS() {
 
 IoResult MXVIO_DOT4MS::OpenIO(const char* name) {
   trace_->Print(TRACE_API, "mxvdot4: OpenIO ");
-  if (m_pszDevName) {
+  if (name_) {
     trace_->Print(TRACE_INFO, "mxvdot4: OpenIO not null: DeviceName %s", DevName());
   } else {
     const IoResult hr = TakeName(name);
@@ -56,22 +56,20 @@ IoResult MXVIO_DOT4MS::OpenIO(const char* name) {
   IoResult hr = S_OK;
   for (int attempt = 1; attempt <= kOpenAttempts; ++attempt) {
     hr = ConnectToDOT4();
-    if (hr == S_OK) {
-      trace_->Print(TRACE_INFO, "mxvdot4: OpenIO ConnectToDOT4 sucessful attempt %d: DeviceName %s",
-                    attempt, DevName());
-      break;
-    }
-    trace_->Print(TRACE_INFO, "mxvdot4: OpenIO ConnectToDOT4 failure attempt %d: DeviceName %s",
+    trace_->Print(TRACE_INFO,
+                  hr == S_OK ? "mxvdot4: OpenIO ConnectToDOT4 sucessful attempt %d: DeviceName %s"
+                             : "mxvdot4: OpenIO ConnectToDOT4 failure attempt %d: DeviceName %s",
                   attempt, DevName());
+    if (hr == S_OK || hr == kNoAnswer) break;
   }
   return hr;
 }
 
 IoResult MXVIO_DOT4MS::ConnectToIO() {
   trace_->Print(TRACE_API, "mxvdot4: ConnectToIO ");
-  if (m_pszDevName && m_DeviceDefaultDataHandle.IsInvalid() && OpenDOT4() != S_OK) return E_FAIL;
+  if (name_ && file_.IsInvalid() && OpenDOT4() != S_OK) return E_FAIL;
   const IoResult hr = ConnectToDOT4();
-  if (hr >= 0) return hr;
+  if (hr >= 0 || hr == kNoAnswer) return hr;
   trace_->Print(TRACE_INFO, " ConnectToIO: failed - try to reconnect");
   if (ReConnectToDOT4(kReconnectAttempts) == S_OK) return S_OK;
   trace_->Print(TRACE_CLASS_ERROR, " DOT4: ConnectToIO: Reconnection to DOT4 failed,");
@@ -86,7 +84,7 @@ IoResult MXVIO_DOT4MS::DisConnectFromIO() {
 IoResult MXVIO_DOT4MS::CloseIO() {
   trace_->Print(TRACE_API, "mxvdot4: CloseIO ");
   const IoResult hr = CloseDOT4();
-  m_pszDevName.reset();
+  name_.reset();
   return hr;
 }
 
@@ -94,7 +92,7 @@ IoResult MXVIO_DOT4MS::ReadData(void* buffer, uint32_t* length, Overlapped*) {
   const uint32_t wanted = *length;
   *length = 0;
   IoResult hr = S_OK;
-  while (hr == S_OK && m_DeviceDefaultDataHandle.IsInvalid()) {
+  while (hr == S_OK && file_.IsInvalid()) {
     if (ReConnectToDOT4(kReconnectAttempts) == S_OK) {
       trace_->Print(TRACE_INFO,
                     "DOT4: ReadData Reconnection to DOT4 was successful...retrying full ReadData "
@@ -106,7 +104,7 @@ IoResult MXVIO_DOT4MS::ReadData(void* buffer, uint32_t* length, Overlapped*) {
       hr = E_FAIL;
     }
   }
-  if (hr == S_OK && m_hChannel == 0) {
+  if (hr == S_OK && channel_ == 0) {
     trace_->Print(TRACE_INFO, "DOT4: ReadData: Need to open IO lpBuffer = %x, dwNumberOfBytes = %d",
                   TracedAddress(buffer), wanted);
     const IoResult opened = OpenIO(nullptr);
@@ -123,7 +121,7 @@ IoResult MXVIO_DOT4MS::ReadData(void* buffer, uint32_t* length, Overlapped*) {
 
 IoResult MXVIO_DOT4MS::ReadUntilSomethingComes(void* buffer, uint32_t wanted, uint32_t* got) {
   for (int left = kReadPasses - 1; left >= 0; --left) {
-    const IoResult hr = DOT4Read(m_hChannel, buffer, wanted, got, m_ulReadTimeout);
+    const IoResult hr = DOT4Read(channel_, buffer, wanted, got, timeouts_.read);
     if (hr < 0 || wanted < 2 || *got > 0) return hr;
     if (left > 0) {
       trace_->Print(TRACE_INFO,
@@ -142,9 +140,8 @@ IoResult MXVIO_DOT4MS::WriteData(const void* buffer, uint32_t length, uint32_t* 
   trace_->Print(TRACE_FLOW,
                 "mxvdot4: WriteData: lpBuffer = %x, dwNumberOfBytes = %d Buf: %hs  "
                 "m_DeviceDefaultDataHandle %x",
-                TracedAddress(buffer), length, bytes.BehindEscape(),
-                m_DeviceDefaultDataHandle.Number());
-  while (m_DeviceDefaultDataHandle.IsInvalid()) {
+                TracedAddress(buffer), length, bytes.BehindEscape(), file_.Number());
+  while (file_.IsInvalid()) {
     trace_->Print(TRACE_INFO,
                   "DOT4: WriteData: Retry to connect to DOT4 because the Data handle was invalid");
     if (ReConnectToDOT4(kReconnectAttempts) != S_OK) {
@@ -152,16 +149,15 @@ IoResult MXVIO_DOT4MS::WriteData(const void* buffer, uint32_t length, uint32_t* 
       return E_FAIL;
     }
   }
-  if (m_DeviceDefaultDataHandle.IsNull()) {
+  if (file_.IsNull()) {
     trace_->Print(TRACE_INFO,
                   "mxvdot4:  WriteData: lpBuffer = %x, dwNumberOfBytes = %d Buf: %hs  "
                   "m_DeviceDefaultDataHandle %x",
-                  TracedAddress(buffer), length, bytes.BehindEscape(),
-                  m_DeviceDefaultDataHandle.Number());
+                  TracedAddress(buffer), length, bytes.BehindEscape(), file_.Number());
   } else {
-    m_DeviceDefaultDataHandle.Flush();
+    file_.Flush();
   }
-  if (m_hChannel == 0) {
+  if (channel_ == 0) {
     trace_->Print(TRACE_INFO,
                   "DOT4: WriteData: Need to open IO lpBuffer = %x, dwNumberOfBytes = %d",
                   TracedAddress(buffer), length);
@@ -171,22 +167,21 @@ IoResult MXVIO_DOT4MS::WriteData(const void* buffer, uint32_t length, uint32_t* 
       return opened;
     }
   }
-  return DOT4Write(m_hChannel, buffer, length, written, m_ulWriteTimeout);
+  return DOT4Write(channel_, buffer, length, written, timeouts_.write);
 }
 
 // --- connecting ---
 
 IoResult MXVIO_DOT4MS::OpenDOT4() {
-  trace_->Print(TRACE_API, "Dot4: OpenDOT4 : m_DeviceDefaultDataHandle %x",
-                m_DeviceDefaultDataHandle.Number());
-  if (m_DeviceDefaultDataHandle.IsUsable()) {
+  trace_->Print(TRACE_API, "Dot4: OpenDOT4 : m_DeviceDefaultDataHandle %x", file_.Number());
+  if (file_.IsUsable()) {
     trace_->Print(TRACE_INFO, "Dot4:OpenDot4 has a m_DeviceDefaultDataHandle %p",
-                  reinterpret_cast<const void*>(m_DeviceDefaultDataHandle.Number()));
+                  reinterpret_cast<const void*>(file_.Number()));
     return S_OK;
   }
   trace_->Print(TRACE_INFO,
                 "Dot4 :OpenDOT4 : NULL == m_DeviceDefaultDataHandle m_DeviceDefaultDataHandle %x",
-                m_DeviceDefaultDataHandle.Number());
+                file_.Number());
   const uint32_t failure = OpenFile();
   if (failure != error::kSuccess) {
     trace_->Print(TRACE_INFO,
@@ -196,13 +191,13 @@ IoResult MXVIO_DOT4MS::OpenDOT4() {
     return static_cast<IoResult>(0x80070000u | failure);
   }
   trace_->Print(TRACE_INFO, "Dot4: OpenDOT4 : CreateFile m_DeviceDefaultDataHandle %x",
-                m_DeviceDefaultDataHandle.Number());
+                file_.Number());
   return S_OK;
 }
 
 IoResult MXVIO_DOT4MS::ConnectToDOT4() {
-  trace_->Print(TRACE_API, "Dot4::ConnectToDOT4 m_bSocketId %x", m_bSocketId);
-  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+  trace_->Print(TRACE_API, "Dot4::ConnectToDOT4 m_bSocketId %x", socket_id_);
+  if (!file_.IsUsable()) {
     const IoResult opened = OpenDOT4();
     if (opened != S_OK) {
       trace_->Print(TRACE_INFO, "Dot4::OpenDOT4 failed %x", opened);
@@ -212,7 +207,7 @@ IoResult MXVIO_DOT4MS::ConnectToDOT4() {
   const IoResult hr = OpenSocketAndChannel();
   if (hr >= 0) {
     trace_->Print(TRACE_FLOW, "Dot4: ConnectToIO :ConnectToDOT4 OK %x m_hChannel %0x", hr,
-                  m_hChannel);
+                  channel_);
     return hr;
   }
   trace_->Print(TRACE_CLASS_ERROR, "Dot4: ConnectToIO :ConnectToDOT4 Disconnecting from DOT4");
@@ -221,49 +216,50 @@ IoResult MXVIO_DOT4MS::ConnectToDOT4() {
 }
 
 IoResult MXVIO_DOT4MS::OpenSocketAndChannel() {
-  if (m_bSocketId != 0) {
+  if (socket_id_ != 0) {
     trace_->Print(TRACE_INFO,
                   "Dot4: ConnectToDOT4 DOT4CreateSocket:  socket already exists m_pszDevName: %s "
                   "m_bSocketId %d",
-                  DevName(), m_bSocketId);
+                  DevName(), socket_id_);
   } else {
     const IoResult created = DOT4CreateSocket(kScanSocket, nullptr, socket_type_, buffer_size_,
-                                              kLargestToPeripheral, kLargestToHost, &m_bSocketId);
+                                              kLargestToPeripheral, kLargestToHost, &socket_id_);
     trace_->Print(TRACE_INFO,
                   "Dot4: ConnectToDOT4 DOT4CreateSocket: m_pszDevName: %s m_bSocketId %d",
-                  DevName(), m_bSocketId);
+                  DevName(), socket_id_);
     if (created < 0) {
       trace_->Print(TRACE_CLASS_ERROR,
                     "Dot4: ConnectToIO :DOT4CreateSocket() failed, Could not create a DOT4 socket");
       return created;
     }
   }
-  if (m_hChannel != 0) {
+  if (channel_ != 0) {
     trace_->Print(TRACE_FLOW, "Dot4: ConnectToDOT4 :ConnectToDOT4 : DOT4 channel is already open.");
     return S_OK;
   }
-  const IoResult hr = DOT4OpenChannel(m_bSocketId, &m_hChannel);
+  const IoResult hr = DOT4OpenChannel(socket_id_, &channel_);
   if (hr == S_OK) {
     trace_->Print(TRACE_FLOW,
                   "Dot4: ConnectToDOT4 :DOT4OpenChannel opened : SocketId %d hChannel %0x",
-                  m_bSocketId, m_hChannel);
+                  socket_id_, channel_);
     return S_OK;
   }
   trace_->Print(TRACE_CLASS_ERROR,
                 "Dot4: ConnectToDOT4 :DOT4OpenChannel failed...attempting retries..");
-  return RetryOpenChannel();
+  return hr == kNoAnswer ? hr : RetryOpenChannel();
 }
 
 IoResult MXVIO_DOT4MS::RetryOpenChannel() {
   IoResult hr = E_FAIL;
   for (int retry = 1; retry <= kChannelRetries; ++retry) {
-    hr = DOT4OpenChannel(m_bSocketId, &m_hChannel);
+    hr = DOT4OpenChannel(socket_id_, &channel_);
     if (hr == S_OK) {
       trace_->Print(TRACE_INFO,
                     "Dot4: ConnectToDOT4 :ConnectToDOT4 : DOT4 channel opened (with %d retry)",
                     retry);
       break;
     }
+    if (hr == kNoAnswer) break;
     TheClock().Sleep(kChannelRetryPauseMs);
     trace_->Print(TRACE_CLASS_ERROR,
                   "Dot4: ConnectToDOT4 :DOT4OpenChannel() failed %d retry, could not open DOT4 "
@@ -274,24 +270,24 @@ IoResult MXVIO_DOT4MS::RetryOpenChannel() {
 }
 
 IoResult MXVIO_DOT4MS::CloseDOT4Channel() {
-  trace_->Print(TRACE_API, "CloseDOT4Channel : SocketId %d hChannel %0x", m_bSocketId, m_hChannel);
+  trace_->Print(TRACE_API, "CloseDOT4Channel : SocketId %d hChannel %0x", socket_id_, channel_);
   IoResult hr = S_OK;
-  if (m_hChannel != 0) {
-    hr = DOT4CloseChannel(m_hChannel);
-    m_hChannel = 0;
+  if (channel_ != 0) {
+    hr = DOT4CloseChannel(channel_);
+    channel_ = 0;
     trace_->Print(TRACE_INFO, "Dot4: CloseDOT4Channel: Channeled closed");
   } else {
     trace_->Print(TRACE_FLOW, "Dot4: CloseDOT4Channel: DO NOTHING : dot4 chanel not open");
   }
-  if (m_bSocketId != 0) {
-    hr = DOT4DestroySocket(m_bSocketId);
-    m_bSocketId = 0;
+  if (socket_id_ != 0) {
+    hr = DOT4DestroySocket(socket_id_);
+    socket_id_ = 0;
     trace_->Print(TRACE_INFO, "Dot4: CloseDOT4Channel: Socket closed");
   } else {
     trace_->Print(TRACE_FLOW, "Dot4: CloseDOT4Channel: DO NOTHING : dot4 socket doesn't exist");
   }
-  if (!m_DeviceDefaultDataHandle.IsNull()) {
-    m_DeviceDefaultDataHandle.Close();
+  if (!file_.IsNull()) {
+    file_.Close();
     trace_->Print(TRACE_INFO, "Dot4: CloseDOT4Channel: m_DeviceDefaultDataHandle closed");
   } else {
     trace_->Print(TRACE_FLOW, "Dot4: CloseDOT4Channel: DO NOTHING : Device handle doesn't exist");
@@ -300,7 +296,7 @@ IoResult MXVIO_DOT4MS::CloseDOT4Channel() {
 }
 
 IoResult MXVIO_DOT4MS::CloseDOT4() {
-  DeviceFile& file = m_DeviceDefaultDataHandle;
+  DeviceFile& file = file_;
   trace_->Print(TRACE_API, "Dot4 CWIAScannerDevice::EnterCloseDOT4");
   if (!file.IsNull()) {
     trace_->Print(TRACE_INFO, "Dot4: CloseDOT4: We have a m_DeviceDefaultDataHandle %x",
@@ -321,7 +317,7 @@ IoResult MXVIO_DOT4MS::CloseDOT4() {
 IoResult MXVIO_DOT4MS::ReConnectToDOT4(int attempts) {
   trace_->Print(TRACE_API, "dot4::ReConnectToDOT4");
   IoResult hr = E_FAIL;
-  while (hr != S_OK && attempts > 0) {
+  while (hr != S_OK && hr != kNoAnswer && attempts > 0) {
     trace_->Print(TRACE_CLASS_ERROR, "Dot4 :ReConnectToDOT4: Total Retrys left = %d", attempts);
     --attempts;
     hr = CloseDOT4Channel();

@@ -22,7 +22,7 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
   ~MXVIO_DOT4MS() override;
 
   // Connects at once, in up to five attempts, each of which may take 50 seconds when the stack
-  // opens no channel. `name` counts when none is kept yet, and may be null otherwise.
+  // refuses a channel. `name` counts when none is kept yet, and may be null otherwise.
   IoResult OpenIO(const char* name) override;
   IoResult ConnectToIO() override;
   // What one request brings; asked again, up to ten times, while it brings nothing. *length tells
@@ -34,6 +34,10 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
   IoResult CloseIO() override;
 
  protected:
+  // What a request answers, and what follows from it, when the stack was silent for 30 seconds: a
+  // stack that hangs is not asked again by the same operation.
+  static constexpr IoResult kNoAnswer = error::ToResult(error::kTimeout);
+
   // --- connecting (mxvio_dot4ms.cpp); 0 or a negative result ---
   IoResult OpenDOT4();
   IoResult ConnectToDOT4();
@@ -42,8 +46,10 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
   IoResult ReConnectToDOT4(int attempts);
 
   // --- requests (mxvio_dot4ms_requests.cpp) ---
-  // 0 or E_FAIL, and 6, which is no failure to callers that look for negative results, when the
-  // file is not open. Socket and channel are as they were unless the result is 0.
+  // 0; E_FAIL, or kNoAnswer of what opens something; kNoFile when the file is not open, which is
+  // positive, so that who stops at negative results goes on and meets the next request's failure.
+  // *socket_id and *channel are as they were unless the result is 0.
+  static constexpr IoResult kNoFile = error::kInvalidHandle;
   IoResult DOT4CreateSocket(uint8_t bPsid, const char* service, uint8_t type, uint32_t buffer_size,
                             uint16_t h2p, uint16_t p2h, uint8_t* socket_id);
   IoResult DOT4DestroySocket(uint8_t socket_id);
@@ -60,6 +66,9 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
   IoResult ReadUntilSomethingComes(void* buffer, uint32_t wanted, uint32_t* got);
   bool Issue(uint32_t code, const dot4::RequestHeader& header, DeviceRequest::Data direction,
              void* data, uint32_t size, uint32_t* moved);
+  void TraceCreate(const dot4::CreateRecord& record);
+  IoResult OpeningResult(uint32_t code, uint32_t failure);
+  void TraceSilence(uint32_t code);
   // Issues a request and waits for it, at most 30 seconds: 0, kIoTimeout or the error.
   IoResult IssueAndWait(uint32_t code, const dot4::RequestHeader& header,
                         DeviceRequest::Data direction, void* data, uint32_t size, uint32_t* moved);

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "io/mxvio_dot4ms.h"
-#include "platform/clock.h"
 #include "platform/system.h"
 
 namespace scantk {
@@ -12,10 +11,14 @@ namespace {
 using Data = DeviceRequest::Data;
 
 constexpr uint32_t kRequestWaitMs = 30000;
-constexpr IoResult kNoFile = error::kInvalidHandle;
 // A stack that loses each write's connection and makes it again would go on for ever.
 constexpr int kWriteAttempts = 10;
 constexpr int kReconnectAttempts = 2;
+
+// The error number behind a result code.
+uint32_t ErrorNumber(IoResult hr) {
+  return static_cast<uint32_t>(hr) & 0xFFFF;
+}
 
 bool ConnectionLost(IoResult hr) {
   return hr == error::ToResult(error::kInvalidHandle) ||
@@ -40,39 +43,48 @@ dot4::CreateRecord MakeCreateRecord(uint8_t bPsid, const char* service, uint8_t 
 
 }  // namespace
 
+IoResult MXVIO_DOT4MS::OpeningResult(uint32_t code, uint32_t failure) {
+  if (failure == error::kSuccess) return S_OK;
+  if (failure != error::kTimeout) return E_FAIL;
+  TraceSilence(code);
+  return kNoAnswer;
+}
+
 bool MXVIO_DOT4MS::Issue(uint32_t code, const dot4::RequestHeader& header, Data direction,
                          void* data, uint32_t size, uint32_t* moved) {
-  const DeviceRequest request = {code, &header, sizeof header, direction, data, size};
-  return m_DeviceDefaultDataHandle.Control(request, moved, &overlapped_);
+  const DeviceRequest request = {code, &header, sizeof header, direction,
+                                 data, size,    kRequestWaitMs};
+  return file_.Control(request, moved, &overlapped_);
 }
 
 IoResult MXVIO_DOT4MS::IssueAndWait(uint32_t code, const dot4::RequestHeader& header,
                                     Data direction, void* data, uint32_t size, uint32_t* moved) {
   if (Issue(code, header, direction, data, size, moved)) return S_OK;
-  return WaitForIO(&overlapped_, kRequestWaitMs, moved);
+  const IoResult hr = WaitForIO(&overlapped_, kRequestWaitMs, moved);
+  if (hr != kIoTimeout && hr != kNoAnswer) return hr;
+  TraceSilence(code);
+  return kIoTimeout;
+}
+
+void MXVIO_DOT4MS::TraceSilence(uint32_t code) {
+  trace_->Print(TRACE_CLASS_ERROR, "mxvdot4: no answer to request %x for %d ms", code,
+                kRequestWaitMs);
 }
 
 IoResult MXVIO_DOT4MS::DOT4CreateSocket(uint8_t bPsid, const char* service, uint8_t type,
                                         uint32_t buffer_size, uint16_t h2p, uint16_t p2h,
                                         uint8_t* socket_id) {
   trace_->Print(TRACE_API, "mxvdot4: DOT4CreateSocket ");
-  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+  if (!file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "DOT4CreateSocket: Invalid Default Device Data handle");
     return kNoFile;
   }
   const dot4::RequestHeader header = {0, sizeof(dot4::CreateRecord), 0, dot4::kNoTimeLimit};
   dot4::CreateRecord record = MakeCreateRecord(bPsid, service, type, buffer_size, h2p, p2h);
   if (!service) trace_->Print(TRACE_FLOW, "DOT4CreateSocket: Service Name NULL");
-  trace_->Print(TRACE_FLOW,
-                "DOT4CreateSocket DevIoControl  bPsid %d type %d BuffSz=%ld H2P=%d  P2H=%d Hsid %d",
-                record.bPsid, record.type, record.BuffSz, record.H2P, record.P2H, record.bHsid);
-  trace_->Print(TRACE_FLOW,
-                "DOT4CreateSocket: DevIoControl  bPsid %d type %d BuffSz=%ld H2P=%d  P2H=%d name "
-                "%d Hsid %d",
-                sizeof record.bPsid, sizeof record.type, sizeof record.BuffSz, sizeof record.H2P,
-                sizeof record.P2H, sizeof record.service, sizeof record.bHsid);
+  TraceCreate(record);
   uint32_t returned = 0;
-  bool done =
+  const bool done =
       Issue(dot4::kCreateSocket, header, Data::kSentAndFilled, &record, sizeof record, &returned);
   uint32_t failure = done ? error::kSuccess : LastError();
   trace_->Print(TRACE_FLOW,
@@ -81,19 +93,29 @@ IoResult MXVIO_DOT4MS::DOT4CreateSocket(uint8_t bPsid, const char* service, uint
                 done, failure, record.bPsid, record.type, record.BuffSz, record.H2P, record.P2H);
   if (failure == error::kIoPending) {
     trace_->Print(TRACE_FLOW, "DOT4CreateSocket fResult  ERROR_IO_PENDING");
-    done = m_DeviceDefaultDataHandle.Result(&overlapped_, &returned, true);
-    failure = done ? error::kSuccess : LastError();
-    trace_->Print(TRACE_API, "DOT4CreateSocket: GetOverlappedResult fResult %ddwErr %d ", done,
-                  failure);
+    failure = ErrorNumber(WaitForIO(&overlapped_, kRequestWaitMs, &returned));
+    trace_->Print(TRACE_API, "DOT4CreateSocket: GetOverlappedResult fResult %ddwErr %d ",
+                  failure == 0, failure);
   }
-  if (done) {
+  if (failure == error::kSuccess) {
     *socket_id = record.bHsid;
   } else {
     trace_->Print(TRACE_INFO, "DOT4CreateSocket Failed to create DOT4 socket, GetLastError() = %d",
                   failure);
   }
-  trace_->Print(TRACE_API, "DOT4CreateSocket: Return fResult %d ", done);
-  return done ? S_OK : E_FAIL;
+  trace_->Print(TRACE_API, "DOT4CreateSocket: Return fResult %d ", failure == 0);
+  return OpeningResult(dot4::kCreateSocket, failure);
+}
+
+void MXVIO_DOT4MS::TraceCreate(const dot4::CreateRecord& record) {
+  trace_->Print(TRACE_FLOW,
+                "DOT4CreateSocket DevIoControl  bPsid %d type %d BuffSz=%ld H2P=%d  P2H=%d Hsid %d",
+                record.bPsid, record.type, record.BuffSz, record.H2P, record.P2H, record.bHsid);
+  trace_->Print(TRACE_FLOW,
+                "DOT4CreateSocket: DevIoControl  bPsid %d type %d BuffSz=%ld H2P=%d  P2H=%d name "
+                "%d Hsid %d",
+                sizeof record.bPsid, sizeof record.type, sizeof record.BuffSz, sizeof record.H2P,
+                sizeof record.P2H, sizeof record.service, sizeof record.bHsid);
 }
 
 IoResult MXVIO_DOT4MS::DOT4OpenChannel(uint8_t socket_id, uint32_t* channel) {
@@ -102,28 +124,26 @@ IoResult MXVIO_DOT4MS::DOT4OpenChannel(uint8_t socket_id, uint32_t* channel) {
   dot4::OpenRecord record = {};
   record.bHsid = socket_id;
   uint32_t returned = 0;
-  bool done =
+  const bool done =
       Issue(dot4::kOpenChannel, header, Data::kSentAndFilled, &record, sizeof record, &returned);
   uint32_t failure = done ? error::kSuccess : LastError();
   trace_->Print(TRACE_FLOW,
                 "DOT4OpenChannel  DeviceIoControl Results: fResult=%d dwErr=%d dot4Open.bHsid %d",
                 done, failure, record.bHsid);
-  if (failure == error::kIoPending) {
-    done = m_DeviceDefaultDataHandle.Result(&overlapped_, &returned, true);
-    failure = done ? error::kSuccess : LastError();
-  }
-  if (!done) {
+  if (failure == error::kIoPending)
+    failure = ErrorNumber(WaitForIO(&overlapped_, kRequestWaitMs, &returned));
+  if (failure == error::kSuccess) {
+    *channel = record.channel;
+  } else {
     trace_->Print(TRACE_INFO, "DOT4OpenChannel  ailed to open DOT4 Channel, Last Error = %d",
                   failure);
-    return E_FAIL;
   }
-  *channel = record.channel;
-  return S_OK;
+  return OpeningResult(dot4::kOpenChannel, failure);
 }
 
 IoResult MXVIO_DOT4MS::DOT4DestroySocket(uint8_t socket_id) {
   trace_->Print(TRACE_API, "mxvdot4::DOT4DestroySocket");
-  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+  if (!file_.IsUsable()) {
     trace_->Print(TRACE_INFO, "DOT4DestroySocket Invalid Default Device Data handle");
     return kNoFile;
   }
@@ -151,7 +171,7 @@ IoResult MXVIO_DOT4MS::DOT4Read(uint32_t channel, void* buffer, uint32_t wanted,
                                 uint32_t timeout) {
   trace_->Print(TRACE_FLOW, "mxvdot4::DOT4Read ulBytesToRead %d ", wanted);
   *got = 0;
-  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+  if (!file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "DOT4Read : Invalid Default Device Data handle");
     return kNoFile;
   }
@@ -170,10 +190,9 @@ IoResult MXVIO_DOT4MS::DOT4Read(uint32_t channel, void* buffer, uint32_t wanted,
 IoResult MXVIO_DOT4MS::DOT4Write(uint32_t channel, const void* data, uint32_t length,
                                  uint32_t* written, uint32_t timeout) {
   trace_->Print(TRACE_FLOW, "mxvdot4::DOT4Write BytesToWrite %ld", length);
-  trace_->Print(TRACE_FLOW, "DOT4Write : DefaultDeviceData Handle = %x",
-                m_DeviceDefaultDataHandle.Number());
+  trace_->Print(TRACE_FLOW, "DOT4Write : DefaultDeviceData Handle = %x", file_.Number());
   *written = 0;
-  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+  if (!file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "DOT4Write : Invalid Default Device Data handle");
     return kNoFile;
   }
@@ -190,7 +209,7 @@ IoResult MXVIO_DOT4MS::DOT4Write(uint32_t channel, const void* data, uint32_t le
     if (!ConnectionLost(hr)) break;
     trace_->Print(TRACE_INFO, "DOT4Write  Connection lost...Retrying DOT4 Connection");
     if (ReConnectToDOT4(kReconnectAttempts) != S_OK) break;
-    header.channel = m_hChannel;  // the stack gave out a new one
+    header.channel = channel_;  // the stack gave out a new one
   }
   *written = 0;
   return E_FAIL;

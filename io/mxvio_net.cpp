@@ -3,16 +3,15 @@
 
 #include <cstring>
 
-#include "platform/clock.h"
-
 namespace scantk {
 namespace {
 
 constexpr uint16_t kWantedLibraryVersion = 0x0202;
 constexpr int kConnectAttempts = 5;  // while the device says that it is busy
 
+// Of an operation that failed.
 IoResult LastSocketResult() {
-  return static_cast<IoResult>(TheNetwork().LastSocketError());
+  return static_cast<IoResult>(error::OfFailure(TheNetwork().LastSocketError()));
 }
 
 }  // namespace
@@ -46,7 +45,7 @@ void MXVIO_NET::StartSocketLibrary() {
 
 MXVIO_NET::~MXVIO_NET() {
   trace_->Print(TRACE_API, "MXVIO_NET Destructor entry");
-  m_pszDevName.reset();
+  name_.reset();
   if (socket_) ClosePortaviaSocket();
   if (library_started_) TheNetwork().CleanUp();
   trace_->Print(TRACE_API, "MXVIO_NET Destructor exit");
@@ -55,9 +54,7 @@ MXVIO_NET::~MXVIO_NET() {
 
 IoResult MXVIO_NET::OpenIO(const char* name) {
   trace_->Print(TRACE_API, "OpenIO entry: DeviceName %s", name);
-  const IoResult hr = m_pszDevName ? S_OK : Open(name);
-  trace_->Print(TRACE_API, "OpenIO exit: hr %d", hr);
-  return hr;
+  return Traced("OpenIO", [&]() -> IoResult { return name_ ? S_OK : Open(name); });
 }
 
 IoResult MXVIO_NET::Open(const char* name) {
@@ -79,30 +76,34 @@ IoResult MXVIO_NET::Open(const char* name) {
 
 IoResult MXVIO_NET::ConnectToIO() {
   trace_->Print(TRACE_API, "ConnectToIO entry");
-  IoResult hr = E_ACCESSDENIED;
-  for (int attempt = 1; attempt <= kConnectAttempts && hr == E_ACCESSDENIED; ++attempt) {
-    hr = MakeSocketConnection();
-    if (hr == E_ACCESSDENIED) trace_->Print(TRACE_CLASS_ERROR, "ConnectToIO: Retrying %d", attempt);
-  }
-  trace_->Print(TRACE_API, "ConnectToIO exit: hr %d", hr);
-  return hr;
+  return Traced("ConnectToIO", [&]() -> IoResult {
+    IoResult hr = E_ACCESSDENIED;
+    for (int attempt = 1; attempt <= kConnectAttempts && hr == E_ACCESSDENIED; ++attempt) {
+      hr = MakeSocketConnection();
+      if (hr == E_ACCESSDENIED)
+        trace_->Print(TRACE_CLASS_ERROR, "ConnectToIO: Retrying %d", attempt);
+    }
+    return hr;
+  });
 }
 
 IoResult MXVIO_NET::DisConnectFromIO() {
   trace_->Print(TRACE_API, "DisConnectFromIO entry");
-  if (socket_) ClosePortaviaSocket();
-  trace_->Print(TRACE_INFO, "DisConnectFromIO");
-  trace_->Print(TRACE_API, "DisConnectFromIO exit: hr %d", S_OK);
-  return S_OK;
+  return Traced("DisConnectFromIO", [&]() -> IoResult {
+    if (socket_) ClosePortaviaSocket();
+    trace_->Print(TRACE_INFO, "DisConnectFromIO");
+    return S_OK;
+  });
 }
 
 IoResult MXVIO_NET::CloseIO() {
   trace_->Print(TRACE_API, "CloseIO entry");
-  if (socket_) ClosePortaviaSocket();
-  m_pszDevName.reset();
-  trace_->Print(TRACE_INFO, "CloseIO");
-  trace_->Print(TRACE_API, "CloseIO exit: hr %d", S_OK);
-  return S_OK;
+  return Traced("CloseIO", [&]() -> IoResult {
+    if (socket_) ClosePortaviaSocket();
+    name_.reset();
+    trace_->Print(TRACE_INFO, "CloseIO");
+    return S_OK;
+  });
 }
 
 bool MXVIO_NET::EnsureConnected(const char* operation) {
@@ -116,20 +117,16 @@ bool MXVIO_NET::EnsureConnected(const char* operation) {
 
 IoResult MXVIO_NET::ReadData(void* buffer, uint32_t* length, Overlapped*) {
   trace_->Print(TRACE_API, "ReadData entry");
-  const IoResult hr = Read(buffer, length);
-  trace_->Print(TRACE_API, "ReadData exit: hr %d", hr);
-  return hr;
-}
-
-IoResult MXVIO_NET::Read(void* buffer, uint32_t* length) {
-  if (!EnsureConnected("ReadData")) return E_FAIL;
-  if (!socket_->BeginTransfer()) {
-    const IoResult hr = LastSocketResult();
-    trace_->Print(TRACE_CLASS_ERROR, "ReadData: Unable to create event: %d", hr);
-    return hr;
-  }
-  const uint32_t wanted = *length;
-  return ReceiveAll(static_cast<uint8_t*>(buffer), wanted, length);
+  return Traced("ReadData", [&]() -> IoResult {
+    if (!EnsureConnected("ReadData")) return E_FAIL;
+    if (!socket_->BeginTransfer()) {
+      const IoResult hr = LastSocketResult();
+      trace_->Print(TRACE_CLASS_ERROR, "ReadData: Unable to create event: %d", hr);
+      return hr;
+    }
+    const uint32_t wanted = *length;
+    return ReceiveAll(static_cast<uint8_t*>(buffer), wanted, length);
+  });
 }
 
 IoResult MXVIO_NET::ReceiveAll(uint8_t* buffer, uint32_t wanted, uint32_t* total) {
@@ -155,7 +152,7 @@ IoResult MXVIO_NET::ReceiveSome(uint8_t* buffer, uint32_t wanted, uint32_t* tota
     DisConnectFromIO();
     return static_cast<IoResult>(failure);
   }
-  const WaitResult wait = socket_->WaitTransfer(m_ulReadTimeout);
+  const WaitResult wait = socket_->WaitTransfer(timeouts_.read);
   if (wait != WaitResult::kSignalled) return EndUnfinishedReceive(wait, wanted, total);
   uint32_t received = 0;
   // A receive that failed has brought nothing, which is what a device that closed looks like.
@@ -181,7 +178,7 @@ IoResult MXVIO_NET::EndUnfinishedReceive(WaitResult wait, uint32_t wanted, uint3
   if (*total == wanted) return S_OK;
   if (wait == WaitResult::kTimeout) {
     trace_->Print(TRACE_CLASS_ERROR, "ReadData: Timed Out - Asked %d, Read %d, Timedout %d", wanted,
-                  *total, m_ulReadTimeout);
+                  *total, timeouts_.read);
   } else {
     trace_->Print(TRACE_CLASS_ERROR, "ReadData: Error - Asked %d, Read %d, hr %d", wanted, *total,
                   hr);
@@ -193,15 +190,15 @@ IoResult MXVIO_NET::EndUnfinishedReceive(WaitResult wait, uint32_t wanted, uint3
 
 IoResult MXVIO_NET::WriteData(const void* buffer, uint32_t length, uint32_t* written, Overlapped*) {
   trace_->Print(TRACE_API, "WriteData entry");
-  const IoResult hr = Write(buffer, length, written);
-  trace_->Print(TRACE_API, "WriteData exit: hr %d", hr);
-  return hr;
+  return Traced("WriteData", [&]() -> IoResult {
+    *written = 0;
+    if (!EnsureConnected("WriteData")) return E_FAIL;
+    if (!socket_->BeginTransfer()) return LastSocketResult();
+    return Send(buffer, length, written);
+  });
 }
 
-IoResult MXVIO_NET::Write(const void* buffer, uint32_t length, uint32_t* written) {
-  *written = 0;
-  if (!EnsureConnected("WriteData")) return E_FAIL;
-  if (!socket_->BeginTransfer()) return LastSocketResult();
+IoResult MXVIO_NET::Send(const void* buffer, uint32_t length, uint32_t* written) {
   wrote_ = true;
   const uint32_t failure = socket_->PostSend(buffer, length);
   if (failure != error::kSuccess && failure != error::kIoPending) {
@@ -215,17 +212,25 @@ IoResult MXVIO_NET::Write(const void* buffer, uint32_t length, uint32_t* written
     return static_cast<IoResult>(failure);
   }
   const IoResult hr = FinishWrite(length, written);
-  socket_->ResetTransfer();
+  if (socket_) socket_->ResetTransfer();
   return hr;
 }
 
 IoResult MXVIO_NET::FinishWrite(uint32_t length, uint32_t* written) {
   IoResult hr = S_OK;
-  if (socket_->WaitTransfer(kWaitForever) == WaitResult::kSignalled) {
+  const WaitResult wait = socket_->WaitTransfer(timeouts_.write);
+  if (wait == WaitResult::kSignalled) {
     hr = static_cast<IoResult>(socket_->TransferResult(written));
   } else {
-    hr = LastSocketResult();
+    hr = wait == WaitResult::kTimeout ? kIoTimeout : LastSocketResult();
     socket_->EndTransfer(written);
+  }
+  if (hr == kIoTimeout && *written == length) hr = S_OK;
+  if (hr == kIoTimeout) {
+    trace_->Print(TRACE_CLASS_ERROR,
+                  "WriteData: Timed Out - Asked %d, Sent %d, Timedout %d Call DisConnectFromIO",
+                  length, *written, timeouts_.write);
+    DisConnectFromIO();
   }
   if (hr != S_OK) {
     trace_->Print(TRACE_CLASS_ERROR, "WriteData: error %d:  Asked %d, Sent %d", hr, length,
@@ -243,11 +248,11 @@ IoResult MXVIO_NET::FinishWrite(uint32_t length, uint32_t* written) {
 IoResult MXVIO_NET::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
                            uint32_t output_length, uint32_t* returned) {
   trace_->Print(TRACE_API, "Escape entry: EscapeFn 0x%x", function);
-  const IoResult hr = function == GET_TIMEOUTS || function == SET_TIMEOUTS
-                          ? EscapeTimeouts(function, buffer, length)
-                          : PassControl(function, buffer, length, output, output_length, returned);
-  trace_->Print(TRACE_API, "Escape exit: hr %d", hr);
-  return hr;
+  return Traced("Escape", [&]() -> IoResult {
+    return function == GET_TIMEOUTS || function == SET_TIMEOUTS
+               ? EscapeTimeouts(function, buffer, length)
+               : PassControl(function, buffer, length, output, output_length, returned);
+  });
 }
 
 IoResult MXVIO_NET::EscapeTimeouts(uint32_t function, void* buffer, uint32_t length) {

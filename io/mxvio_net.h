@@ -31,6 +31,8 @@ class MXVIO_NET : public mxvio {
   // kSocketShutDown (positive) when the device closed the connection, or with another socket error
   // number. *length tells in each case what came. E_FAIL without a connection, *length untouched.
   IoResult ReadData(void* buffer, uint32_t* length, Overlapped* overlapped) override;
+  // The whole buffer; kIoTimeout when the device took nothing for a write time-out. The connection
+  // is given up then: half a command may have gone.
   IoResult WriteData(const void* buffer, uint32_t length, uint32_t* written,
                      Overlapped* overlapped) override;
   // Time-outs reach the socket's options with the next connection, the wait of a read at once.
@@ -59,27 +61,29 @@ class MXVIO_NET : public mxvio {
   Connection connection_ = Connection::kNoSocket;
 
  private:
+  // Runs an operation whose trace has a line of its own at the end, and tells an error number of
+  // the system's that the toolkit has none for.
+  template <class Operation>
+  IoResult Traced(const char* name, Operation operation);
   IoResult Open(const char* name);
-  IoResult Read(void* buffer, uint32_t* length);
   IoResult ReceiveAll(uint8_t* buffer, uint32_t wanted, uint32_t* total);
   IoResult ReceiveSome(uint8_t* buffer, uint32_t wanted, uint32_t* total);
   IoResult EndUnfinishedReceive(WaitResult wait, uint32_t wanted, uint32_t* total);
-  IoResult Write(const void* buffer, uint32_t length, uint32_t* written);
+  IoResult Send(const void* buffer, uint32_t length, uint32_t* written);
   IoResult FinishWrite(uint32_t length, uint32_t* written);
   IoResult EscapeTimeouts(uint32_t function, void* buffer, uint32_t length);
   IoResult PassControl(uint32_t function, const void* buffer, uint32_t length, void* output,
                        uint32_t output_length, uint32_t* returned);
 
-  IoResult Connect();
+  IoResult MakeSocket();
   IoResult ReadGreeting();
   IoResult ResolveAddress(HostAddressKind kind, SocketAddress* address);
   IoResult CreateSocket(int family, std::unique_ptr<StreamSocket>* socket);
-  IoResult ConnectSocket(int family, uint16_t port);
   IoResult StartConnecting(const SocketAddress& address);
   IoResult ContinueConnecting();
   IoResult WaitConnected();
   IoResult ExplainExpiredConnect();
-  IoResult ExplainFailedWait(IoResult failure);
+  IoResult ExplainFailedWait(uint32_t failure);
   IoResult SetSocketOptions();
   void StartSocketLibrary();
   bool EnsureConnected(const char* operation);
@@ -91,6 +95,15 @@ class MXVIO_NET : public mxvio {
   bool wrote_ = false;  // something was sent on this connection
   NetworkDeviceId id_ = {};
 };
+
+template <class Operation>
+IoResult MXVIO_NET::Traced(const char* name, Operation operation) {
+  const IoResult hr = operation();
+  if (const uint32_t number = TheNetwork().TakeUnknownError())
+    trace_->Print(TRACE_CLASS_ERROR, "%s: error number %d of the system", name, number);
+  trace_->Print(TRACE_API, "%s exit: hr %d", name, hr);
+  return hr;
+}
 
 }  // namespace scantk
 

@@ -39,38 +39,34 @@ IoResult GreetingResult(const char* greeting) {
 
 IoResult MXVIO_NET::MakeSocketConnection() {
   trace_->Print(TRACE_API, "MakeSocketConnection entry");
-  const IoResult hr = Connect();
-  trace_->Print(TRACE_API, "MakeSocketConnection exit: hr %d", hr);
-  return hr;
-}
-
-IoResult MXVIO_NET::Connect() {
-  if (connection_ == Connection::kNoSocket) {
-    if (!m_pszDevName) {
-      trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Invalid Device ID");
-      return E_FAIL;
-    }
-    const IoResult hr = CreatePortaviaSocket(kFamilyInet, &socket_);
-    if (hr != S_OK) {
-      trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: CreatePortaviaSocket failed hr %d",
-                    hr);
-      return hr;
-    }
-    if (!socket_) {
-      trace_->Print(TRACE_CLASS_ERROR,
-                    "MakeSocketConnection: CreatePortaviaSocket failed - skt = 0");
-      return E_FAIL;
-    }
-    connection_ = Connection::kCreated;
-  }
-  if (connection_ == Connection::kConnected) return S_OK;
-  const IoResult hr = ConnectPortaviaSocket(kFamilyInet, id_.port);
-  if (hr != S_OK) {
+  return Traced("MakeSocketConnection", [&]() -> IoResult {
+    if (connection_ == Connection::kNoSocket)
+      if (const IoResult hr = MakeSocket(); hr != S_OK) return hr;
+    if (connection_ == Connection::kConnected) return S_OK;
+    const IoResult hr = ConnectPortaviaSocket(kFamilyInet, id_.port);
+    if (hr == S_OK) return ReadGreeting();
     trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Connect failed - hr %d", hr);
     ClosePortaviaSocket();
     return hr;
+  });
+}
+
+IoResult MXVIO_NET::MakeSocket() {
+  if (!name_) {
+    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Invalid Device ID");
+    return E_FAIL;
   }
-  return ReadGreeting();
+  const IoResult hr = CreatePortaviaSocket(kFamilyInet, &socket_);
+  if (hr != S_OK) {
+    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: CreatePortaviaSocket failed hr %d", hr);
+    return hr;
+  }
+  if (!socket_) {
+    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: CreatePortaviaSocket failed - skt = 0");
+    return E_FAIL;
+  }
+  connection_ = Connection::kCreated;
+  return S_OK;
 }
 
 IoResult MXVIO_NET::ReadGreeting() {
@@ -95,7 +91,7 @@ IoResult MXVIO_NET::MakeSocketAddress(int family, uint16_t port, SocketAddress* 
   *address = {};
   address->family = static_cast<uint16_t>(family);
   const HostAddressKind kind =
-      m_pszDevName ? ClassifyHostAddress(DevName()) : HostAddressKind::kUnsupported;
+      name_ ? ClassifyHostAddress(DevName()) : HostAddressKind::kUnsupported;
   IoResult result = E_INVALIDARG;
   if (kind == HostAddressKind::kUnsupported) {
     trace_->Print(TRACE_CLASS_ERROR, "MakeSocketAddress: unsupported address type");
@@ -110,17 +106,17 @@ IoResult MXVIO_NET::MakeSocketAddress(int family, uint16_t port, SocketAddress* 
 IoResult MXVIO_NET::ResolveAddress(HostAddressKind kind, SocketAddress* address) {
   uint32_t found = kNoAddress;
   if (kind == HostAddressKind::kHostName) {
-    found = TheNetwork().LookUpHost(*m_pszDevName);
+    found = TheNetwork().LookUpHost(*name_);
     if (found == kNoAddress) {
       trace_->Print(TRACE_CLASS_ERROR, "MakeSocketAddress: Unable to resolve host name %s: %d",
                     DevName(), LastSocketResult());
     }
-  } else if (*m_pszDevName == "0.0.0.0") {
+  } else if (*name_ == "0.0.0.0") {
     found = 0;
-  } else if (*m_pszDevName == "127.0.0.1") {
+  } else if (*name_ == "127.0.0.1") {
     found = kNetworkLoopback;
   } else {
-    found = TheNetwork().ParseDotted(*m_pszDevName);
+    found = TheNetwork().ParseDotted(*name_);
   }
   if (found == kNoAddress) return E_INVALIDARG;
   address->address = found;
@@ -157,40 +153,36 @@ IoResult MXVIO_NET::CreateSocket(int family, std::unique_ptr<StreamSocket>* sock
 
 IoResult MXVIO_NET::ConnectPortaviaSocket(int family, uint16_t port) {
   trace_->Print(TRACE_API, "ConnectPortaviaSocket entry: lAddressFamily %d, port %d", family, port);
-  const IoResult hr = ConnectSocket(family, port);
-  trace_->Print(TRACE_API, "ConnectPortaviaSocket exit: hr %d", hr);
-  return hr;
-}
-
-IoResult MXVIO_NET::ConnectSocket(int family, uint16_t port) {
-  if (family != kFamilyInet) {
-    trace_->Print(TRACE_CLASS_ERROR, "ConnectPortaviaSocket: Unknown address family %d", family);
-    return E_INVALIDARG;
-  }
-  const uint16_t scan_port = ScanPort(port);
-  if (scan_port == 0) return E_INVALIDARG;
-  SocketAddress address;
-  IoResult hr = MakeSocketAddress(family, scan_port, &address);
-  if (hr != S_OK) return hr;
-  hr = connection_ == Connection::kConnecting ? ContinueConnecting() : StartConnecting(address);
-  if (hr != S_OK) return hr;
-  connection_ = Connection::kConnected;
-  wrote_ = false;
-  trace_->Print(TRACE_INFO, "ConnectPortaviaSocket: Connected socket: %d", Number());
-  return SetSocketOptions();
+  return Traced("ConnectPortaviaSocket", [&]() -> IoResult {
+    if (family != kFamilyInet) {
+      trace_->Print(TRACE_CLASS_ERROR, "ConnectPortaviaSocket: Unknown address family %d", family);
+      return E_INVALIDARG;
+    }
+    const uint16_t scan_port = ScanPort(port);
+    if (scan_port == 0) return E_INVALIDARG;
+    SocketAddress address;
+    IoResult hr = MakeSocketAddress(family, scan_port, &address);
+    if (hr != S_OK) return hr;
+    hr = connection_ == Connection::kConnecting ? ContinueConnecting() : StartConnecting(address);
+    if (hr != S_OK) return hr;
+    connection_ = Connection::kConnected;
+    wrote_ = false;
+    trace_->Print(TRACE_INFO, "ConnectPortaviaSocket: Connected socket: %d", Number());
+    return SetSocketOptions();
+  });
 }
 
 // A connect that an earlier call started: an exception shows that it failed, writability that it
 // succeeded.
 IoResult MXVIO_NET::ContinueConnecting() {
   const int exception = socket_->WaitException(kPendingWaitMs);
-  const IoResult failure = LastSocketResult();
+  const uint32_t failure = error::OfFailure(TheNetwork().LastSocketError());
   trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: SOCKET_PENDING - Select  returns %d",
                 exception);
   if (exception < 0) {
     trace_->Print(TRACE_CLASS_ERROR,
                   "ConnectPortaviaSocket: SOCKET_PENDING Select returns SOCKET_ERROR %d", failure);
-    return failure;
+    return static_cast<IoResult>(failure);
   }
   trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Select not Socket Error - write returns %d",
                 exception);
@@ -227,13 +219,13 @@ IoResult MXVIO_NET::StartConnecting(const SocketAddress& address) {
 
 IoResult MXVIO_NET::WaitConnected() {
   const int writable = socket_->WaitWritable(kConnectWaitMs);
-  const IoResult failure = LastSocketResult();
+  const uint32_t failure = TheNetwork().LastSocketError();
   trace_->Print(TRACE_FLOW,
                 "ConnectPortaviaSocket: WSAEWOULDBLOCK Select :socket handles = %d  (0 = time "
                 "limit expired, -1 = SocketError)",
                 writable);
   if (writable == 0) return ExplainExpiredConnect();
-  if (writable < 0) return ExplainFailedWait(failure);
+  if (writable < 0) return ExplainFailedWait(error::OfFailure(failure));
   trace_->Print(TRACE_FLOW,
                 "ConnectPortaviaSocket: Connected socket after select (WSAWOULDBLOCK): %d",
                 Number());
@@ -265,7 +257,7 @@ IoResult MXVIO_NET::ExplainExpiredConnect() {
   return hr;
 }
 
-IoResult MXVIO_NET::ExplainFailedWait(IoResult failure) {
+IoResult MXVIO_NET::ExplainFailedWait(uint32_t failure) {
   trace_->Print(TRACE_CLASS_ERROR,
                 "ConnectPortaviaSocket: Unable to connect socket (WSAWOULDBLOCK): %d", failure);
   uint32_t pending = 0;
@@ -279,7 +271,7 @@ IoResult MXVIO_NET::ExplainFailedWait(IoResult failure) {
                 "ConnectPortaviaSocket: Unable to connect socket after getsockopt "
                 "(WSAWOULDBLOCK): %d",
                 failure);
-  return failure;
+  return static_cast<IoResult>(failure);
 }
 
 IoResult MXVIO_NET::SetSocketOptions() {
@@ -292,11 +284,11 @@ IoResult MXVIO_NET::SetSocketOptions() {
   // that lingers would keep the next one out.
   trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Disabling SO_LINGER");
   if (const uint32_t failure = socket_->SetLinger(true, 0)) return failed("linger", failure);
-  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Setting RecvTimeout %d", m_ulReadTimeout);
-  if (const uint32_t failure = socket_->SetReceiveTimeout(m_ulReadTimeout))
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Setting RecvTimeout %d", timeouts_.read);
+  if (const uint32_t failure = socket_->SetReceiveTimeout(timeouts_.read))
     return failed("RecvTimeout", failure);
-  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Setting SendTimeout %d", m_ulWriteTimeout);
-  if (const uint32_t failure = socket_->SetSendTimeout(m_ulWriteTimeout))
+  trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Setting SendTimeout %d", timeouts_.write);
+  if (const uint32_t failure = socket_->SetSendTimeout(timeouts_.write))
     return failed("SendTimeout", failure);
   return S_OK;
 }

@@ -8,21 +8,16 @@
 namespace scantk {
 namespace {
 
-constexpr uint32_t kUsbFlushTimeoutMs = 500;
 constexpr uint32_t kWriteWaitMs = 30000;
 constexpr uint32_t kLongWrite = 200;  // bytes; more than a command has
 constexpr uint32_t kErrorInBuffers = TRACE_CLASS_ERROR | TRACE_BUFFERS;
 
 }  // namespace
 
-mxvusb::mxvusb() {
-  m_ulFlushTimeout = kUsbFlushTimeoutMs;
-}
-
 mxvusb::~mxvusb() {
-  m_pszDevName.reset();
-  if (!m_DeviceDefaultDataHandle.IsNull()) {
-    m_DeviceDefaultDataHandle.Close();
+  name_.reset();
+  if (!file_.IsNull()) {
+    file_.Close();
     trace_->Print(TRACE_INFO, "mxvusb::Destructor free m_DeviceDefaultDataHandle");
   }
   trace_->Print(TRACE_API, "mxvusb::Destructor");
@@ -30,29 +25,27 @@ mxvusb::~mxvusb() {
 }
 
 IoResult mxvusb::OpenIO(const char* name) {
-  if (!m_pszDevName) {
-    if (!name) return E_INVALIDARG;
-    if (!KeepName(name)) return E_OUTOFMEMORY;
+  if (!name_) {
+    if (const IoResult hr = TakeName(name); hr != S_OK) return hr;
     trace_->Print(TRACE_INFO, "OpenIO: DeviceName %s", DevName());
   }
   return OpenUSB();
 }
 
 IoResult mxvusb::OpenUSB() {
-  if (m_DeviceDefaultDataHandle.IsUsable()) {
+  if (file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "ERROR: OpenUSB IO m_DeviceDefaultDataHandle != NULL");
     return S_OK;
   }
-  if (!m_pszDevName) {
+  if (!name_) {
     trace_->Print(TRACE_CLASS_ERROR, "ERROR: OpenUSB NULL == m_pszDevName");
     return E_FAIL;
   }
-  if (!m_DeviceDefaultDataHandle.Open(DevName())) {
+  if (!file_.Open(DevName())) {
     const IoResult hr = error::ToResult(LastError());
     trace_->Print(TRACE_CLASS_ERROR,
-                  m_DeviceDefaultDataHandle.IsNull()
-                      ? "ERROR: CreateFile failed NULL hr %d $%x"
-                      : "ERROR: CreateFile failed INVALID_HANDLE_VALUE %d %x",
+                  file_.IsNull() ? "ERROR: CreateFile failed NULL hr %d $%x"
+                                 : "ERROR: CreateFile failed INVALID_HANDLE_VALUE %d %x",
                   hr, hr);
     return hr;
   }
@@ -69,13 +62,13 @@ IoResult mxvusb::DisConnectFromIO() {
 }
 
 IoResult mxvusb::CloseIO() {
-  if (m_DeviceDefaultDataHandle.IsUsable()) m_DeviceDefaultDataHandle.Close();
-  m_pszDevName.reset();
+  if (file_.IsUsable()) file_.Close();
+  name_.reset();
   return S_OK;
 }
 
 IoResult mxvusb::ReadData(void* buffer, uint32_t* length, Overlapped* overlapped) {
-  if (!m_DeviceDefaultDataHandle.IsUsable()) {
+  if (!file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "ERROR: STI: Invalid or null devicedefaultDataHandle");
     return E_FAIL;
   }
@@ -83,16 +76,16 @@ IoResult mxvusb::ReadData(void* buffer, uint32_t* length, Overlapped* overlapped
   if (!overlapped) overlapped = &own.emplace();
   uint32_t got = 0;
   IoResult hr = S_OK;
-  if (!m_DeviceDefaultDataHandle.Read(buffer, *length, &got, overlapped))
-    hr = WaitForIO(overlapped, m_ulReadTimeout, &got);
+  if (!file_.Read(buffer, *length, &got, overlapped))
+    hr = WaitForIO(overlapped, timeouts_.read, &got);
   if (hr == kIoTimeout) {
     trace_->Print(TRACE_CLASS_ERROR,
                   "ReadData Rec : err timeout hit  m_ulReadTimeout %d  dwBytesRead %d",
-                  m_ulReadTimeout, got);
+                  timeouts_.read, got);
   } else if (hr != S_OK) {
     trace_->Print(kErrorInBuffers,
                   "ReadData Rec : error no timeout hit  m_ulReadTimeout %d  dwBytesRead %d",
-                  m_ulReadTimeout, got);
+                  timeouts_.read, got);
   }
   TraceRead(hr, buffer, *length, got);
   *length = got;
@@ -125,21 +118,20 @@ IoResult mxvusb::WriteData(const void* buffer, uint32_t length, uint32_t* writte
   trace_->Print(TRACE_CACHE,
                 "WriteData m_DeviceDefaultDataHandle %x lpBuffer = %x, dwNumberOfBytes = %d Buf: "
                 "%hs",
-                m_DeviceDefaultDataHandle.Number(), TracedAddress(buffer), length,
-                bytes.BehindEscape());
+                file_.Number(), TracedAddress(buffer), length, bytes.BehindEscape());
   *written = 0;
-  if (m_DeviceDefaultDataHandle.IsInvalid()) {
+  if (file_.IsInvalid()) {
     trace_->Print(TRACE_CLASS_ERROR, "ERROR: USB WriteData : m_DeviceDefaultDataHandle ");
     return E_FAIL;
   }
-  m_DeviceDefaultDataHandle.Flush();
+  file_.Flush();
   std::optional<Overlapped> own;
   if (!overlapped) {
     overlapped = &own.emplace();
     trace_->Print(TRACE_CACHE, "WriteData Rec : overlapp created: dwNumberOfBytes %d", length);
   }
   IoResult hr = S_OK;
-  if (!m_DeviceDefaultDataHandle.Write(buffer, length, written, overlapped))
+  if (!file_.Write(buffer, length, written, overlapped))
     hr = WaitForIO(overlapped, kWriteWaitMs, written);
   TraceWrite(hr, bytes.Text(), length, *written);
   return hr;
@@ -162,14 +154,12 @@ void mxvusb::TraceWrite(IoResult hr, const char* text, uint32_t length, uint32_t
 
 IoResult mxvusb::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
                         uint32_t output_length, uint32_t* returned) {
-  if (m_DeviceDefaultDataHandle.IsInvalid()) return E_FAIL;
+  if (file_.IsInvalid()) return E_FAIL;
   if (function == GET_TIMEOUTS) return GetTimeouts(buffer, length);
   if (function == SET_TIMEOUTS) return SetTimeouts(buffer, length);
   const DeviceRequest request = {function, buffer,       length, DeviceRequest::Data::kFilled,
                                  output,   output_length};
-  return m_DeviceDefaultDataHandle.Control(request, returned, nullptr)
-             ? S_OK
-             : error::ToResult(LastError());
+  return file_.Control(request, returned, nullptr) ? S_OK : error::ToResult(LastError());
 }
 
 }  // namespace scantk

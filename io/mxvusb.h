@@ -5,13 +5,12 @@
 
 #include <cstdint>
 
-#include "io/mxvio.h"
+#include "io/file_transport.h"
 
 namespace scantk {
 
-class mxvusb : public mxvio {
+class mxvusb : public FileTransport {
  public:
-  mxvusb();
   ~mxvusb() override;
 
   // Opens the device file `name`; once a name is kept, that one, and null will do. A file that is

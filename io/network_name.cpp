@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 #include "platform/network.h"
 
 namespace scantk {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk {
 
@@ -53,9 +53,8 @@ class GlobalInterfaceTable {
 WideChar* AllocSystemString(const char* narrow);
 void FreeSystemString(WideChar* text);
 
-// "{7A41C0D2-5E3B-4F19-9C6A-2B8D0E4F1A37}", upper-case; and back. Parsing takes both cases.
+// "{7A41C0D2-5E3B-4F19-9C6A-2B8D0E4F1A37}", upper-case.
 std::string GuidText(const GUID& guid);
-bool ParseGuid(const std::string& text, GUID* guid);
 
 }  // namespace scantk
 

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 #ifdef _WIN32
 #define SCANTK_SUPPORT_CALL __stdcall
@@ -104,6 +104,19 @@ ModuleRecord& TheModule();
 void LockModule();
 void UnlockModule();
 int32_t ModuleLockCount();
+
+// Keeps the module in memory while it lives, even when its host forgets that it is in use, and is
+// counted like a live object.
+class ModulePin {
+ public:
+  ModulePin();
+  ModulePin(const ModulePin&) = delete;
+  ModulePin& operator=(const ModulePin&) = delete;
+  ~ModulePin();
+
+ private:
+  void* library_;  // a reference to it; null where the module is part of the program
+};
 
 // Takes everything out of the registry that AtlModuleRegisterServer wrote, also where the support
 // library leaves some of it.

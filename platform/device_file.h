@@ -48,6 +48,9 @@ struct DeviceRequest {
   Data direction;
   void* data;
   uint32_t data_size;
+  // Milliseconds that the call itself may take, where the system does not leave a request under
+  // way; it fails with kTimeout then. 0: as long as the device likes.
+  uint32_t limit = 0;
 };
 
 // One device file. It is closed (the null handle), open (usable), or an open was tried and failed

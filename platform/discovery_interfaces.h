@@ -5,7 +5,7 @@
 #ifndef SCANTK_PLATFORM_DISCOVERY_INTERFACES_H_
 #define SCANTK_PLATFORM_DISCOVERY_INTERFACES_H_
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk {
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk::error {
 
@@ -16,7 +16,6 @@ inline constexpr uint32_t kAccessDenied = 5;
 inline constexpr uint32_t kInvalidHandle = 6;
 inline constexpr uint32_t kNotEnoughMemory = 8;
 inline constexpr uint32_t kBadFormat = 11;
-inline constexpr uint32_t kWriteFault = 29;
 inline constexpr uint32_t kGenFailure = 31;
 inline constexpr uint32_t kSharingViolation = 32;
 inline constexpr uint32_t kNotSupported = 50;
@@ -37,19 +36,27 @@ inline constexpr uint32_t kOperationAborted = 995;
 inline constexpr uint32_t kIoIncomplete = 996;
 inline constexpr uint32_t kIoPending = 997;
 inline constexpr uint32_t kDeviceNotConnected = 1167;
-inline constexpr uint32_t kRequestAborted = 1235;
 inline constexpr uint32_t kConnectionAborted = 1236;
 inline constexpr uint32_t kPrivilegeNotHeld = 1314;
 inline constexpr uint32_t kStoreTimeout = 1460;
 inline constexpr uint32_t kInvalidHandleState = 1609;
 
+// Of a failed operation on a socket: the system sometimes gives none.
+constexpr uint32_t OfFailure(uint32_t number) {
+  return number == kSuccess ? kUnexpectedNetError : number;
+}
+
 // Sockets.
 inline constexpr uint32_t kSocketWouldBlock = 10035;
+inline constexpr uint32_t kSocketAlready = 10037;
 inline constexpr uint32_t kSocketNotSocket = 10038;
 inline constexpr uint32_t kSocketAddressInUse = 10048;
+inline constexpr uint32_t kSocketAddressNotAvailable = 10049;
 inline constexpr uint32_t kSocketNetUnreachable = 10051;
+inline constexpr uint32_t kSocketNetReset = 10052;
 inline constexpr uint32_t kSocketConnectionAborted = 10053;
 inline constexpr uint32_t kSocketConnectionReset = 10054;
+inline constexpr uint32_t kSocketIsConnected = 10056;
 inline constexpr uint32_t kSocketNotConnected = 10057;
 inline constexpr uint32_t kSocketShutDown = 10058;
 inline constexpr uint32_t kSocketTimedOut = 10060;

@@ -44,7 +44,7 @@ class StreamSocket {
   virtual uintptr_t Handle() const = 0;
 
   // Starts connecting. 0: connected at once; kSocketWouldBlock: under way; kUnexpectedNetError:
-  // failed, and the system gave no number for it.
+  // failed, and the system gave no number for it (as any operation may).
   virtual uint32_t Connect(const SocketAddress& address) = 0;
 
   // Waits until the socket is writable, or shows an exception condition. Positive: ready; 0: the
@@ -66,7 +66,8 @@ class StreamSocket {
   // cancelled.
   virtual uint32_t PostReceive(void* data, uint32_t size) = 0;
   virtual uint32_t PostSend(const void* data, uint32_t size) = 0;
-  // Waits for the posted transfer to finish.
+  // Waits for the posted transfer to finish, `milliseconds` at most; of a send, since the system
+  // last told that some of it went.
   virtual WaitResult WaitTransfer(uint32_t milliseconds) = 0;
   // The bytes that the finished transfer moved; 0 received bytes: the peer closed. Returns 0, or
   // the error with which the transfer ended.
@@ -102,6 +103,9 @@ class Network {
   virtual uint32_t ParseDotted(const std::string& text) = 0;
   // The error of the calling thread's last socket operation.
   virtual uint32_t LastSocketError() = 0;
+  // The system's own number of the thread's last error that became kUnexpectedNetError for want of
+  // a better one, once; 0: none.
+  virtual uint32_t TakeUnknownError() { return 0; }
 };
 
 // The network in use: the system's, until a test sets another.

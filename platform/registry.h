@@ -1,7 +1,8 @@
 // The registry: a tree of keys with typed values. Errors are system error numbers (error_codes.h),
-// 0 for success. On Linux the tree is one text file, read when a key is opened and rewritten whole,
-// under a lock, when a value is written; a file that cannot be read as a registry is reported and
-// never written over.
+// 0 for success. On Linux the tree is two text files, the user's above the system's, read when a
+// key is opened; the user's is rewritten whole, under a lock, when a value is written (kTimeout:
+// another process kept the lock). A file that cannot be read as a registry is reported and never
+// written over.
 #ifndef SCANTK_PLATFORM_REGISTRY_H_
 #define SCANTK_PLATFORM_REGISTRY_H_
 
@@ -21,6 +22,15 @@ enum class RegistryType : uint32_t { kString = 1, kBinary = 3, kDword = 4 };
 
 enum class RegistryAccess { kRead, kWrite, kReadWrite };
 
+// The imaging device class: the path of its key below the machine's root, which ends in the class's
+// identifier.
+inline constexpr char kImagingClassPath[] =
+    "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
+
+// The file of the registry that lies below every user's, for installers: whoever names it as
+// SCANTK_REGISTRY writes it. Empty where the registry is no file.
+std::string SystemRegistryPath();
+
 // An open key, closed by its destructor. A default-constructed one is not open: its operations
 // answer kInvalidHandle. One thread at a time.
 class RegistryKey {
@@ -30,7 +40,6 @@ class RegistryKey {
   RegistryKey& operator=(RegistryKey&& other) noexcept;
   ~RegistryKey();
 
-  bool IsOpen() const;
   void Close();
   // A number that tells this key from others in the trace; 0 when it is not open.
   uintptr_t Handle() const;
@@ -41,10 +50,14 @@ class RegistryKey {
                        RegistryKey* key);
   uint32_t OpenSubkey(const std::string& path, RegistryAccess access, RegistryKey* key) const;
 
-  // Opens the key or creates it with all keys above it. `created` (may be null) tells which.
+  // Opens the key, with all rights to it, or creates it with all keys above it. `created` (may be
+  // null) tells which. On Linux the current user's keys can always be had; where they cannot be
+  // written they are empty, and setting a value fails.
   static uint32_t Create(RegistryRoot root, const std::string& path, RegistryKey* key,
                          bool* created);
-  uint32_t CreateSubkey(const std::string& path, RegistryKey* key, bool* created) const;
+  // The same below this key, with no more rights than `access` names.
+  uint32_t CreateSubkey(const std::string& path, RegistryAccess access, RegistryKey* key,
+                        bool* created) const;
 
   // The key of the imaging device class, for reading; its instance keys are subkeys.
   static uint32_t OpenImagingClass(RegistryKey* key);

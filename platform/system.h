@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk {
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/clock.h"
+
 namespace scantk {
 namespace {
 
@@ -126,6 +128,21 @@ int32_t Channel::ReadTerminated(uint8_t* bytes, uint32_t length) {
     if (letter >= 'A' && letter <= 'Z') break;
   }
   return static_cast<int32_t>(stored);
+}
+
+void Channel::DropFromScanner(uint32_t length) {
+  uint8_t dropped[4096];
+  IoTimeouts timeouts{};
+  uint32_t returned = 0, total = 0;
+  transport_->Escape(GET_TIMEOUTS, &timeouts, sizeof(timeouts), nullptr, 0, &returned);
+  const uint32_t start = TheClock().TickCount();
+  while (total < length && TheClock().TickCount() - start <= timeouts.read) {
+    uint32_t count = std::min<uint32_t>(length - total, sizeof(dropped));
+    const IoResult result = transport_->ReadData(dropped, &count, nullptr);
+    if (result == 0 || result == kIoTimeout) total += count;
+    if (result != 0 || count == 0) break;
+  }
+  trace_.Print(TRACE_INFO, "RecFromScanner: no room for %d bytes, dropped %d", length, total);
 }
 
 int Channel::SetScannerTimeouts(uint32_t read, uint32_t write, uint32_t flush) {

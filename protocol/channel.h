@@ -23,10 +23,12 @@ class Channel {
   Channel(const Channel&) = delete;
   Channel& operator=(const Channel&) = delete;
 
-  // As the protocol engine declares them.
+  // Makes the transport for the device I/O type and opens it by name. 0, SL_ALREADYOPEN,
+  // SL_BADPARAM, SL_NOMEMORY, or SL_NOACCESS (the transport stays then).
   uint32_t InitIO(const char* device_name, uint32_t dwDevIOType);
-  uint32_t ConnectToIO();
-  uint32_t DisConnectFromIO();
+  uint32_t ConnectToIO();       // 0, SL_BUSY, SL_FIREWALL or SL_NOACCESS
+  uint32_t DisConnectFromIO();  // 0, or 1 when there is none or it failed
+  // For tests: takes `transport` in place of one made by InitIO.
   void Attach(std::unique_ptr<mxvio> transport);
   // Disconnects, closes and destroys the transport, if there is one.
   void Close();
@@ -38,6 +40,10 @@ class Channel {
   // transport, otherwise single bytes up to and including the first upper-case letter (it need not
   // be `terminator`). The number of bytes, -1 without a transport, or kTransferLengthError.
   int32_t RecFromScanner(void* buffer, uint32_t length, int16_t terminator);
+
+  // Reads `length` bytes that there is no room for away, in the time that one read may take. What
+  // has not come by then is left.
+  void DropFromScanner(uint32_t length);
 
   // Milliseconds; 0 or -1.
   int SetScannerTimeouts(uint32_t read, uint32_t write, uint32_t flush);

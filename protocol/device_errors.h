@@ -14,8 +14,9 @@ class DeviceErrors {
  public:
   DeviceErrors(Exchange& exchange, Flush& flush) : exchange_(exchange), flush_(flush) {}
 
-  // As the protocol engine declares it. An inquiry that fails is answered by draining the device,
-  // as its answer may lie behind scan data.
+  // The device's oldest pending error, mapped and cleared; 0: none; SL_ERROR_INQUIRY_FAILED: it
+  // did not tell. An inquiry that fails is answered by draining the device, as its answer may lie
+  // behind scan data.
   QrlStatus InquireOldestError();
 
  private:

@@ -14,9 +14,13 @@ class DeviceLock {
   DeviceLock(Channel& channel, Exchange& exchange, DeviceErrors& errors, TraceLog& trace)
       : channel_(channel), exchange_(exchange), errors_(errors), trace_(trace) {}
 
-  // As the protocol engine declares them. `timeout` is in the device's own unit.
+  // `timeout` is in the device's own unit. 0, SL_BUSY: another host has it, SL_BADRESPONSE: it did
+  // not answer, SL_CANCEL: not locked; or another device error that was pending, locked all the
+  // same.
   QrlStatus LockScanner(int32_t timeout);
+  // Gives the lock back, if there is one, and disconnects the transport in any case.
   QrlStatus UnLockScanner();
+  // Only where the device tells that there is a lock.
   QrlStatus SetDeviceTimeout(int32_t timeout);
   bool IsHeld() const { return held_; }
 

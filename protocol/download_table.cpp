@@ -21,9 +21,7 @@ constexpr struct {
                {6, 1024}, {7, 192},           {8, 6},        {9, 18},  {10, 774}, {11, 258},
                {12, 6},   {kColourMap, 18411}};
 
-bool HasColourMapOfItsOwn(int32_t model) {
-  return model >= 67 && model <= 70;
-}
+// Numbers that were given before there were families; none of them is identified any more.
 bool IsOldModel(int32_t model) {
   return (model >= 1 && model <= 11) || model == 13;
 }
@@ -42,7 +40,7 @@ QrlStatus DownloadTable(Channel& channel, Exchange& exchange, TraceLog& trace, u
     int32_t model = SL_UNKNOWN;
     if (exchange.InquireModel(&model) != SL_OK) return SL_BADACCESS;
     if (type == kMatrix && IsOldModel(model)) count = kMatrixBytesOldModels;
-    if (type == kColourMap && HasColourMapOfItsOwn(model)) {
+    if (type == kColourMap && ModelOf(model).colourMap == ColourMap::kOfItsOwn) {
       trace.Print(TRACE_FLOW, "MXVWIA_QRL::Scan Download CLRMAP: Model %d skip", model);
       return SL_OK;
     }

@@ -5,9 +5,6 @@
 namespace scantk {
 namespace {
 
-constexpr int32_t kFirstLittleEndianModel = 68;
-constexpr int32_t kEitherOrderModel = 67;
-
 // No page has this many rows: such a count is in the other byte order.
 constexpr uint32_t kTooManyRows = 55001;
 
@@ -15,9 +12,14 @@ constexpr uint32_t kTooManyRows = 55001;
 
 uint32_t RowCount(const uint8_t* bytes, int32_t model) {
   const uint32_t count = LittleEndian32(bytes);
-  if (model >= kFirstLittleEndianModel) return count;
-  if (model != kEitherOrderModel) return 0;
-  return count < kTooManyRows ? count : ByteSwapped(count);
+  switch (ModelOf(model).rowCounts) {
+    case RowCounts::kLittleEndian:
+      return count;
+    case RowCounts::kEitherOrder:
+      return count < kTooManyRows ? count : ByteSwapped(count);
+    default:
+      return 0;
+  }
 }
 
 QrlStatus GetEndPageInfo(const PacketReader& reader, Exchange& exchange, TraceLog& trace,

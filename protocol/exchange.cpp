@@ -10,9 +10,6 @@ namespace {
 // The longest numeric answer that is looked at.
 constexpr uint32_t kAnswerBytes = 1199;
 
-// The vertical extent of the alternative model, which reports more than it can scan.
-constexpr int32_t kModelAlternativeYExtent = 3508;
-
 // Trace lines show inquiries and answers without their escape byte.
 const char* AfterEscape(const char* text) {
   return *text ? text + 1 : text;
@@ -40,8 +37,14 @@ QrlStatus Exchange::Transmit(uint32_t id, int32_t value) {
   const int32_t sent = channel_.SendToScanner(command, static_cast<uint32_t>(length));
   if (sent != static_cast<int32_t>(length)) return SL_BADACCESS;
   if (id == SL_RESET) resolution_.Reset();
+  NoteSwitch(id, value);
   cache_.Cache_Qrl_Val_Update(id, kCurrent, value);
   return SL_OK;
+}
+
+void Exchange::NoteSwitch(uint32_t id, int32_t value) {
+  if (id == SL_RESET) switched_on_ = 0;
+  switched_on_ = value == 1 ? switched_on_ | SwitchBit(id) : switched_on_ & ~SwitchBit(id);
 }
 
 bool Exchange::SendInquiry(const char* inquiry, size_t length) {
@@ -60,7 +63,7 @@ QrlStatus Exchange::InquireNumber(uint32_t id, char kind, int32_t* value) {
 }
 
 QrlStatus Exchange::AskNumber(uint32_t id, char kind, int32_t* value) {
-  if (IsStringRange(id)) return SL_INVALID_REQUEST;
+  if (HasTrait(id, kTextAnswer)) return SL_INVALID_REQUEST;
   char inquiry[kInquiryBufferSize];
   const size_t length = BuildInquire(id, kind, inquiry);
   if (length == 0) return SL_INVALID_REQUEST;
@@ -78,9 +81,8 @@ QrlStatus Exchange::AskNumber(uint32_t id, char kind, int32_t* value) {
   }
   if (status == SL_OK) {
     int32_t model = SL_UNKNOWN;
-    if (id == SL_YEXT_PIXEL && InquireModel(&model) == SL_OK && model == kModelAlternative) {
-      *value = kModelAlternativeYExtent;
-    }
+    if (id == SL_YEXT_PIXEL && InquireModel(&model) == SL_OK && ModelOf(model).verticalExtent != 0)
+      *value = ModelOf(model).verticalExtent;
     cache_.Cache_Qrl_Val_Update(id, kind, *value);
   } else if (status != SL_NULLRESPONSE) {
     trace_.Print(TRACE_CLASS_ERROR, "InquireNumber scan problem: status %d Inquire %d Kind %d",
@@ -107,7 +109,8 @@ QrlStatus Exchange::AskString(uint32_t id, uint8_t* bytes, uint32_t capacity, in
   trace_.Print(TRACE_FLOW, "InquireString Inquire %d Length %d", id, capacity);
   *length = -1;
   char inquiry[kInquiryBufferSize];
-  const size_t count = IsStringInquiry(id) ? BuildInquire(id, kCurrent, inquiry) : 0;
+  const size_t count =
+      HasTrait(id, kTextAnswer | kTextOrNumberAnswer) ? BuildInquire(id, kCurrent, inquiry) : 0;
   if (count == 0) {
     trace_.Print(TRACE_INFO, "InquireString: BuildInquire not valid string: Inquire %d count %d",
                  id, count);
@@ -129,6 +132,9 @@ QrlStatus Exchange::AskString(uint32_t id, uint8_t* bytes, uint32_t capacity, in
   *received = std::min(capacity, static_cast<uint32_t>(announced));
   const int32_t got = channel_.RecFromScanner(bytes, *received, kNoTerminator);
   if (got != static_cast<int32_t>(*received)) return SL_BADACCESS;
+  // What is left unread would be taken for the next answer.
+  const uint32_t rest = static_cast<uint32_t>(announced) - *received;
+  if (rest > 0) channel_.DropFromScanner(rest);
   *length = announced;
   return SL_OK;
 }

@@ -1,4 +1,14 @@
-// Drains what the device still sends after a stop or an error.
+// Drains what the device still sends after a stop or an error, so that the next answer is read from
+// its start.
+//
+//            no header                 three empty reads, one of an end block's size
+//   blocks ------------------> plain ------------------------------------------------> end
+//      |   a body ends early                                                            ^
+//      +--------------------------------------------------------------------------------+
+//        last block of the page, failed read, 512 blocks or reads, two minutes
+//
+// Each read waits for a flush time-out, and for 100 ms at most when the last block has come
+// already.
 #ifndef SCANTK_PROTOCOL_FLUSH_H_
 #define SCANTK_PROTOCOL_FLUSH_H_
 
@@ -10,14 +20,12 @@
 
 namespace scantk {
 
-// One drain. Reads blocks up to the last one of the page; where no block comes, plain bytes until
-// there are no more. Bounded in reads, and in time where a device only trickles.
 class Flush {
  public:
   Flush(Channel& channel, Exchange& exchange, PacketReader& reader, TraceLog& trace)
       : channel_(channel), exchange_(exchange), reader_(reader), trace_(trace) {}
 
-  // The number of bytes drained. Never fails.
+  // The number of bytes drained, headers included. Never fails; the time-outs are as before it.
   int32_t FlushTheScanner();
 
  private:

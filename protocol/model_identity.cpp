@@ -7,12 +7,6 @@
 namespace scantk {
 namespace {
 
-constexpr struct {
-  const char* name;
-  int32_t number;
-} kModels[] = {{"ZM-16", 70}, {"ZM-15", 69}, {"ZM-14", 68},
-               {"ZM-13", 67}, {"ZM-12", 66}, {"ZM-11", 65}};
-
 // Identifications of a known model that are told in the trace.
 constexpr int32_t kTracedIdentifications = 50;
 
@@ -53,8 +47,8 @@ QrlStatus Exchange::InquireModel(int32_t* model) {
 void Exchange::Recognise(int32_t* model) {
   trace_.Print(TRACE_FLOW, " MXVWIA_QRL::MODEL_21 %d QRL_CACHE_ENABLE %d Model %s", *model,
                cache_.IsEnabled(), model_string_);
-  const auto known = std::find_if(std::begin(kModels), std::end(kModels), [&](const auto& entry) {
-    return std::strcmp(entry.name, model_string_) == 0;
+  const auto known = std::find_if(std::begin(kModels), std::end(kModels), [&](const Model& row) {
+    return row.identification && std::strcmp(row.identification, model_string_) == 0;
   });
   if (known != std::end(kModels)) {
     *model = known->number;

@@ -62,6 +62,7 @@ QrlStatus PacketReader::ReadUnpacketizedData(int32_t transfer_type, uint32_t pha
 void PacketReader::BeginPage() {
   header_ = {};
   bHitEOP_ = false;
+  lost_ = false;
   ForgetBody();
   channel_.SetExpectsNothing(false);
 }
@@ -78,6 +79,7 @@ QrlStatus PacketReader::ReadPlain(uint8_t* buffer, uint32_t wanted, uint32_t* go
 }
 
 QrlStatus PacketReader::Unpack(uint8_t* buffer, uint32_t wanted, uint32_t* got) {
+  if (lost_) return SL_BADRESPONSE;
   QrlStatus status = SL_OK;
   int idle_blocks = 0;
   for (;;) {
@@ -122,10 +124,9 @@ QrlStatus PacketReader::TakeRecord() {
                  "ReadUnpacketizedData: Scan RASTER_START_PAGE  2 RecID %d lAdjustSize %d", *next,
                  size);
   } else if (*next == RASTER_END_PAGE) {
-    bHitEOP_ = true;
     trace_.Print(TRACE_FLOW,
                  "ReadUnpacketizedData: Scan RASTER_END_PAGE bHitEOP %d  RecID %d lAdjustSize %d",
-                 bHitEOP_, *next, size);
+                 true, *next, size);
   }
   if (static_cast<uint32_t>(size) > remaining) {
     trace_.Print(TRACE_FLOW,
@@ -140,6 +141,7 @@ QrlStatus PacketReader::TakeRecord() {
   }
   position_ += static_cast<uint32_t>(size);
   if (record_type_ != RASTER_END_PAGE) return SL_OK;
+  bHitEOP_ = true;
   std::copy_n(next, kEndPageBytes, end_page_.begin());
   return header_.bPageFlags & DTF_ABORT_STREAM ? SL_CANCEL : SL_OK;
 }
@@ -166,9 +168,14 @@ bool PacketReader::ReadBlock(QrlStatus* status) {
     *status = reason;
     return false;
   };
+  // Says nothing of the end of the page, or its rows so far would pass for all of them.
+  const auto lose = [&] {
+    lost_ = true;
+    *status = SL_BADRESPONSE;
+    return false;
+  };
   if (!ReadHeader()) return fail(SL_SHORTREAD);
-  // Where the next header begins cannot be told any more.
-  if (header_.lDtfDataLen < s_DtfHdr::kBytes) return fail(SL_BADRESPONSE);
+  if (header_.lDtfDataLen < s_DtfHdr::kBytes) return lose();
   const uint32_t length = header_.BodyBytes();
   if (length > PacketBuffer_.size() &&
       (length > kMaxBlockBytes || !PacketBuffer_.Allocate(length))) {
@@ -181,7 +188,8 @@ bool PacketReader::ReadBlock(QrlStatus* status) {
   // An empty body has no record, whatever its header says of the first one.
   if (length == 0) return true;
   const int64_t first = int64_t{header_.wRecordOffset} - int64_t{s_DtfHdr::kBytes};
-  if (first < 0 || first > length) return fail(SL_BADRESPONSE);
+  if (first < 0) return lose();
+  if (first >= length) return true;  // used up before its first record
   body_length_ = length;
   position_ = static_cast<uint32_t>(first);
   return true;

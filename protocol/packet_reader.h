@@ -1,11 +1,17 @@
 // Unpacks the blocks and records in which a device frames a page into plain image bytes.
 //
 // A block is an 8-byte header and a body of records, all numbers little-endian:
-//   header  0 length of the block, header included (32 bits)  4 offset of the first record, from
-//   the
-//           header's start (16 bits, signed)  7 flags
-//   record  0 type; raster data: 2 number n of image bytes (16 bits, signed), 4 the n bytes;
-//           end of page: 4 and 8 the row counts (32 bits)
+//
+//   block   0  length, this header included     32 bits
+//           4  offset of the first record, from the header's start; 8: the body begins with it,
+//              at or behind the body's end: it has none    16 bits, signed
+//           7  flags                             8 bits
+//   record  0  type                              8 bits
+//     start of page    36 bytes in all, unused
+//     raster data      2  number n of image bytes    16 bits, signed
+//                      4  the n bytes
+//     end of page      4  row count              32 bits
+//                      8  the same of colour     32 bits
 #ifndef SCANTK_PROTOCOL_PACKET_READER_H_
 #define SCANTK_PROTOCOL_PACKET_READER_H_
 
@@ -63,8 +69,9 @@ class PacketReader {
 
   // Phase 2 begins a page and reads, 3 reads on, 4 frees the block's memory and reads nothing. Up
   // to `wanted` image bytes are copied to `buffer`; *got counts them even when the call fails.
-  // 0, 4 framing error, 10 unknown transfer type, 17 short read, 25 no memory, 502 aborted by the
-  // device. After the end of the page: 0, and nothing got.
+  // 0, 4 framing error (which does not end the page: reading on meets it again), 10 unknown
+  // transfer type, 17 short read, 25 no memory, 502 aborted by the device. After the end of the
+  // page: 0, and nothing got.
   QrlStatus ReadUnpacketizedData(int32_t transfer_type, uint32_t phase, uint8_t* buffer,
                                  uint32_t wanted, uint32_t* got, bool* hit_end_of_page);
 
@@ -100,6 +107,7 @@ class PacketReader {
   s_DtfHdr header_;
   std::array<uint8_t, kEndPageBytes> end_page_{0xFF};
   bool bHitEOP_ = false;
+  bool lost_ = false;  // a block's header made no sense: what follows cannot be told apart
   uint32_t body_length_ = 0;
   uint32_t position_ = 0;            // behind the current record
   uint8_t record_type_ = kNoRecord;  // of the current record

@@ -1,5 +1,6 @@
 #include "protocol/resolution_state.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "protocol/command_table.h"
@@ -30,10 +31,17 @@ int32_t RoundedToInt32(double number) {
   return static_cast<int32_t>(number);
 }
 
+uint32_t ResolutionState::OutRows(uint32_t device_rows) const {
+  if (!gUpScaling || gReqYRes <= gDevYRes || gDevYRes <= 0) return device_rows;
+  const uint64_t rows =
+      uint64_t{device_rows} * static_cast<uint32_t>(gReqYRes) / static_cast<uint32_t>(gDevYRes);
+  return static_cast<uint32_t>(std::min<uint64_t>(rows, std::numeric_limits<uint32_t>::max()));
+}
+
 void ResolutionState::Reset() {
   gUpScaling = 0;
   gDevYRes = gReqXRes = gReqYRes = 150;
-  gDevPixelsPerLine = gOutPixelsPerLine = 0;
+  gDevPixelsPerLine = gDevLinesPerScan = gOutPixelsPerLine = 0;
   gTransferType = 0;
 }
 
@@ -75,7 +83,9 @@ int32_t ResolutionState::OnAnswer(uint32_t id, char kind, int32_t value, TraceLo
 }
 
 void ResolutionState::LearnMaximum(uint32_t id, int32_t value, TraceLog& trace) {
-  // The flatbed's answer always counts, the others stand in for it.
+  // The flatbed's answer always counts, the others stand in for it. A device that lacks the
+  // flatbed's X inquiry is never asked for its Y: what it says of itself in general beats the
+  // guess.
   const auto learn = [&](int32_t& maximum, bool always, const char* format) {
     if (always || maximum == 0) maximum = value;
     trace.Print(TRACE_INFO, format, maximum, value);
@@ -86,6 +96,7 @@ void ResolutionState::LearnMaximum(uint32_t id, int32_t value, TraceLog& trace) 
             "InquireNumber SL_X_RESOLUTION_FLAT HI gDevMaxXRes %ld *pValue %ld ");
       break;
     case SL_Y_RESOLUTION_FLAT:
+      max_y_from_flatbed_ = value > 0;
       learn(gDevMaxYRes, true,
             "InquireNumber SL_Y_RESOLUTION_FLAT HI gDevMaxYRes %ld *pValue %ld ");
       break;
@@ -101,6 +112,8 @@ void ResolutionState::LearnMaximum(uint32_t id, int32_t value, TraceLog& trace) 
       learn(gDevMaxXRes, false, "InquireNumber SL_X_RESOLUTION HI gDevMaxXRes %ld *pValue %ld ");
       break;
     case SL_Y_RESOLUTION:
+      if (value > 0 && !max_y_from_flatbed_) gDevMaxYRes = value;
+      if (gDevMaxYRes <= 0) gDevMaxYRes = kUnknownMaxYRes;
       learn(gDevMaxYRes, false, "InquireNumber SL_Y_RESOLUTION HI gDevMaxYRes %ld *pValue %ld ");
       break;
     default:
@@ -116,19 +129,24 @@ int32_t ResolutionState::Enlarged(uint32_t id, char kind, int32_t value, TraceLo
     case SL_Y_RESOLUTION:
       return kind == kCurrent && value == gDevMaxYRes ? gReqYRes : value;
     case SL_LINES_PER_SCAN:
+      gDevLinesPerScan = value;
       return ScaledLines(value, gReqYRes, gDevYRes);
     case SL_PIXELS_PER_LINE:
       gDevPixelsPerLine = value;
-      if (gDevMaxXRes > 0) {
-        value = RoundedToInt32(static_cast<double>(gReqXRes) / gDevMaxXRes * value);
-      }
-      gOutPixelsPerLine = value;
-      return value;
+      gOutPixelsPerLine = EnlargedWidth(value);
+      return gOutPixelsPerLine;
     case SL_BYTES_PER_LINE:
       return static_cast<int32_t>((int64_t{gOutPixelsPerLine} * gBitsPerPixel + 7) / 8);
     default:
       return value;
   }
+}
+
+// What the device does by itself is not done again: an axis that it resolves keeps its pixels, even
+// when the other one is enlarged or an earlier page of the session was.
+int32_t ResolutionState::EnlargedWidth(int32_t pixels) const {
+  if (!Exceeds(gReqXRes, gDevMaxXRes)) return pixels;
+  return RoundedToInt32(static_cast<double>(gReqXRes) / gDevMaxXRes * pixels);
 }
 
 }  // namespace scantk

@@ -11,16 +11,22 @@
 namespace scantk {
 
 struct ResolutionState {
-  int32_t gUpScaling = 0;      // the host must enlarge; stays set until a reset
-  int32_t gDevMaxXRes = 600;   // 0 or less: could not be learnt
-  int32_t gDevMaxYRes = 2400;  // the same
-  int32_t gDevYRes = 300;      // what the device scans at
-  int32_t gReqXRes = 300;      // what the host asked for
+  static constexpr int32_t kUnknownMaxYRes = 2400;  // of a device that does not tell its own
+
+  int32_t gUpScaling = 0;     // the host must enlarge; stays set until a reset
+  int32_t gDevMaxXRes = 600;  // 0 or less: could not be learnt
+  int32_t gDevMaxYRes = kUnknownMaxYRes;
+  int32_t gDevYRes = 300;  // what the device scans at
+  int32_t gReqXRes = 300;  // what the host asked for
   int32_t gReqYRes = 300;
-  int32_t gDevPixelsPerLine = 0;  // as delivered by the device
+  int32_t gDevPixelsPerLine = 0;  // as delivered by the device; known while enlarging, as the next
+  int32_t gDevLinesPerScan = 0;
   int32_t gOutPixelsPerLine = 0;  // after enlarging
   int32_t gBitsPerPixel = 24;
   int32_t gTransferType = 0;
+
+  // The rows that `device_rows` rows of the device become.
+  uint32_t OutRows(uint32_t device_rows) const;
 
   // After a successful device reset.
   void Reset();
@@ -34,6 +40,9 @@ struct ResolutionState {
  private:
   void LearnMaximum(uint32_t id, int32_t value, TraceLog& trace);
   int32_t Enlarged(uint32_t id, char kind, int32_t value, TraceLog& trace);
+  int32_t EnlargedWidth(int32_t pixels) const;
+
+  bool max_y_from_flatbed_ = false;
 };
 
 // The whole part of a number plus one half, within the 32-bit range.

@@ -143,6 +143,7 @@ QrlStatus ScanEngine::Convert(uint8_t* buffer, uint32_t size, uint32_t* written,
   trace_.Print(TRACE_BUFFERS,
                " Scan post ipConvert Bytes in output buffer(%ld), dwInUsed %ld ,dwOutUsed %ld",
                *written, conversion->dwInUsed, conversion->dwOutUsed);
+  if (!RowsAsAnnounced()) return SL_MATRIXERROR;
   LogImage(conversion->dwInUsed);
   iTempBufPos_ += static_cast<uint32_t>(conversion->dwInUsed);
   *written += static_cast<uint32_t>(conversion->dwOutUsed);
@@ -162,6 +163,20 @@ QrlStatus ScanEngine::Convert(uint8_t* buffer, uint32_t size, uint32_t* written,
   }
   if (result & IP_FINISHED) finished_ = true;
   return SL_OK;
+}
+
+// Rows of another width than the caller's would lean over and wrap: better no page. A compressed
+// page does not tell its width before its header has come.
+bool ScanEngine::RowsAsAnnounced() {
+  ImageTraits made{};
+  if (row_bytes_ == 0 || rows_checked_ || ipGetOutputTraits(pipeline_.get(), &made) != IP_FINISHED)
+    return true;
+  if (RowBytes(made) == row_bytes_ && made.pixelsPerRow == static_cast<int32_t>(row_pixels_))
+    return rows_checked_ = true;
+  trace_.Print(TRACE_CLASS_ERROR,
+               "Scan: rows of %ld pixels in %ld bytes announced, %ld pixels in %ld bytes made",
+               row_pixels_, row_bytes_, made.pixelsPerRow, RowBytes(made));
+  return false;
 }
 
 void ScanEngine::LogImage(size_t bytes) {

@@ -23,9 +23,15 @@ class ScanEngine {
   ScanEngine(const ScanEngine&) = delete;
   ScanEngine& operator=(const ScanEngine&) = delete;
 
-  // As the protocol engine declares them. *written counts what is in `buffer` even on a failure;
-  // status 0 without a byte is answered once at most, when the page has just finished.
+  // Phase 2 starts a page, 3 continues it, 4 ends the scan. Up to `size` raster bytes are written
+  // to `buffer`. 0: delivered, more may follow; SL_PAGE_FINISHED: nothing more; others: failed.
+  // *written counts what is in `buffer` even on a failure; status 0 without a byte is answered once
+  // at most, when the page has just finished.
   QrlStatus Scan(uint32_t phase, uint8_t* buffer, uint32_t size, uint32_t* written);
+  // The rows that the caller cuts the page into. A page whose pipeline makes others fails with
+  // SL_MATRIXERROR before a byte of it is delivered. 0 bytes: any rows will do.
+  void ExpectRows(uint32_t pixels, uint32_t bytes) { row_pixels_ = pixels, row_bytes_ = bytes; }
+  // 1: log the raw scan data, and make pipeline errors end the page instead of failing it.
   void SetSwitchValues(uint32_t dwValue1);
 
  private:
@@ -42,6 +48,7 @@ class ScanEngine {
   QrlStatus AskCompression(int32_t* compression);
   QrlStatus AskFlip(int32_t* flip_mode);
   void StartImageLog();
+  bool RowsAsAnnounced();
 
   QrlStatus Transfer(uint32_t phase, uint8_t* buffer, uint32_t size, uint32_t* written);
   QrlStatus Refill(uint32_t* phase);
@@ -67,6 +74,9 @@ class ScanEngine {
   bool finished_ = false;      // the pipeline has produced its last byte of the page
   int32_t flip_mode_ = 0;
   int flip_index_ = -1;
+  uint32_t row_pixels_ = 0;  // as announced to the caller
+  uint32_t row_bytes_ = 0;
+  bool rows_checked_ = false;     // the pipeline's rows are known to be such rows
   int64_t end_of_data_time_ = 0;  // seconds
   uint32_t image_log_switch_ = 0;
   std::string m_szImageFile_;

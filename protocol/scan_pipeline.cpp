@@ -58,12 +58,15 @@ QrlStatus BuildXformList(const PageFormat& format, const ResolutionState& resolu
   } else if (format.compression != 0) {
     return SL_INVALID_REQUEST;
   }
+  // The flip comes before the scaler and sees the device's own rows.
+  const int32_t device_rows =
+      resolution.gUpScaling ? resolution.gDevLinesPerScan : format.traits.rowCount;
   if (format.flip_mode == kFlipVertical) {
     trace.Print(TRACE_INFO, "MXVWIA_QRL::Scan: Need VFLIP");
-    AppendFlip(list, false, format.traits.rowCount);
+    AppendFlip(list, false, device_rows);
   } else if (format.flip_mode == kFlipTurn) {
     trace.Print(TRACE_INFO, "MXVWIA_QRL::Scan: Need 180 FLIP");
-    AppendFlip(list, true, format.traits.rowCount);
+    AppendFlip(list, true, device_rows);
   } else {
     trace.Print(TRACE_INFO, "MXVWIA_QRL::Scan: No FLIP");
   }

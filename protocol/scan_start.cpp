@@ -21,6 +21,8 @@ QrlStatus ScanEngine::StartPage() {
   flip_index_ = list.flip_index;
   pipeline_ = MakePipeline(list, format.traits);
   if (!pipeline_) return SL_PIPELINE_SETUP;
+  rows_checked_ = false;
+  if (!RowsAsAnnounced()) return SL_MATRIXERROR;
 
   status = errors_.InquireOldestError();
   if (status != SL_OK) return status;

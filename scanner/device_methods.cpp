@@ -43,7 +43,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::ResetScanner(uint32_t hSession, uint32_
         trace_.Print("ResetScanner: PID (%lx) (%ld), TID (%lx) (%ld)", process, process, thread,
                      thread);
         ProtocolEngine& engine = *entry.state.engine;
-        engine.SendCommand(SL_CLEAR_ERRORS, 0);
+        engine.exchange.SendCommand(SL_CLEAR_ERRORS, 0);
         if (engine.Reset() != SL_OK) return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
         return S_OK;
       });

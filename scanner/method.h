@@ -8,16 +8,10 @@
 #include <initializer_list>
 
 #include "diag/function_trace.h"
-#include "scanner/session_registry.h"
-#include "server/contract/codes.h"
+#include "session/outcome.h"
+#include "session/session_registry.h"
 
 namespace scantk {
-
-// Writes the toolkit error code and answers the result that goes with it.
-inline HRESULT Fail(uint32_t* error_code, uint32_t code, HRESULT result = E_FAIL) {
-  *error_code = code;
-  return result;
-}
 
 // A step that does nothing.
 inline constexpr auto kNothing = [] {};
@@ -39,7 +33,7 @@ class Method {
     needs_ = needs;
     return *this;
   }
-  // For the one method that writes its error code on failure only.
+  // For SetCodePage, which writes its error code on failure only.
   Method& KeepingErrorCode() {
     clears_error_code_ = false;
     return *this;

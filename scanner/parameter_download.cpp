@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include "diag/record_dumps.h"
+#include "protocol/models.h"
 #include "scanner/method.h"
 #include "scanner/parameter_rules.h"
 #include "scanner/scanner_object.h"
@@ -9,9 +10,7 @@
 namespace scantk {
 namespace {
 
-constexpr int32_t kTransferPacketized = 2;  // SL_PACKETIZED2
 constexpr int32_t kCompressionNone = 0;
-constexpr int32_t kCompressionJpeg = 2;  // SL_JPEG
 constexpr uint32_t kToneMapTable = 1;
 constexpr int32_t kDownloadedToneMap = -1;
 
@@ -24,18 +23,18 @@ class Download {
 
   // `format` shows `shown` and the status when the command fails.
   bool Send(uint32_t id, int32_t value, const char* format, int64_t shown) {
-    return Check(engine_.SendCommand(id, value), format, shown);
+    return Check(engine_.exchange.SendCommand(id, value), format, shown);
   }
   // The same where the device may lack the command.
   bool SendIfKnown(uint32_t id, int32_t value, const char* format) {
-    const QrlStatus status = engine_.SendCommand(id, value);
+    const QrlStatus status = engine_.exchange.SendCommand(id, value);
     return status == SL_NULLRESPONSE || CheckPlain(status, format);
   }
   bool SendPlain(uint32_t id, int32_t value, const char* format) {
-    return CheckPlain(engine_.SendCommand(id, value), format);
+    return CheckPlain(engine_.exchange.SendCommand(id, value), format);
   }
   bool Ask(uint32_t id, int32_t* value, const char* format) {
-    const QrlStatus status = engine_.InquireNumber(id, 'R', value);
+    const QrlStatus status = engine_.exchange.InquireNumber(id, 'R', value);
     return Check(status, format, *value);
   }
   bool Check(QrlStatus status, const char* format, int64_t shown) {
@@ -118,7 +117,7 @@ bool SendTransfer(Download& to, const SCANNER_PARAMETERS& wanted) {
   return to.SendPlain(SL_SCANTYPE, preview ? 1 : 0,
                       preview ? "ERROR: SL_SCANTYPE PREVIEW Failed, QRL Error Code = %d"
                               : "ERROR: SL_SCANTYPE FINAL Failed, QRL Error Code = %d") &&
-         to.SendPlain(SL_SCAN_TRANSFER_TYPE, kTransferPacketized,
+         to.SendPlain(SL_SCAN_TRANSFER_TYPE, SL_PACKETIZED2,
                       "SL_SCAN_TRANSFER_TYPE SL_PACKETIZED2 Failed, QRL Error Code = %d");
 }
 
@@ -138,9 +137,10 @@ bool SendCompression(Download& to, const SCANNER_PARAMETERS& wanted, const Sessi
       "DownLoadScannerParameters: JPEG enabled, compress color/gray, ScanMode= %d ModelNumber %s "
       "Model ID %d",
       mode, state.ModelNumber(), state.m_ModelID);
-  if (mode != T_COLOR && mode != T_GREYSCALE)
+  // The streams carry 8 bits a channel, and colours or grey.
+  if ((mode != T_COLOR && mode != T_GREYSCALE) || wanted.byBitsPerChannel > 8)
     return to.SendPlain(SL_COMPRESSION, kCompressionNone, kFailed);
-  if (!to.SendPlain(SL_COMPRESSION, kCompressionJpeg, kFailed)) return false;
+  if (!to.SendPlain(SL_COMPRESSION, SL_JPEG, kFailed)) return false;
   uint32_t factor = state.m_JPEGCompressionLevel;
   if (factor == 0) {
     trace.Print("0 == pSessionState->m_JPEGCompressionLevel");
@@ -164,28 +164,32 @@ bool SendToneMap(Download& to, ProtocolEngine& engine, const SessionState& state
                       "ERROR:SL_TONEMAP Failed, QRL Error Code = %d");
 }
 
-bool SendDuplexFlips(Download& to, const SCANNER_PARAMETERS& wanted, const SessionState& state,
-                     TraceLog& trace) {
+bool SendDuplexFlips(Download& to, ProtocolEngine& engine, const SCANNER_PARAMETERS& wanted,
+                     const SessionState& state, TraceLog& trace) {
   if (wanted.wScanMethod != T_METHOD_ADF) return true;
   if (state.setDuplexer != 1) {
     trace.Print("DownloadScanParam, Don't Want duplex = %d", state.setDuplexer);
-    return true;
   }
-  return to.SendIfKnown(SL_DUPLEX_HFLIP, 1,
-                        "ERROR:DownloadScanParam SL_DUPLEX_HFLIP Failed, QRL Error Code = %d") &&
-         to.SendIfKnown(SL_DUPLEX_VFLIP, 1,
-                        "ERROR:DownloadScanParam SL_DUPLEX_VFLIP Failed, QRL Error Code = %d");
+  const int32_t wanted_flip = state.setDuplexer == 1 ? 1 : 0;
+  const auto send = [&](uint32_t id, const char* format) {
+    const bool needed = wanted_flip == 1 || engine.exchange.IsSwitchedOn(id);
+    return !needed || to.SendIfKnown(id, wanted_flip, format);
+  };
+  return send(SL_DUPLEX_HFLIP,
+              "ERROR:DownloadScanParam SL_DUPLEX_HFLIP Failed, QRL Error Code = %d") &&
+         send(SL_DUPLEX_VFLIP,
+              "ERROR:DownloadScanParam SL_DUPLEX_VFLIP Failed, QRL Error Code = %d");
 }
 
 bool SendPageSize(Download& to, ProtocolEngine& engine, const SessionState& state, bool page_size,
                   TraceLog& trace) {
-  if (!TakesPageSize(state.m_ModelID)) {
+  if (ModelOf(state.m_ModelID).pageSize == PageSize::kUnknown) {
     trace.Print("DownloadScanParam: Dot4 device ModelID %d: ALL Parameters sent ", state.m_ModelID);
     return true;
   }
   trace.Print("DownloadScanParam: usb device ModelID %d: ", state.m_ModelID);
   if (!page_size) return true;
-  const QrlStatus status = engine.SendCommand(SL_SET_ADF_PAGESIZE, 0);
+  const QrlStatus status = engine.exchange.SendCommand(SL_SET_ADF_PAGESIZE, 0);
   if (status == SL_OK) {
     trace.Print("DownloadScanParam: ALL Parameters sent ");
     return true;
@@ -233,7 +237,7 @@ HRESULT ScannerObject::DownLoadScannerParameters(SessionState& state,
   trace_.Print("pScanParam->dwScanMode %d: Data Type wColorMode(%d) ", wanted.dwScanMode,
                type.code);
   if (!SendToneMap(download, engine, state, wanted.dwScanMode, type, trace_) ||
-      !SendDuplexFlips(download, wanted, state, trace_) ||
+      !SendDuplexFlips(download, engine, wanted, state, trace_) ||
       !SendPageSize(download, engine, state, page_size, trace_))
     return done(E_FAIL);
   return done(S_OK);

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "server/contract/records.h"
+#include "contract/records.h"
 
 namespace scantk {
 
@@ -57,11 +57,6 @@ constexpr uint32_t AutomaticJpegFactor(uint32_t x_resolution, bool preview) {
   if (x_resolution > 600) return 3;
   if (x_resolution >= kLowestPlainResolution) return 2;
   return preview ? 1 : 0;
-}
-
-// Three families have no page-size command.
-constexpr bool TakesPageSize(uint32_t model_family) {
-  return model_family < 67 || model_family > 69;
 }
 
 }  // namespace scantk

@@ -41,6 +41,7 @@ HRESULT ScannerObject::ReadLines(uint32_t hSession, SessionState& state, uint8_t
       trace_.Print("ReadScanEx: CheckErrors: %d %d", checked, *pdwErrorCode);
       return checked;
     }
+    state.engine->scan.ExpectRows(state.bufferInfo.dwPixelWidth, bytes_per_line);
   }
   if (wanted_lines * bytes_per_line != dwBytes) {
     trace_.Print(TRACE_CLASS_ERROR,
@@ -71,8 +72,8 @@ HRESULT ScannerObject::ReadPieces(SessionState& state, uint8_t* destination, uin
   while (*total < wanted && status == SL_OK) {
     const uint32_t remaining = wanted - *total;
     uint32_t got = 0;
-    status = state.engine->Scan(state.lScanPhase, destination + *total, std::min(remaining, kPiece),
-                                &got);
+    status = state.engine->scan.Scan(state.lScanPhase, destination + *total,
+                                     std::min(remaining, kPiece), &got);
     result = TraceScanStatus(state, status, remaining, got, end_rows, pdwErrorCode);
     state.lScanPhase = kScanTransferring;
     *total += got;
@@ -89,9 +90,9 @@ HRESULT ScannerObject::TraceScanStatus(SessionState& state, QrlStatus status, ui
     case SL_PAGE_FINISHED: {
       trace_.Print("SCANNER_END_OF_PAGE  cbRemaining %ld  cbWritten %ld, ", remaining, got);
       uint32_t aborted = 0, rows_k = 0, rows_cmy = 0;
-      if (state.engine->GetEndPageInfo(&aborted, &rows_k, &rows_cmy) == SL_OK) *end_rows = rows_k;
-      trace_.Print("ReadScanEx: TERR_SCANNER_END_OF_PAGE : GetEndPageInfo: uiNumRowsK %d",
-                   *end_rows);
+      state.engine->GetEndPageInfo(&aborted, &rows_k, &rows_cmy);
+      trace_.Print("ReadScanEx: TERR_SCANNER_END_OF_PAGE : GetEndPageInfo: uiNumRowsK %d", rows_k);
+      *end_rows = state.engine->exchange.resolution().OutRows(rows_k);
       *pdwErrorCode = TERR_SCANNER_END_OF_PAGE;
       return S_OK;
     }
@@ -112,7 +113,8 @@ HRESULT ScannerObject::TraceScanStatus(SessionState& state, QrlStatus status, ui
   }
 }
 
-// The last read of a page ends where the device says that the page ends; the bytes to report. The
+// The last read of a page ends where the device says that the page ends, `rows` being its count as
+// the host gets them, enlarged where it is; the bytes to report. The
 // lines beyond stay in the buffer.
 uint32_t ScannerObject::TrimToPage(uint32_t lines, uint32_t total, uint32_t bytes_per_line,
                                    uint32_t rows) {
@@ -201,7 +203,7 @@ uint32_t ScannerObject::AddWhiteSpace(uint8_t* buffer, uint32_t bytes_read, uint
 HRESULT ScannerObject::CheckErrors(uint32_t hSession, uint32_t* pdwErrorCode) {
   return Method("scantk::CheckErrors", TRACE_API, hSession, pdwErrorCode)
       .Run([&](SessionEntry& entry) -> HRESULT {
-        const QrlStatus code = entry.state.engine->InquireOldestError();
+        const QrlStatus code = entry.state.engine->errors.InquireOldestError();
         trace_.Print("CheckErrors: InquireOldestError: %d", code);
         switch (code) {
           case SL_OK:

@@ -25,10 +25,10 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
                        state.m_URS_SW_semaphore);
           return S_OK;
         }
-        const QrlStatus locked = state.engine->LockScanner(0);
+        const QrlStatus locked = state.engine->lock.LockScanner(0);
         if (locked == SL_BUSY) {
           trace_.Print(TRACE_CLASS_ERROR, "JobReserveHW: Scanner resources are busy = %d ", locked);
-          const QrlStatus released = state.engine->UnLockScanner();
+          const QrlStatus released = state.engine->lock.UnLockScanner();
           if (released != SL_OK) trace_.Print("StartScan: UnLockScanner = %d ", released);
           return Fail(pdwErrorCode, TERR_RESERVE_BUSY);
         }
@@ -37,7 +37,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
           return Fail(pdwErrorCode, TERR_RESERVE_FAILED);
         }
         int32_t urs = 0;
-        const QrlStatus asked = state.engine->InquireNumber(SL_URS_STATE, 'R', &urs);
+        const QrlStatus asked = state.engine->exchange.InquireNumber(SL_URS_STATE, 'R', &urs);
         if (asked != SL_OK && asked != SL_NULLRESPONSE) {
           trace_.Print(TRACE_CLASS_ERROR, " GetUserReadyToScanState: Comm error %d  ", asked);
           return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
@@ -67,7 +67,7 @@ HRESULT ScannerObject::BeginHandshake(uint32_t hSession, SessionState& state, in
   HRESULT result = S_OK;
   if (state.m_URS_SW_semaphore == T_URS_DEFAULT) {
     result = SetUserReadyToScanState(hSession, T_URS_WAIT, pdwErrorCode);
-    state.engine->SetDeviceTimeout(kWaitForUser);
+    state.engine->lock.SetDeviceTimeout(kWaitForUser);
   }
   if (state.ursVariable == 0) result = SetUserReadyToScanState(hSession, T_URS_START, pdwErrorCode);
   return result;
@@ -84,7 +84,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReleaseHW(uint32_t hSession, uint32_
                        state.m_URS_SW_semaphore);
           return S_OK;
         }
-        const QrlStatus status = state.engine->UnLockScanner();
+        const QrlStatus status = state.engine->lock.UnLockScanner();
         if (status != SL_OK)
           trace_.Print(TRACE_CLASS_ERROR,
                        "JobReleaseHW: Problem - (but ignore) UnLockScanner = %d ", status);
@@ -108,12 +108,12 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetUserReadyToScanState(uint32_t hSessi
           return S_OK;
         }
         int32_t urs = 0;
-        const QrlStatus status = state.engine->InquireNumber(SL_URS_STATE, 'R', &urs);
+        const QrlStatus status = state.engine->exchange.InquireNumber(SL_URS_STATE, 'R', &urs);
         if (status == SL_NULLRESPONSE) {
           state.m_URS_SW_semaphore = T_URS_START;
           trace_.Print(" GetUserReadyToScanState: device doesn't support usr, sw set urs to %d",
                        state.m_URS_SW_semaphore);
-          state.engine->SetDeviceTimeout(0);
+          state.engine->lock.SetDeviceTimeout(0);
         } else if (status != SL_OK) {
           trace_.Print(TRACE_CLASS_ERROR, " GetUserReadyToScanState: Comm error %d  ", status);
           return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
@@ -147,10 +147,10 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetUserReadyToScanState(uint32_t hSessi
           return S_OK;
         }
         const QrlStatus status =
-            state.engine->SendCommand(SL_URS_STATE, static_cast<int32_t>(wanted));
+            state.engine->exchange.SendCommand(SL_URS_STATE, static_cast<int32_t>(wanted));
         if (status == SL_NULLRESPONSE) {
           state.m_URS_SW_semaphore = T_URS_START;
-          state.engine->SetDeviceTimeout(0);
+          state.engine->lock.SetDeviceTimeout(0);
           trace_.Print("SetUserReadyToScanState: device doesn't support urs, se set state to %d",
                        state.m_URS_SW_semaphore);
         } else if (status != SL_OK) {
@@ -164,7 +164,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetUserReadyToScanState(uint32_t hSessi
               "SetUserReadyToScanState: device urs state %d pSessionState->m_URS_SW_semaphore %d",
               wanted, state.m_URS_SW_semaphore);
         }
-        if (wanted != T_URS_WAIT) state.engine->SetDeviceTimeout(0);
+        if (wanted != T_URS_WAIT) state.engine->lock.SetDeviceTimeout(0);
         for (uint32_t mask : {TRACE_API, TRACE_INFO})
           trace_.Print(mask,
                        "SetUserReadyToScanState: urs state %d pSessionState->m_URS_SW_semaphore %d",

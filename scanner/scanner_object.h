@@ -1,6 +1,5 @@
 // The one object behind the component class `scanner`. Its methods are defined in the file that
-// owns their subject: sessions, scan job, reading and reservation in scanner/, the rest in
-// features/.
+// owns their subject.
 #ifndef SCANTK_SCANNER_SCANNER_OBJECT_H_
 #define SCANTK_SCANNER_SCANNER_OBJECT_H_
 
@@ -9,11 +8,11 @@
 #include <mutex>
 
 #include "config/device_settings.h"
+#include "contract/interfaces.h"
 #include "diag/trace_log.h"
 #include "platform/component_support.h"
-#include "scanner/session_registry.h"
-#include "scanner/session_state.h"
-#include "server/contract/interfaces.h"
+#include "session/session_registry.h"
+#include "session/session_state.h"
 
 namespace scantk {
 
@@ -68,12 +67,12 @@ class ScannerObject final : public IScanner,
   HRESULT STDMETHODCALLTYPE ReadScanEx(uint32_t hSession, uint8_t* pbyBuffer, uint32_t dwBytes,
                                        uint32_t* pdwBytesRead, uint32_t* pdwErrorCode) override;
 
-  // IScanner: features/capabilities.cpp
+  // IScanner: capabilities.cpp
   HRESULT STDMETHODCALLTYPE GetScannerCapabilities(uint32_t hSession,
                                                    SCANNER_CAPABILITIES* pScannerCapabilities,
                                                    uint32_t* pdwErrorCode) override;
 
-  // IADF, IADF2, IADF3: features/feeder.cpp
+  // IADF, IADF2, IADF3: feeder.cpp
   HRESULT STDMETHODCALLTYPE GetADFCapabilities(uint32_t hSession,
                                                ADF_CAPABILITIES* pADFCapabilities,
                                                uint32_t* pdwErrorCode) override;
@@ -98,7 +97,7 @@ class ScannerObject final : public IScanner,
   HRESULT STDMETHODCALLTYPE ADFStartJob(uint32_t hSession, uint32_t* pdwErrorCode) override;
   HRESULT STDMETHODCALLTYPE ADFEndJob(uint32_t hSession, uint32_t* pdwErrorCode) override;
 
-  // ICompression: features/compression.cpp
+  // ICompression: compression.cpp
   HRESULT STDMETHODCALLTYPE
   GetCompressionCapabilities(uint32_t hSession, COMPRESSION_CAPABILITIES* pCompressionCapabilities,
                              uint32_t* pdwErrorCode) override;
@@ -109,13 +108,13 @@ class ScannerObject final : public IScanner,
   HRESULT STDMETHODCALLTYPE SetCompressionOption(uint32_t hSession, uint32_t dwCompOption,
                                                  uint32_t dwValue, uint32_t* pdwErrorCode) override;
 
-  // IHWProperty: features/hardware_properties.cpp
+  // IHWProperty: hardware_properties.cpp
   HRESULT STDMETHODCALLTYPE GetHWPropString(uint32_t hSession, const WideChar* pszTagString,
                                             WideChar** ppszString, uint32_t* pdwErrorCode) override;
   HRESULT STDMETHODCALLTYPE GetHWPropValue(uint32_t hSession, const WideChar* pszTagString,
                                            uint32_t* pdwValue, uint32_t* pdwErrorCode) override;
 
-  // IControlPanel: features/control_panel.cpp
+  // IControlPanel: control_panel.cpp
   HRESULT STDMETHODCALLTYPE GetControlPanelCapabilities(uint32_t hSession,
                                                         CONTROL_PANEL_CAPABILITIES* pCapabilities,
                                                         uint32_t* pdwErrorCode) override;
@@ -145,7 +144,7 @@ class ScannerObject final : public IScanner,
   HRESULT STDMETHODCALLTYPE SetUserReadyToScanState(uint32_t hSession, URS_STATE byState,
                                                     uint32_t* pdwErrorCode) override;
 
-  // ISPF: features/spf.cpp
+  // ISPF: spf.cpp
   HRESULT STDMETHODCALLTYPE GetSPFCapabilities(uint32_t hSession, SPF_CAPABILITIES* pSPFcaps,
                                                uint32_t* pdwErrorCode) override;
   HRESULT STDMETHODCALLTYPE GetSPFData(uint32_t hSession, uint32_t dwSize, uint8_t* pbySPFdata,
@@ -174,7 +173,7 @@ class ScannerObject final : public IScanner,
   explicit ScannerObject(IUnknown* outer);
   ~ScannerObject();
 
-  HRESULT ConnectFirstHold(SessionState& state, uint32_t* pdwErrorCode);
+  HRESULT ConnectFirstHold(SessionEntry& entry, uint32_t* pdwErrorCode);
   HRESULT OpenDevice(SessionEntry& entry, uint32_t dwDevIOType, uint32_t* pdwErrorCode);
 
   // The scan job's inner operations.
@@ -183,6 +182,7 @@ class ScannerObject final : public IScanner,
   HRESULT CheckErrors(uint32_t hSession, uint32_t* pdwErrorCode);
   HRESULT StartPage(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
   HRESULT TakeDeviceLock(SessionState& state, uint32_t* pdwErrorCode);
+  HRESULT SwitchDuplexOff(SessionState& state, uint32_t* pdwErrorCode);
   HRESULT FeedForScan(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
   HRESULT DownloadForScan(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
   HRESULT StopPage(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
@@ -207,7 +207,7 @@ class ScannerObject final : public IScanner,
   HRESULT NoDuplexToggle(uint32_t* pdwErrorCode);
   HRESULT ADFMovePaper(uint32_t hSession, uint32_t lFlag, uint32_t* pdwErrorCode);
 
-  // features/capabilities.cpp
+  // capabilities.cpp
   HRESULT FillOutCapabilities(uint32_t hSession, uint32_t* pdwErrorCode);
   template <class Record>
   HRESULT CopyCapabilities(const char* name, uint32_t category, uint32_t hSession, Record* out,
@@ -222,8 +222,6 @@ class ScannerObject final : public IScanner,
   mutable std::mutex switches_mutex_;
   DeviceSwitches switches_;
   std::atomic<int64_t> scan_start_time_{0};  // seconds since 1970
-  std::atomic<int64_t> scan_stop_time_{0};
-  std::atomic<uint32_t> destinations_{0};  // scan-to destinations that the device reported
   std::atomic<uint32_t> references_{0};
   Inner inner_;
   IUnknown* outer_;  // the aggregating object, not owned; &inner_ for a plain one

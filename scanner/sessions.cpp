@@ -34,6 +34,18 @@ class OpeningReference {
   SessionEntry* entry_;
 };
 
+void TraceDeviceName(TraceLog& trace, bool found, const DeviceSettings& settings,
+                     const SessionEntry& entry) {
+  if (found) {
+    trace.Print("GetDIScannerDeviceSettings suceeded current  I/O DevName %s ",
+                settings.ioDeviceName);
+    trace.Print("GetDIScannerDeviceSettings suceeded original (full) I/O DevName %s ",
+                entry.deviceName);
+  } else {
+    trace.Print("GetDIScannerDeviceSettings failed I/O DevName is %s ", settings.ioDeviceName);
+  }
+}
+
 }  // namespace
 
 HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszDevName,
@@ -59,7 +71,8 @@ HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszD
     }
     std::lock_guard opening(entry->opening);
     const HRESULT result =  // open already in this process?
-        entry->state.engine ? S_OK : OpenDevice(*entry, dwDevIOType, pdwErrorCode);
+        entry->open ? S_OK : OpenDevice(*entry, dwDevIOType, pdwErrorCode);
+    entry->open = SUCCEEDED(result);
     reference.Keep();  // a device that could not be opened has given it back itself
     return result;
   });
@@ -68,12 +81,12 @@ HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszD
 HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
                                   uint32_t* pdwErrorCode) {
   SessionState& state = entry.state;
-  // The close clears the code that it is given, so the failure is written after it.
-  std::unique_ptr<ProtocolEngine> engine;
+  // The close ends the engine, unless another opening of the name waits to try again. It clears the
+  // code that it is given, so the failure is written after it.
   auto give_up = [&](uint32_t code) {
-    engine.reset();
     uint32_t ignored = 0;
     CloseScannerSession(entry.handle, &ignored);
+    entry.EndEngine();
     return Fail(pdwErrorCode, code);
   };
 
@@ -87,23 +100,16 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
     switches_ = switches;
   }
   trace_.Print("GetDIScannerDeviceSettings returned");
-  if (found) {
-    trace_.Print("GetDIScannerDeviceSettings suceeded current  I/O DevName %s ",
-                 settings.ioDeviceName);
-    trace_.Print("GetDIScannerDeviceSettings suceeded original (full) I/O DevName %s ",
-                 entry.deviceName);
-  } else {
-    trace_.Print("GetDIScannerDeviceSettings failed I/O DevName is %s ", settings.ioDeviceName);
-  }
+  TraceDeviceName(trace_, found, settings, entry);
 
-  settings.pSessionState = &state;
   try {
-    engine = std::make_unique<ProtocolEngine>();
+    state.engine = std::make_unique<ProtocolEngine>();
   } catch (...) {
     return give_up(TERR_INVALID_TOOLKIT);
   }
   trace_.Print("I/O DevName is %s, DeviceType is %d", settings.ioDeviceName, dwDevIOType);
-  if (engine->InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
+  ProtocolEngine* const engine = state.engine.get();
+  if (engine->channel.InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
     return give_up(TERR_SCANNER_NOT_FOUND);
 
   state.lScanPhase = kScanIdle;
@@ -112,9 +118,8 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
   state.DelayedFeedPaperSet = 0;
   state.DelayedEjectPaperSet = 0;
   state.dwDevIOType = dwDevIOType;
-  if (state.IsNetworked()) engine->SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
-  engine->SetSwitchValues(switches.ImgLog);
-  state.engine = std::move(engine);  // an engine is what tells an open device
+  if (state.IsNetworked()) engine->channel.SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
+  engine->scan.SetSwitchValues(switches.ImgLog);
   return S_OK;
 }
 
@@ -132,7 +137,8 @@ HRESULT STDMETHODCALLTYPE ScannerObject::CloseScannerSession(uint32_t hSession,
       trace_.Print("CloseScannerSession: I/O NOT shut nSessionReferenceCount is %d, bReturn is %d",
                    count, released);
     // After the last close the entry goes, and the engine with it, when the last method that still
-    // works on it has returned: usually this one.
+    // works on it has returned: usually this one. An opening that failed waits for this one.
+    if (count == 0 && !entry.open) entry.EndEngine();
     return S_OK;
   });
 }
@@ -141,20 +147,25 @@ HRESULT STDMETHODCALLTYPE ScannerObject::LockScanner(uint32_t hSession, uint16_t
                                                      uint32_t dwTimeout, uint32_t* pdwErrorCode) {
   Method method("scantk::LockScanner", TRACE_API | TRACE_LOCK, hSession, pdwErrorCode);
   return method.Needing(Method::Needs::kSession).Run([&](SessionEntry& entry) -> HRESULT {
-    if (!entry.lock.Lock(wLockType, dwTimeout)) return Fail(pdwErrorCode, TERR_SCANNER_LOCK_FAILED);
+    const uint32_t count = entry.lock.Lock(wLockType, dwTimeout);
+    if (count == 0) return Fail(pdwErrorCode, TERR_SCANNER_LOCK_FAILED);
     trace_.Print(TRACE_LOCK, "LockScanner returned ");
-    const uint32_t count = entry.lock.GetLockCount();
     trace_.Print(TRACE_INFO, "LockScanner: LockCount %d ", count);
-    if (count != 1) return S_OK;
-    HRESULT result = ConnectFirstHold(entry.state, pdwErrorCode);
-    if (FAILED(result)) entry.lock.Unlock();
+    // A further hold waits for the first to be connected. It connects where that failed, or where
+    // another thread's last hold was just ending.
+    std::lock_guard connecting(entry.connecting);
+    if (entry.connected) return S_OK;
+    const HRESULT result = ConnectFirstHold(entry, pdwErrorCode);
+    entry.connected = SUCCEEDED(result);
     return result;
   });
 }
 
-HRESULT ScannerObject::ConnectFirstHold(SessionState& state, uint32_t* pdwErrorCode) {
+HRESULT ScannerObject::ConnectFirstHold(SessionEntry& entry, uint32_t* pdwErrorCode) {
   trace_.ReloadSettings();
-  const uint32_t status = state.engine ? state.engine->ConnectToIO() : SL_NOACCESS;
+  const uint32_t status =
+      entry.state.engine ? entry.state.engine->channel.ConnectToIO() : SL_NOACCESS;
+  if (status != SL_OK) entry.lock.Unlock();
   switch (status) {
     case SL_OK:
       trace_.Print(TRACE_FLOW, "Established IO ");
@@ -174,13 +185,15 @@ HRESULT ScannerObject::ConnectFirstHold(SessionState& state, uint32_t* pdwErrorC
 HRESULT STDMETHODCALLTYPE ScannerObject::UnlockScanner(uint32_t hSession, uint32_t* pdwErrorCode) {
   Method method("scantk::UnlockScanner", TRACE_API | TRACE_LOCK, hSession, pdwErrorCode);
   return method.Needing(Method::Needs::kSession).Run([&](SessionEntry& entry) -> HRESULT {
+    std::lock_guard connecting(entry.connecting);
     const uint32_t count = entry.lock.GetLockCount();
     trace_.Print(TRACE_INFO, "UnLockScanner: LockCount %d ", count);
     // Only the holder may touch the device; a stranger's call ends at the lock below.
     if (count == 1 && entry.lock.IsLockedByCaller() && entry.state.engine) {
       trace_.Print(TRACE_FLOW, "Disconnect from IO ");
-      entry.state.engine->UnLockScanner();
-      entry.state.engine->DisConnectFromIO();
+      entry.state.engine->lock.UnLockScanner();
+      entry.state.engine->channel.DisConnectFromIO();
+      entry.connected = false;
     }
     if (!entry.lock.Unlock()) *pdwErrorCode = TERR_SCANNER_NOT_LOCKED;
     return S_OK;

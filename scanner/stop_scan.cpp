@@ -6,8 +6,6 @@
 namespace scantk {
 namespace {
 
-constexpr int32_t kTransferLengthError = -60;
-
 bool IsFeederScan(const SessionState& state) {
   return state.parameters.wScanMethod == T_METHOD_ADF;
 }
@@ -21,7 +19,6 @@ bool IsCancel(QrlStatus error) {
 HRESULT STDMETHODCALLTYPE ScannerObject::StopScan(uint32_t hSession, uint32_t* pdwErrorCode) {
   Method method("scantk::StopScan", TRACE_API, hSession, pdwErrorCode);
   const int64_t start = scan_start_time_, stop = TheClock().SecondsSince1970();
-  scan_stop_time_ = stop;
   trace_.Print(TRACE_CLASS_ERROR,
                "StopScan entry: Start time %ld, Stop Time %ld, Scan Elapsed time: %ld", start, stop,
                stop - start);
@@ -33,12 +30,12 @@ HRESULT ScannerObject::StopPage(uint32_t hSession, SessionState& state, uint32_t
   ProtocolEngine& engine = *state.engine;
   trace_.Print("StopScan entry: ScanPhase %ld", state.lScanPhase);
   trace_.Print("StopScan: Total ScanLines %ld lock state %d ", m_dwScanLines.load(),
-               engine.HasDeviceLock());
+               engine.lock.IsHeld());
   if (m_dwScanLines == 0) return StopWithoutLines(hSession, state, pdwErrorCode);
 
   state.lScanPhase = kScanIdle;
   uint32_t written = 0;
-  QrlStatus status = engine.Scan(kScanIdle, nullptr, 0, &written);
+  QrlStatus status = engine.scan.Scan(kScanIdle, nullptr, 0, &written);
   if (status != SL_OK) {
     trace_.Print("ERROR: Scan SL_DONE FAILED, QRL Error Code = %d", status);
     return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
@@ -61,8 +58,8 @@ HRESULT ScannerObject::StopCutPage(uint32_t hSession, SessionState& state, QrlSt
                                    uint32_t* pdwErrorCode) {
   ProtocolEngine& engine = *state.engine;
   trace_.Print("ERROR: StopScan: No End Page record: ASSUME PC user cancel, status = %d", status);
-  engine.SendCommand(SL_CLEAR_ERRORS, 0);
-  const int32_t flushed = engine.FlushTheScanner();
+  engine.exchange.SendCommand(SL_CLEAR_ERRORS, 0);
+  const int32_t flushed = engine.flush.FlushTheScanner();
   if (flushed == kTransferLengthError) {
     trace_.Print("StopScan:FlushTheScanner() TRANSFER_LENGTH_ERR %d", flushed);
     return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
@@ -77,15 +74,17 @@ HRESULT ScannerObject::StopCutPage(uint32_t hSession, SessionState& state, QrlSt
     trace_.Print("StopScan:No End Page record available -- kick paper ");
     result = ADFMovePaper(hSession, SL_ADF_EJECT_PAGE, pdwErrorCode);
   }
-  engine.UnLockScanner();
+  engine.lock.UnLockScanner();
   return result;
 }
 
 // The device aborted the page. A device error other than a cancel keeps the device locked, so that
-// the host can find out what it is.
+// the host can find out what it is; the asking has cleared it, so a feeder's trouble is told here.
 HRESULT ScannerObject::StopAbortedPage(uint32_t hSession, SessionState& state,
                                        uint32_t* pdwErrorCode) {
-  const QrlStatus error = state.engine->InquireOldestError();
+  const QrlStatus error = state.engine->errors.InquireOldestError();
+  if (error == SL_ERR_MAPPED_JAM) *pdwErrorCode = TERR_ADF_JAMMED;
+  if (error == SL_ERR_MAPPED_FEEDER_EMPTY) *pdwErrorCode = TERR_ADF_EMPTY;
   if (error != SL_OK && !IsCancel(error)) return S_OK;
   trace_.Print("ERROR: StopScan: Got EndPage + abort, no device error");
   HRESULT result = S_OK;
@@ -96,7 +95,7 @@ HRESULT ScannerObject::StopAbortedPage(uint32_t hSession, SessionState& state,
   // Written last: an eject that succeeds must not hide the cancel.
   if (SUCCEEDED(result)) *pdwErrorCode = TERR_CANCEL_PRESSED;
   trace_.Print("StopScan: ADF, last page done so unlock ");
-  state.engine->UnLockScanner();
+  state.engine->lock.UnLockScanner();
   return result;
 }
 
@@ -106,7 +105,7 @@ HRESULT ScannerObject::StopCompletePage(uint32_t hSession, SessionState& state, 
   if (!IsFeederScan(state)) {
     if (state.parameters.wScanMethod == T_METHOD_FLATBED) {
       trace_.Print("StopScan: flatbed, scan done so unlock ");
-      state.engine->UnLockScanner();
+      state.engine->lock.UnLockScanner();
     }
     return S_OK;
   }
@@ -124,7 +123,7 @@ HRESULT ScannerObject::StopCompletePage(uint32_t hSession, SessionState& state, 
   trace_.Print("StopScan: ADF has no paper -- kick last page ");
   result = ADFMovePaper(hSession, SL_ADF_EJECT_PAGE, pdwErrorCode);
   trace_.Print("StopScan: ADF, last page done so unlock ");
-  state.engine->UnLockScanner();
+  state.engine->lock.UnLockScanner();
   return result;
 }
 
@@ -134,18 +133,18 @@ HRESULT ScannerObject::StopWithoutLines(uint32_t hSession, SessionState& state,
   ProtocolEngine& engine = *state.engine;
   const bool page_begun = state.lScanPhase == kScanTransferring;
   state.lScanPhase = kScanIdle;
-  if (!engine.HasDeviceLock()) {
+  if (!engine.lock.IsHeld()) {
     trace_.Print(
         "StopScan: Didn't Lock, much less start a scan: Total ScanLines %ld lock state %d ",
-        m_dwScanLines.load(), engine.HasDeviceLock());
+        m_dwScanLines.load(), engine.lock.IsHeld());
     return S_OK;
   }
   trace_.Print("StopScan: Locked, but didn't start a scan: Total ScanLines %ld lock state %d ",
-               m_dwScanLines.load(), engine.HasDeviceLock());
-  const bool cleared = engine.SendCommand(SL_CLEAR_ERRORS, 0) == SL_OK;
+               m_dwScanLines.load(), engine.lock.IsHeld());
+  const bool cleared = engine.exchange.SendCommand(SL_CLEAR_ERRORS, 0) == SL_OK;
   // What is left of a page that broke at its first read would be taken for answers; a network
   // device's data ends with its connection, below.
-  if (cleared && page_begun && !state.IsNetworked()) engine.FlushTheScanner();
+  if (cleared && page_begun && !state.IsNetworked()) engine.flush.FlushTheScanner();
   if (!cleared || engine.Reset() != SL_OK)
     return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
   if (IsFeederScan(state)) {
@@ -153,7 +152,7 @@ HRESULT ScannerObject::StopWithoutLines(uint32_t hSession, SessionState& state,
     uint32_t ignored = 0;
     ADFMovePaper(hSession, SL_ADF_EJECT_PAGE, &ignored);
   }
-  engine.UnLockScanner();
+  engine.lock.UnLockScanner();
   return S_OK;
 }
 

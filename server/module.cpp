@@ -1,10 +1,10 @@
 // The component server's module: its one class, made known when the library is loaded.
+#include "contract/interfaces.h"
 #include "diag/trace_log.h"
 #include "platform/component_support.h"
 #include "platform/stand_ins.h"
 #include "scanner/scanner_object.h"
 #include "server/class_factory.h"
-#include "server/contract/interfaces.h"
 #include "server/registration.h"
 
 namespace scantk {

@@ -29,6 +29,11 @@ DeviceLog::~DeviceLog() {
   if (file_ && file_ != stderr) std::fclose(file_);
 }
 
+std::function<void(const std::string&)> DeviceLog::Lines() {
+  if (!keep_ && !file_) return {};
+  return [this](const std::string& text) { Write(text); };
+}
+
 void DeviceLog::Write(const std::string& text) {
   char time[32];
   std::snprintf(time, sizeof time, "%9.3f ",

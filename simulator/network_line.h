@@ -1,67 +1,53 @@
-// The network side of a device: a thread that listens, and carries bytes between hosts and what
-// answers them.
-#pragma once
+// The network side of a device: it listens, and greets those that connect.
+#ifndef SCANTK_SIMULATOR_NETWORK_LINE_H_
+#define SCANTK_SIMULATOR_NETWORK_LINE_H_
 
-#include <poll.h>
-
-#include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include "simulator/recording.h"
-#include "simulator/responder.h"
+#include "simulator/line.h"
 
 namespace scantk::sim {
 
-/// A socket that listens on a local IPv4 address; it does not block. Throws
-/// std::invalid_argument (no address) or std::runtime_error (in use).
-int ListenOn(const std::string& address, uint16_t port);
-/// Closes a socket so that its far end finds the connection reset.
-void ResetAndClose(int socket);
-
-class NetworkLine {
+class NetworkLine : public Line {
  public:
-  /// Listens at once, as ListenOn does, and serves from Start to the destructor. `device` and
-  /// `recorder`, which may be null, are used with `mutex` held.
-  NetworkLine(const std::string& address, uint16_t port, int most_hosts, Responder& device,
-              Recorder* recorder, std::mutex& mutex);
-  /// Drops every connection.
-  ~NetworkLine();
-  NetworkLine(const NetworkLine&) = delete;
-  NetworkLine& operator=(const NetworkLine&) = delete;
+  // `most_hosts`: one more is greeted as busy.
+  NetworkLine(const LineEnds& ends, std::string address, uint16_t port, int most_hosts);
 
-  void Start();
-  /// Connections that keep others out. Called with the mutex held.
-  int OpenConnections() const;
+  void Attach() override;
+  void Detach() override;
+  int OpenConnections() const override;
 
  private:
-  struct Connection;
+  struct Connection {
+    Socket socket;
+    std::unique_ptr<Conversation> host;
+    bool counted = true;  // keeps others out
+  };
 
-  void Run();
-  static short Wanted(const Connection& connection, int* timeout);
-  void Accept();
-  void Serve(Connection& connection, short events);
+  int Watch(std::vector<Watched>* watched) override;
+  void Serve(std::span<const Watched> watched) override;
+  void Greet(Socket socket);
+  void Serve(Connection& connection, const Watched& found);
   void Receive(Connection& connection);
-  void Hear(Connection& connection);
   void Send(Connection& connection);
-  void CloseNow(Connection& connection, RecordedKind how);
-  void Sweep();
-  void Record(const Connection& connection, RecordedKind kind, std::span<const uint8_t> bytes = {});
+  void Close(Connection& connection, RecordedKind how);
 
+  const std::string address_;
+  const uint16_t port_;
   const int most_hosts_;
-  Responder& device_;
-  Recorder* const recorder_;
-  std::mutex& mutex_;
-  int listener_ = -1;
-  int wake_[2] = {-1, -1};
-  std::atomic<bool> stop_{false};
-  int64_t next_id_ = 0;
-  std::vector<std::unique_ptr<Connection>> connections_;
-  std::thread thread_;
+  Socket listener_;
+  std::vector<Connection> connections_;
 };
 
+inline MakeLine NetworkLineAt(const std::string& address, uint16_t port, int most_hosts) {
+  return [=](const LineEnds& ends) {
+    return std::make_unique<NetworkLine>(ends, address, port, most_hosts);
+  };
+}
+
 }  // namespace scantk::sim
+
+#endif  // SCANTK_SIMULATOR_NETWORK_LINE_H_

@@ -67,6 +67,12 @@ PageJob::PageJob(std::shared_ptr<const Paper> paper, const PageOrder& order,
 
 PageJob::~PageJob() = default;
 
+int JpegQuality(const PageOrder& order, const DeliveryOptions& delivery) {
+  constexpr int kByFactor[] = {92, 92, 85, 75, 65, 55};  // 1 is the finest
+  return delivery.jpeg_quality ? delivery.jpeg_quality
+                               : kByFactor[std::clamp(order.jpeg_factor, 0, 5)];
+}
+
 std::vector<uint8_t> PageJob::NextBlock() {
   std::vector<uint8_t> block;
   if (over_) return block;

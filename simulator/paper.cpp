@@ -50,7 +50,7 @@ class PicturePaper : public Paper {
     std::memset(rgb, 255, static_cast<size_t>(stretch.count) * 3);
     const int64_t y = stretch.y * 300 / stretch.y_dpi;
     if (y >= picture_.height) return;
-    const uint8_t* row = picture_.rgb.data() + static_cast<size_t>(y) * picture_.width * 3;
+    const uint8_t* row = picture_.rgb.data() + static_cast<size_t>(y * picture_.width) * 3;
     for (int i = 0; i < stretch.count; ++i) {
       const int64_t x = (stretch.x + i) * 300 / stretch.x_dpi;
       if (x >= picture_.width) return;
@@ -146,8 +146,8 @@ PageRenderer::PageRenderer(std::shared_ptr<const Paper> paper, const PageSetting
 }
 
 const uint8_t* PageRenderer::Row(int row) {
-  const bool turned = settings_.flip != Flip::kNone && row < rows_;
-  const int source = turned ? rows_ - 1 - row : row;
+  const bool reversed = settings_.flip == Flip::kVertical || settings_.flip == Flip::kTurn180;
+  const int source = reversed && row < rows_ ? rows_ - 1 - row : row;
   const size_t slot = static_cast<size_t>(source % cached_rows_);
   uint8_t* out = cache_.data() + slot * bytes_per_row_;
   const bool repeats = paper_->RepeatRows() > 0;
@@ -166,7 +166,8 @@ void PageRenderer::Render(int row, uint8_t* out) {
   stretch.y = static_cast<int64_t>(settings_.top) * stretch.y_dpi / 300 + row;
   stretch.count = PixelsPerRow(settings_);
   paper_->Paint(stretch, settings_.side, rgb_.data());
-  if (settings_.flip == Flip::kTurn180) ReverseRow(rgb_.data(), stretch.count);
+  if (settings_.flip == Flip::kMirror || settings_.flip == Flip::kTurn180)
+    ReverseRow(rgb_.data(), stretch.count);
 
   const bool color = settings_.data_type == DataType::kColor;
   const size_t pixels = static_cast<size_t>(stretch.count);

@@ -1,6 +1,7 @@
 // What lies on the glass or in the feeder, and how a scanner's sensor sees it: a pure function from
 // a paper and scan settings to rows of bytes. Tests call it to learn what a scan must deliver.
-#pragma once
+#ifndef SCANTK_SIMULATOR_PAPER_H_
+#define SCANTK_SIMULATOR_PAPER_H_
 
 #include <array>
 #include <cstddef>
@@ -12,19 +13,20 @@
 
 namespace scantk::sim {
 
-/// How the sensor's samples become bytes; the numbers are the wire's.
+// How the sensor's samples become bytes; the numbers are the wire's.
 enum class DataType { kThreshold = 0, kDither = 3, kGray = 4, kColor = 5 };
 
-/// How a back side comes out of the feeder relative to how a person reads it.
-enum class Flip { kNone = 0, kVertical = 1, kTurn180 = 2 };
+// How a page is delivered relative to how a person reads it: its rows in reverse order, each row
+// mirrored, or both.
+enum class Flip { kNone = 0, kVertical = 1, kMirror = 2, kTurn180 = 3 };
 
-/// Which page of a job is under the sensor.
+// Which page of a job is under the sensor.
 struct PageSide {
-  int sheet = 0;  ///< 0 on the glass, 1.. in the feeder
+  int sheet = 0;  // 0 on the glass, 1.. in the feeder
   bool back = false;
 };
 
-/// Everything that decides a page's bytes. Lengths are in 1/300 inch.
+// Everything that decides a page's bytes. Lengths are in 1/300 inch.
 struct PageSettings {
   int x_dpi = 300;
   int y_dpi = 300;
@@ -33,23 +35,23 @@ struct PageSettings {
   int width = 0;
   int height = 0;
   DataType data_type = DataType::kColor;
-  /// Colour: 24, 30, 36 or 48; gray: 8, 10, 12 or 16; others: 1. Samples of 10 and 12 bits are
-  /// packed most significant bit first, samples of 16 bits are little-endian.
+  // Colour: 24, 30, 36 or 48; gray: 8, 10, 12 or 16; others: 1. Samples of 10 and 12 bits are
+  // packed most significant bit first, samples of 16 bits are little-endian.
   int bits_per_pixel = 24;
-  /// Replaces every 8-bit sample before it is widened, thresholded or dithered.
+  // Replaces every 8-bit sample before it is widened, thresholded or dithered.
   std::optional<std::array<uint8_t, 256>> tone_map;
   PageSide side;
   Flip flip = Flip::kNone;
 };
 
-/// Pixels per row, rows, and bytes per row (rounded up to whole bytes) of a scan with `settings`;
-/// 0 when the settings describe no page.
+// Pixels per row, rows, and bytes per row (rounded up to whole bytes) of a scan with `settings`;
+// 0 when the settings describe no page.
 int PixelsPerRow(const PageSettings& settings);
 int RowsPerPage(const PageSettings& settings);
 size_t BytesPerRow(const PageSettings& settings);
 
-/// A stretch of one sensor row: `count` pixels from absolute pixel column `x`, in row `y` counted
-/// from the top of the sheet, at the given resolutions.
+// A stretch of one sensor row: `count` pixels from absolute pixel column `x`, in row `y` counted
+// from the top of the sheet, at the given resolutions.
 struct Stretch {
   int64_t x = 0;
   int64_t y = 0;
@@ -58,28 +60,28 @@ struct Stretch {
   int y_dpi = 300;
 };
 
-/// A sheet that can be looked at with any resolution. Immutable, so that threads may share it.
+// A sheet that can be looked at with any resolution. Immutable, so that threads may share it.
 class Paper {
  public:
   virtual ~Paper() = default;
-  /// Writes `stretch.count` pixels as 8-bit R, G, B to `rgb`.
+  // Writes `stretch.count` pixels as 8-bit R, G, B to `rgb`.
   virtual void Paint(const Stretch& stretch, const PageSide& side, uint8_t* rgb) const = 0;
-  /// Rows after which the picture repeats whatever the resolution, 0 when it does not. A renderer
-  /// keeps that many rows, which makes a page cost no more than copying it.
+  // Rows after which the picture repeats whatever the resolution, 0 when it does not. A renderer
+  // keeps that many rows, which makes a page cost no more than copying it.
   virtual int RepeatRows() const { return 0; }
 };
 
-/// "chart" (the test chart), "pattern" (fast repeating rows), "white", or the path of a PNG or PNM
-/// file. Throws std::runtime_error with a text for people when the file cannot be used.
+// "chart" (the test chart), "pattern" (fast repeating rows), "white", or the path of a PNG or PNM
+// file. Throws std::runtime_error with a text for people when the file cannot be used.
 std::shared_ptr<const Paper> MakePaper(const std::string& name);
 
-/// The rows of one page, in the order in which the device delivers them. One thread at a time.
+// The rows of one page, in the order in which the device delivers them. One thread at a time.
 class PageRenderer {
  public:
   PageRenderer(std::shared_ptr<const Paper> paper, const PageSettings& settings);
 
-  /// Row `row` (any number from 0; rows past the page's height show what lies below it), exactly
-  /// bytes_per_row() bytes, valid until the next call.
+  // Row `row` (any number from 0; rows past the page's height show what lies below it), exactly
+  // bytes_per_row() bytes, valid until the next call.
   const uint8_t* Row(int row);
   size_t bytes_per_row() const { return bytes_per_row_; }
   int rows() const { return rows_; }
@@ -97,8 +99,10 @@ class PageRenderer {
   std::vector<uint8_t> rgb_;    // one row, 3 bytes per pixel
 };
 
-/// The whole page: RowsPerPage x BytesPerRow bytes.
+// The whole page: RowsPerPage x BytesPerRow bytes.
 std::vector<uint8_t> RenderPage(const std::shared_ptr<const Paper>& paper,
                                 const PageSettings& settings);
 
 }  // namespace scantk::sim
+
+#endif  // SCANTK_SIMULATOR_PAPER_H_

@@ -1,9 +1,6 @@
 #include "simulator/picture_file.h"
 
-#include <png.h>
-
 #include <cctype>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -16,38 +13,6 @@ constexpr int64_t kMaxPixels = 400'000'000;
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& why) {
   throw std::runtime_error(path + ": " + why);
-}
-
-void CheckSize(const std::string& path, int64_t width, int64_t height) {
-  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
-      width * height > kMaxPixels) {
-    Refuse(path, "the picture is empty or too large");
-  }
-}
-
-Picture ReadPng(const std::string& path, const std::string& bytes) {
-  png_image image;
-  std::memset(&image, 0, sizeof image);
-  image.version = PNG_IMAGE_VERSION;
-  if (png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()) == 0) {
-    Refuse(path, image.message);
-  }
-  image.format = PNG_FORMAT_RGB;
-  try {
-    CheckSize(path, image.width, image.height);
-  } catch (...) {
-    png_image_free(&image);
-    throw;
-  }
-  Picture picture;
-  picture.width = static_cast<int>(image.width);
-  picture.height = static_cast<int>(image.height);
-  picture.rgb.resize(PNG_IMAGE_SIZE(image));
-  const png_color white{255, 255, 255};
-  if (png_image_finish_read(&image, &white, picture.rgb.data(), 0, nullptr) == 0) {
-    Refuse(path, image.message);
-  }
-  return picture;
 }
 
 // The next number of a PNM header, comments skipped; -1 when there is none.
@@ -70,7 +35,7 @@ Picture ReadPnm(const std::string& path, const std::string& bytes) {
   size_t at = 2;
   const int64_t width = HeaderNumber(bytes, at);
   const int64_t height = HeaderNumber(bytes, at);
-  CheckSize(path, width, height);
+  CheckPictureSize(path, width, height);
   if (kind != '4' && HeaderNumber(bytes, at) != 255) Refuse(path, "the maximum value is not 255");
   ++at;  // the one white space before the pixels
   const int64_t row = kind == '4' ? (width + 7) / 8 : kind == '5' ? width : width * 3;
@@ -95,6 +60,13 @@ Picture ReadPnm(const std::string& path, const std::string& bytes) {
 }
 
 }  // namespace
+
+void CheckPictureSize(const std::string& path, int64_t width, int64_t height) {
+  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide ||
+      width * height > kMaxPixels) {
+    Refuse(path, "the picture is empty or too large");
+  }
+}
 
 Picture ReadPicture(const std::string& path) {
   std::ifstream file(path, std::ios::binary);

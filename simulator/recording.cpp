@@ -1,46 +1,25 @@
 #include "simulator/recording.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
+#include "simulator/recording_format.h"
+
 namespace scantk::sim {
 namespace {
 
-constexpr std::string_view kFirstLine = "scantk conversation 1";
 constexpr size_t kMostConversations = 1000;
 constexpr size_t kMostEvents = 4 << 20;
 constexpr size_t kMostFileBytes = size_t{1} << 30;
 constexpr int64_t kLongestPause = 24 * 3600 * 1000;
 constexpr size_t kMergedBytes = 65536;  // then the next event begins
-constexpr size_t kLineWidth = 96;       // where a line of bytes ends
-constexpr size_t kShortestRun = 8;      // equal bytes that are worth a count
-constexpr size_t kLongestText = 4096;
-constexpr uint8_t kEscape = 0x1B;
-
-struct KindName {
-  RecordedKind kind;
-  const char* name;
-};
-constexpr KindName kKinds[] = {
-    {RecordedKind::kOpen, "open"},     {RecordedKind::kHost, "host"},
-    {RecordedKind::kDevice, "device"}, {RecordedKind::kDrop, "drop"},
-    {RecordedKind::kReset, "reset"},   {RecordedKind::kGone, "gone"},
-};
 
 [[noreturn]] void Refuse(const std::string& why) {
   throw std::invalid_argument(why);
 }
-
-bool Sends(RecordedKind kind) {
-  return kind == RecordedKind::kHost || kind == RecordedKind::kDevice;
-}
-
-// --- reading ---
 
 // Cuts up to the next `mark` off the front; the mark goes, too.
 std::string_view CutTo(std::string_view* text, char mark) {
@@ -89,7 +68,7 @@ void ParseText(std::string_view* text, size_t* room, std::vector<uint8_t>* to) {
       const char escaped = text->empty() ? '\0' : text->front();
       if (!text->empty()) text->remove_prefix(1);
       if (escaped == 'e') {
-        byte = kEscape;
+        byte = kEscapeByte;
       } else if (escaped == 'x') {
         byte = HexByte(*text);
         text->remove_prefix(2);
@@ -135,7 +114,8 @@ class Parser {
   void TakeLine(std::string_view line) {
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
     if (++lines_ == 1) {
-      if (line != kFirstLine) Refuse("a recording begins with \"" + std::string(kFirstLine) + "\"");
+      if (line != kRecordingStart)
+        Refuse("a recording begins with \"" + std::string(kRecordingStart) + "\"");
       return;
     }
     if (line.empty()) return;
@@ -162,9 +142,9 @@ class Parser {
     if (++events_ > kMostEvents) Refuse("the recording has too many lines");
     const int64_t connection = Number(CutTo(&line, ' '), INT64_MAX, "connection");
     const std::string_view word = CutTo(&line, ' ');
-    const KindName* row = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                       [&](const KindName& one) { return word == one.name; });
-    if (row == std::end(kKinds))
+    const auto row = std::find_if(std::begin(kRecordedKinds), std::end(kRecordedKinds),
+                                  [&](const auto& one) { return word == one.name; });
+    if (row == std::end(kRecordedKinds))
       Refuse("\"" + std::string(word.substr(0, 40)) + "\" is nothing that happens");
     RecordedEvent event;
     event.kind = row->kind;
@@ -204,60 +184,6 @@ class Parser {
   size_t room_;
 };
 
-// --- writing ---
-
-void AppendHex(uint8_t byte, std::string* text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  *text += kDigits[byte >> 4];
-  *text += kDigits[byte & 15];
-}
-
-// Whether people would rather read it as text.
-bool IsText(std::span<const uint8_t> bytes) {
-  return bytes.size() <= kLongestText && std::all_of(bytes.begin(), bytes.end(), [](uint8_t byte) {
-           return byte == kEscape || (byte >= ' ' && byte < 0x7F);
-         });
-}
-
-// Appends a text of as many bytes as a line takes, and returns their number.
-size_t AppendText(std::span<const uint8_t> bytes, std::string* line) {
-  *line += " \"";
-  size_t taken = 0;
-  for (; taken < bytes.size() && line->size() < kLineWidth; ++taken) {
-    const char byte = static_cast<char>(bytes[taken]);
-    if (bytes[taken] == kEscape)
-      *line += "\\e";
-    else if (byte == '"' || byte == '\\')
-      *line += {'\\', byte};
-    else
-      *line += byte;
-  }
-  *line += '"';
-  return taken;
-}
-
-size_t RunLength(std::span<const uint8_t> bytes) {
-  const auto end =
-      std::find_if(bytes.begin(), bytes.end(), [&](uint8_t byte) { return byte != bytes.front(); });
-  return static_cast<size_t>(end - bytes.begin());
-}
-
-// The same in digits.
-size_t AppendDigits(std::span<const uint8_t> bytes, std::string* line) {
-  size_t taken = 0;
-  bool in_word = false;
-  while (taken < bytes.size() && line->size() < kLineWidth) {
-    const size_t run = RunLength(bytes.subspan(taken));
-    const bool counted = run >= kShortestRun;
-    if (!in_word || counted) *line += ' ';
-    AppendHex(bytes[taken], line);
-    if (counted) *line += "*" + std::to_string(run);
-    in_word = !counted;
-    taken += counted ? run : 1;
-  }
-  return taken;
-}
-
 }  // namespace
 
 std::string Recording::HeadValue(const std::string& key) const {
@@ -288,47 +214,6 @@ Recording ReadRecording(const std::string& path) {
   } catch (const std::invalid_argument& problem) {
     throw std::invalid_argument(path + ": " + problem.what());
   }
-}
-
-std::string RecordingLines(int64_t connection, RecordedKind kind, int64_t pause_ms,
-                           std::span<const uint8_t> bytes) {
-  const auto row = std::find_if(std::begin(kKinds), std::end(kKinds),
-                                [&](const KindName& one) { return kind == one.kind; });
-  const std::string start = std::to_string(connection) + " " + row->name + " ";
-  const bool text = IsText(bytes);
-  std::string lines;
-  do {
-    std::string line = start + std::to_string(lines.empty() ? std::max<int64_t>(pause_ms, 0) : 0);
-    if (!bytes.empty())
-      bytes = bytes.subspan(text ? AppendText(bytes, &line) : AppendDigits(bytes, &line));
-    lines += line + '\n';
-  } while (!bytes.empty());
-  return lines;
-}
-
-Recorder::Recorder(const std::string& path, const std::string& comment,
-                   std::function<int64_t()> milliseconds)
-    : file_(std::fopen(path.c_str(), "w")), milliseconds_(std::move(milliseconds)) {
-  if (!file_) throw std::runtime_error(path + ": " + std::strerror(errno));
-  std::fprintf(file_, "%s\n# %s\n", std::string(kFirstLine).c_str(), comment.c_str());
-  std::fflush(file_);
-}
-
-Recorder::~Recorder() {
-  std::fclose(file_);
-}
-
-void Recorder::Write(int64_t connection, RecordedKind kind, std::span<const uint8_t> bytes) {
-  const int64_t now = milliseconds_();
-  const auto before = last_.find(connection);
-  const int64_t pause = before == last_.end() ? 0 : now - before->second;
-  const std::string lines = RecordingLines(connection, kind, pause, bytes);
-  std::fwrite(lines.data(), 1, lines.size(), file_);
-  std::fflush(file_);
-  if (kind == RecordedKind::kOpen || Sends(kind))
-    last_[connection] = now;
-  else
-    last_.erase(connection);
 }
 
 }  // namespace scantk::sim

@@ -19,7 +19,7 @@ bool Same(const Command& a, const Command& b) {
 std::string Text(const Command& command) {
   if (command.letter == 0) return "a table";
   if (command.group == 0) return "SL_RESET";
-  const CommandName* known = FindCommand(command.group, command.letter);
+  const auto known = FindCommand(command.group, command.letter);
   std::string text = known ? known->name : std::string("*") + command.group;
   const std::string value = command.has_value ? std::to_string(command.value) : "";
   if (known) return text + (value.empty() ? "" : " ") + value;
@@ -29,7 +29,7 @@ std::string Text(const Command& command) {
 }
 
 bool StartsPage(const Command& command) {
-  const CommandName* known = FindCommand(command.group, command.letter);
+  const auto known = FindCommand(command.group, command.letter);
   return known && std::string_view(known->name) == "SL_START_SCAN";
 }
 
@@ -77,6 +77,16 @@ bool ReplayCore::Greet(Conversation& host, bool) {
                 std::to_string(scripts_.size()));
   next_script_ = (next_script_ + 1) % scripts_.size();
   return true;
+}
+
+// What was recorded on the network begins with a greeting of two characters.
+void ReplayCore::Meet(Conversation& host) {
+  Greet(host, false);
+  Player& player = players_[host.id];
+  const Script& script = *player.script;
+  if (script.empty() || script[0].kind != RecordedKind::kDevice || script[0].bytes.size() != 2)
+    return;
+  player.next = 1;
 }
 
 void ReplayCore::Leave(Conversation& host) {

@@ -1,5 +1,6 @@
 // A device that says what a recorded one said, for as long as its hosts ask what was asked then.
-#pragma once
+#ifndef SCANTK_SIMULATOR_REPLAY_CORE_H_
+#define SCANTK_SIMULATOR_REPLAY_CORE_H_
 
 #include <cstdint>
 #include <deque>
@@ -14,31 +15,32 @@
 
 namespace scantk::sim {
 
-/// The first connection plays the first one that was recorded, and so on; behind the last the
-/// recording begins anew. Within a connection what the device sent comes in the order and after
-/// the pauses of the recording, but nothing before the host has sent what it sent then. How a
-/// host's bytes are cut and when they come does not matter, nor does the value that a command sets.
-///
-/// Where a host departs from the recording, the log says so, and:
-///  - when what it sends was sent soon after (within 8 commands, and before the next start of a
-///    page), what lies between is left out;
-///  - otherwise an inquiry is answered as the recording last answered it, or else as it answers it
-///    later, or else as a variable that the device does not have; a command is passed over.
-/// One thread at a time.
+// The first connection plays the first one that was recorded, and so on; behind the last the
+// recording begins anew. Within a connection what the device sent comes in the order and after
+// the pauses of the recording, but nothing before the host has sent what it sent then. How a
+// host's bytes are cut and when they come does not matter, nor does the value that a command sets.
+//
+// Where a host departs from the recording, the log says so, and:
+//  - when what it sends was sent soon after (within 8 commands, and before the next start of a
+//    page), what lies between is left out;
+//  - otherwise an inquiry is answered as the recording last answered it, or else as it answers it
+//    later, or else as a variable that the device does not have; a command is passed over.
+// One thread at a time.
 class ReplayCore : public Responder {
  public:
   using LogLine = std::function<void(const std::string&)>;
 
-  /// `pauses` in percent of those that were recorded.
+  // `pauses` in percent of those that were recorded.
   ReplayCore(const Recording& recording, int pauses, LogLine log,
              std::function<int64_t()> milliseconds);
 
   bool Greet(Conversation& host, bool busy) override;
+  void Meet(Conversation& host) override;
   size_t Receive(Conversation& host, const uint8_t* bytes, size_t size) override;
   void Produce(Conversation& host) override;
   void Leave(Conversation& host) override;
 
-  int64_t departures = 0;  ///< commands that did not come as they were recorded
+  int64_t departures = 0;  // commands that did not come as they were recorded
 
  private:
   // A step of a conversation: the host's command, or what the device did.
@@ -72,3 +74,5 @@ class ReplayCore : public Responder {
 };
 
 }  // namespace scantk::sim
+
+#endif  // SCANTK_SIMULATOR_REPLAY_CORE_H_

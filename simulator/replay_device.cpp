@@ -2,7 +2,6 @@
 
 #include <mutex>
 
-#include "simulator/device_log.h"
 #include "simulator/network_line.h"
 #include "simulator/replay_core.h"
 
@@ -15,30 +14,27 @@ constexpr int kMostHosts = 1000;  // a recorded device sent its busy greetings i
 
 class ReplayDevice::Impl {
  public:
-  Impl(const Recording& recording, const ReplayConfig& config)
+  Impl(const Recording& recording, const ReplayConfig& config, const MakeLine& make_line)
       : log(config.keep_log, config.log_path),
-        core(recording, config.pauses,
-             log.wanted()
-                 ? ReplayCore::LogLine([this](const std::string& text) { log.Write(text); })
-                 : ReplayCore::LogLine(),
-             SteadyMilliseconds),
-        recorder(
-            config.record_path.empty()
-                ? nullptr
-                : std::make_unique<Recorder>(config.record_path, "A replay.", SteadyMilliseconds)),
-        line(config.address, config.port, kMostHosts, core, recorder.get(), mutex) {
-    line.Start();
+        core(recording, config.pauses, log.Lines(), SteadyMilliseconds),
+        recorder(Recorder::Open(config.record_path, "A replay.")),
+        line(make_line({mutex, core, log, recorder.get()})) {
+    line->Start();
   }
+  ~Impl() { line->Stop(); }
 
   mutable std::mutex mutex;  // guards everything below
   DeviceLog log;
   ReplayCore core;
   std::unique_ptr<Recorder> recorder;
-  NetworkLine line;
+  std::unique_ptr<Line> line;
 };
 
 ReplayDevice::ReplayDevice(const Recording& recording, const ReplayConfig& config)
-    : impl_(std::make_unique<Impl>(recording, config)) {}
+    : ReplayDevice(recording, config, NetworkLineAt(config.address, config.port, kMostHosts)) {}
+ReplayDevice::ReplayDevice(const Recording& recording, const ReplayConfig& config,
+                           const MakeLine& make_line)
+    : impl_(std::make_unique<Impl>(recording, config, make_line)) {}
 ReplayDevice::~ReplayDevice() = default;
 
 std::vector<std::string> ReplayDevice::log() const {

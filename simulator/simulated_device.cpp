@@ -1,46 +1,64 @@
 #include "simulator/simulated_device.h"
 
-#include <algorithm>
-#include <mutex>
-#include <stdexcept>
-
-#include "simulator/device_log.h"
 #include "simulator/network_line.h"
-#include "simulator/recording.h"
 #include "simulator/scanner_core.h"
 
 namespace scantk::sim {
 
 class SimulatedDevice::Impl {
  public:
-  explicit Impl(DeviceConfig given)
+  Impl(DeviceConfig given, const MakeLine& make_line)
       : config(CheckedConfig(std::move(given))),
         log(config.keep_log, config.log_path),
-        core(config,
-             log.wanted()
-                 ? ScannerCore::LogLine([this](const std::string& text) { log.Write(text); })
-                 : ScannerCore::LogLine(),
-             SteadyMilliseconds),
-        recorder(config.record_path.empty()
-                     ? nullptr
-                     : std::make_unique<Recorder>(config.record_path,
-                                                  "A simulated device, " + config.model + ".",
-                                                  SteadyMilliseconds)),
-        line(config.address, config.port, config.max_connections, core, recorder.get(), mutex) {
-    line.Start();
+        core(config, log.Lines(), SteadyMilliseconds),
+        recorder(Recorder::Open(config.record_path, "A simulated device, " + config.model + ".")),
+        line(make_line({mutex, core, log, recorder.get()})) {
+    line->Start();
   }
+  ~Impl() { line->Stop(); }
 
   const DeviceConfig config;
   mutable std::mutex mutex;  // guards everything below
   DeviceLog log;
   ScannerCore core;
   std::unique_ptr<Recorder> recorder;
-  NetworkLine line;
+  std::unique_ptr<Line> line;
 };
 
 SimulatedDevice::SimulatedDevice(DeviceConfig config)
-    : impl_(std::make_unique<Impl>(std::move(config))) {}
+    : impl_(std::make_unique<Impl>(
+          config, NetworkLineAt(config.address, config.port, config.max_connections))) {}
+
+SimulatedDevice::SimulatedDevice(DeviceConfig config, const MakeLine& make_line, std::string path)
+    : path_(std::move(path)), impl_(std::make_unique<Impl>(std::move(config), make_line)) {}
+
 SimulatedDevice::~SimulatedDevice() = default;
+
+const DeviceConfig& SimulatedDevice::config() const {
+  return impl_->config;
+}
+
+Line& SimulatedDevice::line() const {
+  return *impl_->line;
+}
+
+std::mutex& SimulatedDevice::mutex() const {
+  return impl_->mutex;
+}
+
+void SimulatedDevice::Unplug() {
+  std::lock_guard guard(impl_->mutex);
+  impl_->log.Write("unplugged");
+  impl_->line->Detach();
+  impl_->line->Wake();
+}
+
+void SimulatedDevice::Plug() {
+  std::lock_guard guard(impl_->mutex);
+  impl_->line->Attach();
+  impl_->log.Write("plugged in");
+  impl_->line->Wake();
+}
 
 Stats SimulatedDevice::stats() const {
   std::lock_guard guard(impl_->mutex);
@@ -70,13 +88,13 @@ int SimulatedDevice::lock_holder() const {
 void SimulatedDevice::ReserveElsewhere(bool reserved) {
   std::lock_guard guard(impl_->mutex);
   int64_t& holder = impl_->core.lock_holder;
-  if (reserved) holder = -1;
-  if (!reserved && holder == -1) holder = 0;
+  if (reserved) holder = ScannerCore::kElsewhere;
+  if (!reserved && holder == ScannerCore::kElsewhere) holder = 0;
 }
 
 int SimulatedDevice::open_connections() const {
   std::lock_guard guard(impl_->mutex);
-  return impl_->line.OpenConnections();
+  return impl_->line->OpenConnections();
 }
 
 void SimulatedDevice::AddFault(const Fault& fault) {
@@ -108,6 +126,16 @@ int SimulatedDevice::sheets() const {
   return impl_->core.sheets;
 }
 
+bool SimulatedDevice::paper_in_path() const {
+  std::lock_guard guard(impl_->mutex);
+  return impl_->core.paper_in_path();
+}
+
+void SimulatedDevice::TakePaperOut() {
+  std::lock_guard guard(impl_->mutex);
+  impl_->core.TakePaperOut();
+}
+
 std::optional<int64_t> SimulatedDevice::Variable(int number) const {
   std::lock_guard guard(impl_->mutex);
   const sim::Variable* variable = impl_->core.variables.Find(number);
@@ -129,29 +157,6 @@ void SimulatedDevice::SetPaper(const std::string& paper) {
 std::optional<PageSettings> SimulatedDevice::last_page() const {
   std::lock_guard guard(impl_->mutex);
   return impl_->core.last_page;
-}
-
-const DeviceConfig& SimulatedDevice::config() const {
-  return impl_->config;
-}
-
-DeviceConfig CheckedConfig(DeviceConfig config) {
-  const DeliveryOptions& delivery = config.delivery;
-  if (delivery.block_bytes < 64 || delivery.record_bytes < 1 || delivery.record_bytes > 32767)
-    throw std::invalid_argument("blocks take 64 bytes or more, records 1 to 32767");
-  const int blocks = delivery.jpeg_horizontal * delivery.jpeg_vertical;
-  if (std::min(delivery.jpeg_horizontal, delivery.jpeg_vertical) < 1 || blocks > 8 ||
-      std::max(delivery.jpeg_horizontal, delivery.jpeg_vertical) > 4)
-    throw std::invalid_argument("JPEG sampling factors are 1 to 4, their product at most 8");
-  return config;
-}
-
-PageSettings DefaultPage(const std::string& model) {
-  const Variables variables(model);
-  PageSettings settings;
-  settings.width = static_cast<int>(variables.Get(number::kXExtent));
-  settings.height = static_cast<int>(variables.Get(number::kYExtent));
-  return settings;
 }
 
 }  // namespace scantk::sim

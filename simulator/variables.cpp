@@ -3,13 +3,9 @@
 #include <algorithm>
 #include <charconv>
 #include <stdexcept>
-
-#include "simulator/simulated_device.h"
+#include <string_view>
 
 namespace scantk::sim {
-namespace {
-
-using namespace number;
 
 // A row for each kind of device. Extents are in 1/300 inch.
 struct Profile {
@@ -19,35 +15,45 @@ struct Profile {
   bool flatbed;
   bool feeder;
   bool duplex;
+  int back_flip;  // what of turning a back side the device leaves to the host, as it answers
   int max_x_dpi, max_y_dpi;
   int max_bits;
   int flat_length, feeder_length;
-  bool own_flatbed_limits;  // has the flatbed's and the feeder's limits apart from the general ones
+  bool own_limits;  // has the flatbed's and the feeder's limits apart from the general ones
   bool handshake;
   bool spf;
   bool big_endian_rows;
+
+  int longest() const { return std::max(flat_length, feeder_length); }
+  int window() const { return flatbed ? flat_length : feeder_length; }
 };
 
+namespace {
+
+using namespace number;
+
 constexpr Profile kProfiles[] = {
-    {"ZM-11", "ZM-11", "ZM-11", true, false, false, 600, 600, 24, 3508, 0, false, false, false,
+    {"ZM-11", "ZM-11", "ZM-11", true, false, false, 0, 600, 600, 24, 3508, 0, false, false, false,
      false},
-    {"ZM-12", "ZM-12", "ZM-12", true, true, false, 600, 1200, 24, 3508, 4200, false, false, false,
-     false},
-    {"ZM-13", "ZM-13", "ZR-618", true, true, false, 600, 600, 24, 3508, 4200, true, false, false,
-     true},
-    {"ZM-14", "ZM-14", "NPQ-S", false, true, false, 600, 600, 24, 0, 4200, true, false, false,
-     false},
-    {"ZM-15", "ZM-15", "VX3840", true, true, true, 1200, 1200, 30, 4200, 4200, true, false, false,
-     false},
-    {"ZM-16", "ZM-16", "ZT-4410", true, true, true, 600, 1200, 48, 3508, 4200, true, true, true,
-     false},
-    {"alternative", nullptr, nullptr, true, true, false, 300, 600, 24, 3600, 4200, false, false,
+    {"ZM-12", "ZM-12", "ZM-12", true, true, false, 0, 600, 1200, 24, 3508, 4200, false, false,
      false, false},
-    {"unknown", "QX-99", "QX-99", true, false, false, 600, 600, 24, 3508, 0, true, false, false,
+    {"ZM-13", "ZM-13", "ZR-618", true, true, false, 0, 600, 600, 24, 3508, 4200, true, false, false,
+     true},
+    {"ZM-14", "ZM-14", "NPQ-S", false, true, false, 0, 600, 600, 24, 0, 4200, true, false, false,
+     false},
+    {"ZM-15", "ZM-15", "VX3840", true, true, true, 1, 1200, 1200, 30, 4200, 4200, true, false,
+     false, false},
+    {"ZM-16", "ZM-16", "ZT-4410", true, true, true, 2, 600, 1200, 48, 3508, 4200, true, true, true,
+     false},
+    {"alternative", nullptr, nullptr, true, true, false, 0, 300, 600, 24, 3600, 4200, false, false,
+     false, false},
+    {"unknown", "QX-99", "QX-99", true, false, false, 0, 600, 600, 24, 3508, 0, true, false, false,
      false},
 };
 
 constexpr int kWidest = 2550;
+constexpr int kFeederDpi = 600;
+constexpr std::string_view kSpf = "<settings owner=\"simulated device\"/>";
 
 const Profile& FindProfile(const std::string& name) {
   for (const Profile& profile : kProfiles)
@@ -55,142 +61,119 @@ const Profile& FindProfile(const std::string& name) {
   throw std::invalid_argument("no model is called \"" + name + "\"");
 }
 
-constexpr CommandName kCommands[] = {
-    {0, 'E', 0, "SL_RESET"},
-    {'o', 'E', 0, "SL_CLEAR_ERRORS"},
-    {'f', 'S', 0, "SL_START_SCAN"},
-    {'f', 'H', 0, "SL_DEVLOCK"},
-    {'u', 'U', 0, "SL_ADF_EJECT_PAGE"},
-    {'u', 'X', 0, "SL_ADF_FEED_PAGE"},
-    {'a', 'R', kXResolution, "SL_X_RESOLUTION"},
-    {'a', 'S', kYResolution, "SL_Y_RESOLUTION"},
-    {'f', 'X', kXPosition, "SL_XPOS_PIXEL"},
-    {'f', 'Y', kYPosition, "SL_YPOS_PIXEL"},
-    {'f', 'P', kXExtent, "SL_XEXT_PIXEL"},
-    {'f', 'Q', kYExtent, "SL_YEXT_PIXEL"},
-    {'a', 'T', kDataType, "SL_DATA_TYPE"},
-    {'a', 'G', kBitsPerPixel, "SL_BITS_PER_PIXEL"},
-    {'u', 'K', kToneMap, "SL_TONEMAP"},
-    {'a', 'D', kDownloadType, "SL_DOWNLOAD_TYPE"},
-    {'a', 'W', kDownloadLength, "SL_DOWNLOAD_LENGTH"},
-    {'a', 'C', kCompression, "SL_COMPRESSION"},
-    {'f', 'I', kLockTimeout, "SL_DEVLOCK_TIMEOUT"},
-    {'m', 'O', kPageSize, "SL_SET_ADF_PAGESIZE"},
-    {'m', 'S', kTransferType, "SL_SCAN_TRANSFER_TYPE"},
-    {'m', 'Q', kJpegFactor, "SL_JPEG_COMPRESSION"},
-    {'m', 'U', kUrsState, "SL_URS_STATE"},
-    {'m', 'B', kScanType, "SL_SCANTYPE"},
-    {'d', 'D', kDuplex, "SL_DUPLEX"},
-    {'d', 'V', kDuplexVFlip, "SL_DUPLEX_VFLIP"},
-    {'d', 'H', kDuplexHFlip, "SL_DUPLEX_HFLIP"},
+using Made = std::optional<Variable>;
+using P = const Profile&;
+
+Made Number(int64_t value, int64_t minimum, int64_t maximum) {
+  return Variable{value, minimum, maximum, value, false, ""};
+}
+Made Text(std::string_view text) {
+  return Variable{0, 0, 0, 0, true, std::string(text)};
+}
+Made If(bool has, Made made) {
+  return has ? made : std::nullopt;
+}
+Made Switch(P) {
+  return Number(0, 0, 1);
+}
+Made DuplexSwitch(P p) {
+  return If(p.duplex, Switch(p));
+}
+
+// All that a host can ask for or command.
+struct Row {
+  int number;  // 0: a command that sets no variable
+  const char* name;
+  char group, letter;  // of the command; no letter: there is none
+  Made (*make)(P);     // null: there is no variable, or the device works its value out
+};
+constexpr Row kRows[] = {
+    {0, "SL_RESET", 0, 'E', nullptr},
+    {0, "SL_CLEAR_ERRORS", 'o', 'E', nullptr},
+    {0, "SL_START_SCAN", 'f', 'S', nullptr},
+    {0, "SL_DEVLOCK", 'f', 'H', nullptr},
+    {0, "SL_ADF_EJECT_PAGE", 'u', 'U', nullptr},
+    {0, "SL_ADF_FEED_PAGE", 'u', 'X', nullptr},
+    {kModelAlternative, "SL_MODEL_ID_ALT", 0, 0,
+     [](P p) { return If(!p.model, Text("a device of the first kind")); }},
+    {kModel, "SL_MODEL_ID", 0, 0, [](P p) { return If(p.model, Text(p.model ? p.model : "")); }},
+    {kModelRix, "SL_MODEL_RIX", 0, 0,
+     [](P p) { return If(p.marketed, Text(p.marketed ? p.marketed : "")); }},
+    {kScanTo, "SL_SCANTO_SETTINGS", 0, 0, [](P p) { return If(p.handshake, Number(2, 0, 10)); }},
+    {kFeederStatus, "SL_ADF_STATUS", 0, 0, nullptr},
+    {kFeederPresent, "SL_ADF_PRESENT", 0, 0, [](P p) { return Number(p.feeder, 0, 1); }},
+    {kErrorCount, "SL_ERROR_COUNT", 0, 0, nullptr},
+    {kOldestError, "SL_OLDEST_ERROR", 0, 0, nullptr},
+    {kVendor, "SL_SCANNER_VENDOR", 0, 0, [](P) { return Number(1, 0, 5); }},
+    {kLockId, "SL_DEVLOCK_ID", 0, 0, nullptr},
+    {kSpfSize, "SL_SPF_SIZE", 0, 0,
+     [](P p) { return If(p.spf, Number(static_cast<int64_t>(kSpf.size()), 0, 1 << 20)); }},
+    {kSpfData, "SL_SPF_DATA", 0, 0, [](P p) { return If(p.spf, Text(kSpf)); }},
+    {kPixelsPerLine, "SL_PIXELS_PER_LINE", 0, 0, nullptr},
+    {kBytesPerLine, "SL_BYTES_PER_LINE", 0, 0, nullptr},
+    {kLinesPerScan, "SL_LINES_PER_SCAN", 0, 0, nullptr},
+    {kFeederReady, "SL_ADF_READY", 0, 0, nullptr},
+    {kUrsState, "SL_URS_STATE", 'm', 'U', [](P p) { return If(p.handshake, Number(1, 1, 3)); }},
+    {kUrsVariable, "SL_URS_VARIABLE", 0, 0, [](P p) { return If(p.handshake, Switch(p)); }},
+    {kXResolution, "SL_X_RESOLUTION", 'a', 'R', [](P p) { return Number(300, 75, p.max_x_dpi); }},
+    {kYResolution, "SL_Y_RESOLUTION", 'a', 'S', [](P p) { return Number(300, 75, p.max_y_dpi); }},
+    {kXPosition, "SL_XPOS_PIXEL", 'f', 'X', [](P) { return Number(0, 0, kWidest); }},
+    {kYPosition, "SL_YPOS_PIXEL", 'f', 'Y', [](P p) { return Number(0, 0, p.longest()); }},
+    {kXExtent, "SL_XEXT_PIXEL", 'f', 'P', [](P) { return Number(kWidest, 8, kWidest); }},
+    {kYExtent, "SL_YEXT_PIXEL", 'f', 'Q',
+     [](P p) { return Number(p.window(), 8, p.own_limits ? p.longest() : p.window()); }},
+    {kDataType, "SL_DATA_TYPE", 'a', 'T', [](P) { return Number(5, 0, 5); }},
+    {kBitsPerPixel, "SL_BITS_PER_PIXEL", 'a', 'G', [](P p) { return Number(24, 1, p.max_bits); }},
+    {kToneMap, "SL_TONEMAP", 'u', 'K', [](P) { return Number(0, -1, 10); }},
+    {kDownloadType, "SL_DOWNLOAD_TYPE", 'a', 'D', [](P) { return Number(0, 0, 100); }},
+    {kDownloadLength, "SL_DOWNLOAD_LENGTH", 'a', 'W', [](P) { return Number(0, 0, 1 << 20); }},
+    {kCompression, "SL_COMPRESSION", 'a', 'C', [](P) { return Number(0, 0, 2); }},
+    {kLockTimeout, "SL_DEVLOCK_TIMEOUT", 'f', 'I', [](P) { return Number(0, 0, 3600); }},
+    {kPageSize, "SL_SET_ADF_PAGESIZE", 'm', 'O', [](P) { return Number(0, 0, 10); }},
+    {kTransferType, "SL_SCAN_TRANSFER_TYPE", 'm', 'S', [](P) { return Number(0, 0, 2); }},
+    {kJpegFactor, "SL_JPEG_COMPRESSION", 'm', 'Q', [](P) { return Number(2, 0, 5); }},
+    {kScanType, "SL_SCANTYPE", 'm', 'B', Switch},
+    {kXResolutionFlat, "SL_X_RESOLUTION_FLAT", 0, 0,
+     [](P p) { return If(p.own_limits && p.flatbed, Number(300, 75, p.max_x_dpi)); }},
+    {kYResolutionFlat, "SL_Y_RESOLUTION_FLAT", 0, 0,
+     [](P p) { return If(p.own_limits && p.flatbed, Number(300, 75, p.max_y_dpi)); }},
+    {kYExtentFlat, "SL_YEXT_PIXEL_FLAT", 0, 0,
+     [](P p) { return If(p.own_limits && p.flatbed, Number(p.flat_length, 8, p.flat_length)); }},
+    {kXResolutionFeeder, "SL_X_RESOLUTION_ADF", 0, 0,
+     [](P p) {
+       return If(p.own_limits && p.feeder, Number(300, 75, std::min(p.max_x_dpi, kFeederDpi)));
+     }},
+    {kYResolutionFeeder, "SL_Y_RESOLUTION_ADF", 0, 0,
+     [](P p) {
+       return If(p.own_limits && p.feeder, Number(300, 75, std::min(p.max_y_dpi, kFeederDpi)));
+     }},
+    {kYExtentFeeder, "SL_YEXT_PIXEL_ADF", 0, 0,
+     [](P p) { return If(p.own_limits && p.feeder, Number(p.feeder_length, 8, p.feeder_length)); }},
+    {kYExtentDuplex, "SL_YEXT_PIXEL_DUPLEX", 0, 0,
+     [](P p) { return If(p.duplex, Number(p.feeder_length, 8, p.feeder_length)); }},
+    {kDuplexSupported, "SL_DUPLEX_SUPPORTED", 0, 0,
+     [](P p) { return If(p.feeder, Number(p.duplex, 0, 1)); }},
+    {kDuplex, "SL_DUPLEX", 'd', 'D', DuplexSwitch},
+    {kDuplexVFlip, "SL_DUPLEX_VFLIP", 'd', 'V', DuplexSwitch},
+    {kDuplexHFlip, "SL_DUPLEX_HFLIP", 'd', 'H', DuplexSwitch},
+    {kDuplexFlip, "SL_DUPLEX_FLIP", 0, 0,
+     [](P p) { return If(p.duplex, Number(p.back_flip, 0, 2)); }},
 };
 
-struct NumberName {
-  int number;
-  const char* name;
-};
-constexpr NumberName kNames[] = {
-    {kModelAlternative, "SL_MODEL_ID_ALT"},
-    {kModel, "SL_MODEL_ID"},
-    {kModelRix, "SL_MODEL_RIX"},
-    {kScanTo, "SL_SCANTO_SETTINGS"},
-    {kFeederStatus, "SL_ADF_STATUS"},
-    {kFeederPresent, "SL_ADF_PRESENT"},
-    {kErrorCount, "SL_ERROR_COUNT"},
-    {kOldestError, "SL_OLDEST_ERROR"},
-    {kVendor, "SL_SCANNER_VENDOR"},
-    {kLockId, "SL_DEVLOCK_ID"},
-    {kSpfSize, "SL_SPF_SIZE"},
-    {kSpfData, "SL_SPF_DATA"},
-    {kPixelsPerLine, "SL_PIXELS_PER_LINE"},
-    {kBytesPerLine, "SL_BYTES_PER_LINE"},
-    {kLinesPerScan, "SL_LINES_PER_SCAN"},
-    {kFeederReady, "SL_ADF_READY"},
-    {kUrsVariable, "SL_URS_VARIABLE"},
-    {kXResolutionFlat, "SL_X_RESOLUTION_FLAT"},
-    {kYResolutionFlat, "SL_Y_RESOLUTION_FLAT"},
-    {kYExtentFlat, "SL_YEXT_PIXEL_FLAT"},
-    {kXResolutionFeeder, "SL_X_RESOLUTION_ADF"},
-    {kYResolutionFeeder, "SL_Y_RESOLUTION_ADF"},
-    {kYExtentFeeder, "SL_YEXT_PIXEL_ADF"},
-    {kYExtentDuplex, "SL_YEXT_PIXEL_DUPLEX"},
-    {kDuplexSupported, "SL_DUPLEX_SUPPORTED"},
-    {kDuplexFlip, "SL_DUPLEX_FLIP"},
-};
+// The depth of a page when `asked` is set.
+int Depth(DataType type, int64_t asked) {
+  if (type == DataType::kThreshold || type == DataType::kDither) return 1;
+  const int components = type == DataType::kColor ? 3 : 1;
+  for (int bits : {10, 12, 16})
+    if (asked == bits * components) return bits * components;
+  return 8 * components;
+}
 
 }  // namespace
 
-Variables::Variables(const std::string& model) {
-  const Profile& profile = FindProfile(model);
-  big_endian_rows_ = profile.big_endian_rows;
-  has_flatbed_ = profile.flatbed;
-  if (profile.model)
-    AddText(kModel, profile.model);
-  else
-    AddText(kModelAlternative, "a device of the first kind");
-  if (profile.marketed) AddText(kModelRix, profile.marketed);
-
-  Add(kXResolution, 300, 75, profile.max_x_dpi);
-  Add(kYResolution, 300, 75, profile.max_y_dpi);
-  const int longest = std::max(profile.flat_length, profile.feeder_length);
-  const int window = profile.flatbed ? profile.flat_length : profile.feeder_length;
-  Add(kXPosition, 0, 0, kWidest);
-  Add(kYPosition, 0, 0, longest);
-  Add(kXExtent, kWidest, 8, kWidest);
-  Add(kYExtent, window, 8, window);
-  variables_[kYExtent].maximum = profile.own_flatbed_limits ? longest : window;
-  Add(kDataType, 5, 0, 5);
-  Add(kBitsPerPixel, 24, 1, profile.max_bits);
-  Add(kToneMap, 0, -1, 10);
-  Add(kDownloadType, 0, 0, 100);
-  Add(kDownloadLength, 0, 0, 1 << 20);
-  Add(kCompression, 0, 0, 2);
-  Add(kLockTimeout, 0, 0, 3600);
-  Add(kScanType, 0, 0, 1);
-  Add(kTransferType, 0, 0, 2);
-  Add(kJpegFactor, 2, 0, 5);
-  Add(kPageSize, 0, 0, 10);
-  Add(kFeederPresent, profile.feeder, 0, 1);
-  Add(kVendor, 1, 0, 5);
-  if (profile.own_flatbed_limits && profile.flatbed) {
-    Add(kXResolutionFlat, 300, 75, profile.max_x_dpi);
-    Add(kYResolutionFlat, 300, 75, profile.max_y_dpi);
-    Add(kYExtentFlat, profile.flat_length, 8, profile.flat_length);
-  }
-  if (profile.own_flatbed_limits && profile.feeder) {
-    Add(kXResolutionFeeder, 300, 75, std::min(profile.max_x_dpi, 600));
-    Add(kYResolutionFeeder, 300, 75, std::min(profile.max_y_dpi, 600));
-    Add(kYExtentFeeder, profile.feeder_length, 8, profile.feeder_length);
-  }
-  if (profile.feeder) {
-    Add(kDuplexSupported, profile.duplex, 0, 1);
-    Add(kDuplex, 0, 0, 1);
-    Add(kDuplexVFlip, 0, 0, 1);
-    Add(kDuplexHFlip, 0, 0, 1);
-  }
-  if (profile.duplex) {
-    Add(kYExtentDuplex, profile.feeder_length, 8, profile.feeder_length);
-    Add(kDuplexFlip, 0, 0, 2);
-  }
-  if (profile.handshake) {
-    Add(kScanTo, 2, 0, 10);
-    Add(kUrsState, 1, 1, 3);
-    Add(kUrsVariable, 0, 0, 1);
-  }
-  if (profile.spf) {
-    AddText(kSpfData, "<settings owner=\"simulated device\"/>");
-    Add(kSpfSize, static_cast<int64_t>(variables_[kSpfData].text.size()), 0, 1 << 20);
-  }
-}
-
-void Variables::Add(int number, int64_t value, int64_t minimum, int64_t maximum) {
-  variables_[number] = {value, minimum, maximum, value, false, ""};
-}
-
-void Variables::AddText(int number, const std::string& text) {
-  Variable& variable = variables_[number];
-  variable.is_text = true;
-  variable.text = text;
+Variables::Variables(const std::string& model) : profile_(FindProfile(model)) {
+  for (const Row& row : kRows)
+    if (Made made = row.make ? row.make(profile_) : std::nullopt) variables_[row.number] = *made;
 }
 
 const Variable* Variables::Find(int number) const {
@@ -237,25 +220,44 @@ void Variables::Reset() {
     if (number != kUrsState && number != kLockTimeout) variable.value = variable.at_reset;
 }
 
-const CommandName* FindCommand(char group, char letter) {
-  for (const CommandName& command : kCommands)
-    if (command.group == group && command.letter == letter) return &command;
-  return nullptr;
+bool Variables::big_endian_rows() const {
+  return profile_.big_endian_rows;
+}
+
+bool Variables::has_flatbed() const {
+  return profile_.flatbed;
+}
+
+PageSettings PageOf(const Variables& variables) {
+  const auto get = [&](int number) { return static_cast<int>(variables.Get(number)); };
+  PageSettings page;
+  page.x_dpi = get(kXResolution);
+  page.y_dpi = get(kYResolution);
+  page.left = get(kXPosition);
+  page.top = get(kYPosition);
+  page.width = get(kXExtent);
+  page.height = get(kYExtent);
+  page.data_type = static_cast<DataType>(get(kDataType));
+  page.bits_per_pixel = Depth(page.data_type, get(kBitsPerPixel));
+  return page;
+}
+
+std::optional<CommandName> FindCommand(char group, char letter) {
+  for (const Row& row : kRows)
+    if (row.letter != 0 && row.group == group && row.letter == letter)
+      return CommandName{group, letter, row.number, row.name};
+  return {};
 }
 
 const char* VariableName(int number) {
-  for (const NumberName& entry : kNames)
-    if (entry.number == number) return entry.name;
-  for (const CommandName& command : kCommands)
-    if (command.number == number && number != 0) return command.name;
+  for (const Row& row : kRows)
+    if (number != 0 && row.number == number) return row.name;
   return "";
 }
 
 int FindVariable(const std::string& name) {
-  for (const NumberName& entry : kNames)
-    if (name == entry.name) return entry.number;
-  for (const CommandName& command : kCommands)
-    if (command.number != 0 && name == command.name) return command.number;
+  for (const Row& row : kRows)
+    if (row.number != 0 && name == row.name) return row.number;
   int value = 0;
   const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), value);
   return error == std::errc() && end == name.data() + name.size() && value > 0 ? value : 0;

@@ -1,5 +1,7 @@
-// The numbered variables of a device, with the profiles of the models that are known.
-#pragma once
+// The numbered variables of a device, with the profiles of the models that are known and the
+// commands that set them.
+#ifndef SCANTK_SIMULATOR_VARIABLES_H_
+#define SCANTK_SIMULATOR_VARIABLES_H_
 
 #include <cstdint>
 #include <map>
@@ -8,9 +10,9 @@
 #include <string>
 #include <vector>
 
-namespace scantk::sim {
+#include "simulator/device_config.h"
 
-struct VariableOverride;
+namespace scantk::sim {
 
 struct Variable {
   int64_t value = 0;
@@ -43,6 +45,8 @@ inline constexpr int kDuplexFlip = 13510;
 inline constexpr int kScanType = -1, kTransferType = -2, kJpegFactor = -3, kPageSize = -4;
 }  // namespace number
 
+struct Profile;
+
 class Variables {
  public:
   // Throws std::invalid_argument when no model is called so.
@@ -58,30 +62,32 @@ class Variables {
   void Reset();
 
   // The end-of-page record's counts come with their bytes reversed from this model.
-  bool big_endian_rows() const { return big_endian_rows_; }
-  bool has_flatbed() const { return has_flatbed_; }
+  bool big_endian_rows() const;
+  bool has_flatbed() const;
 
  private:
-  void Add(int number, int64_t value, int64_t minimum, int64_t maximum);
-  void AddText(int number, const std::string& text);
-
+  const Profile& profile_;
   std::map<int, Variable> variables_;
   std::set<int> denied_;
-  bool big_endian_rows_ = false;
-  bool has_flatbed_ = true;
 };
 
-// The variable that a command sets (its group and letter), and the command's name for the log.
+// The page that the variables describe, on the glass and without a tone map. A depth that the data
+// type does not have gives way to the nearest that it has.
+PageSettings PageOf(const Variables& variables);
+
+// A command (its group and letter), its name for the log, and the variable that it sets.
 struct CommandName {
   char group;
   char letter;
   int number;  // 0: the command sets no variable
   const char* name;
 };
-const CommandName* FindCommand(char group, char letter);
+std::optional<CommandName> FindCommand(char group, char letter);
 // The name of a variable for the log, or "".
 const char* VariableName(int number);
 // The variable of this name or decimal number; 0 when there is none.
 int FindVariable(const std::string& name);
 
 }  // namespace scantk::sim
+
+#endif  // SCANTK_SIMULATOR_VARIABLES_H_

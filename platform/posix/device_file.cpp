@@ -20,7 +20,7 @@
 #include "platform/error_codes.h"
 #include "platform/posix/error_table.h"
 #include "platform/posix/file.h"
-#include "platform/posix/request_link.h"
+#include "platform/stand_ins/request_link.h"
 #include "platform/system.h"
 
 namespace scantk {

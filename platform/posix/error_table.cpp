@@ -3,6 +3,7 @@
 #include <netdb.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "platform/error_codes.h"
 
@@ -50,6 +51,10 @@ constexpr Row kTable[] = {
     {ESHUTDOWN, error::kDeviceNotConnected, error::kSocketShutDown},
     {ENOTSOCK, error::kInvalidHandle, error::kSocketNotSocket},
     {EADDRINUSE, error::kSharingViolation, error::kSocketAddressInUse},
+    {EADDRNOTAVAIL, error::kInvalidParameter, error::kSocketAddressNotAvailable},
+    {EALREADY, error::kIoPending, error::kSocketAlready},
+    {EISCONN, error::kInvalidParameter, error::kSocketIsConnected},
+    {ENETRESET, error::kConnectionAborted, error::kSocketNetReset},
     {ENETUNREACH, error::kUnexpectedNetError, error::kSocketNetUnreachable},
     {ENETDOWN, error::kUnexpectedNetError, error::kSocketNetUnreachable},
     {ECONNABORTED, error::kConnectionAborted, error::kSocketConnectionAborted},
@@ -62,6 +67,8 @@ constexpr Row kTable[] = {
 };
 
 constexpr Row kUnknown = {-1, error::kGenFailure, error::kUnexpectedNetError};
+
+thread_local int g_unknown_socket_errno = 0;
 
 constexpr const Row& Find(int errno_value) {
   for (const Row& row : kTable) {
@@ -77,7 +84,13 @@ uint32_t FileError(int errno_value) {
 }
 
 uint32_t SocketError(int errno_value) {
-  return Find(errno_value).socket;
+  const Row& row = Find(errno_value);
+  if (&row == &kUnknown) g_unknown_socket_errno = errno_value;
+  return row.socket;
+}
+
+int TakeUnknownSocketErrno() {
+  return std::exchange(g_unknown_socket_errno, 0);
 }
 
 uint32_t HostLookupError(int lookup_error, int errno_value) {

@@ -13,6 +13,9 @@ uint32_t FileError(int errno_value);
 // The same for an errno of a socket operation.
 uint32_t SocketError(int errno_value);
 
+// The errno of the thread's last socket operation that the table does not know, once; 0: none.
+int TakeUnknownSocketErrno();
+
 // The number of a getaddrinfo failure.
 uint32_t HostLookupError(int lookup_error, int errno_value);
 

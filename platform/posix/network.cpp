@@ -1,4 +1,4 @@
-#include "platform/network.h"
+#include "platform/in_use.h"
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -9,7 +9,6 @@
 #include <sys/time.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -60,7 +59,7 @@ int Poll(int socket, short events, const Deadline& deadline) {
 
 // Notes the calling thread's socket error and answers it.
 uint32_t Note(int errno_value) {
-  const uint32_t number = SocketError(errno_value);
+  const uint32_t number = error::OfFailure(SocketError(errno_value));
   SetLastError(number);
   return number;
 }
@@ -135,7 +134,7 @@ class PosixSocket final : public StreamSocket {
   }
 
   WaitResult WaitTransfer(uint32_t milliseconds) override {
-    const Deadline deadline(milliseconds);
+    Deadline deadline(milliseconds);
     while (transfer_.kind == Kind::kReceive || transfer_.kind == Kind::kSend) {
       const short event = transfer_.kind == Kind::kReceive ? POLLIN : POLLOUT;
       const int events = Poll(file_.Get(), event, deadline);
@@ -144,7 +143,9 @@ class PosixSocket final : public StreamSocket {
         Note(errno);
         return WaitResult::kFailed;
       }
+      const uint32_t moved = transfer_.moved;
       Advance();
+      if (transfer_.moved != moved) deadline = Deadline(milliseconds);
     }
     if (transfer_.kind == Kind::kFinished) return WaitResult::kSignalled;
     SetLastError(error::kInvalidHandle);
@@ -163,8 +164,8 @@ class PosixSocket final : public StreamSocket {
 
   // Nothing but WaitTransfer touches the buffer, so forgetting it is all that there is to do.
   void EndTransfer(uint32_t* late_bytes) override {
+    if (late_bytes) *late_bytes = transfer_.moved;
     transfer_ = {};
-    if (late_bytes) *late_bytes = 0;
   }
 
   void FinishSending(uint32_t milliseconds) override {
@@ -233,7 +234,7 @@ class PosixSocket final : public StreamSocket {
       });
       if (moved < 0) {
         if (errno == EAGAIN || errno == EWOULDBLOCK) return;
-        transfer_.result = SocketError(errno);
+        transfer_.result = error::OfFailure(SocketError(errno));
         break;
       }
       transfer_.moved += static_cast<uint32_t>(moved);
@@ -286,19 +287,15 @@ class PosixNetwork final : public Network {
   }
 
   uint32_t LastSocketError() override { return LastError(); }
+  uint32_t TakeUnknownError() override { return static_cast<uint32_t>(TakeUnknownSocketErrno()); }
 };
 
 PosixNetwork g_system_network;
-std::atomic<Network*> g_network{&g_system_network};
 
 }  // namespace
 
-Network& TheNetwork() {
-  return *g_network.load(std::memory_order_acquire);
-}
-
-void SetNetwork(Network* network) {
-  g_network.store(network ? network : &g_system_network, std::memory_order_release);
+Network& SystemNetwork() {
+  return g_system_network;
 }
 
 }  // namespace scantk

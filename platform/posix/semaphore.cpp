@@ -1,7 +1,6 @@
-// A named semaphore is a lock file in memory-backed storage, locked through its open file
-// description: the kernel gives the lock back when the last descriptor of a dead holder goes, and
-// two objects of one process exclude each other like two processes. Such a lock cannot be waited
-// for with a limit, so it is asked for again after short sleeps.
+// A named semaphore is a lock file in memory-backed storage: the kernel gives it back when its
+// holder dies. Such a lock cannot be waited for with a limit, so it is asked for again after short
+// sleeps. The file goes with the last object that has it open.
 #include "platform/semaphore.h"
 
 #include <fcntl.h>
@@ -9,99 +8,90 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <mutex>
 #include <string_view>
+#include <thread>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "platform/posix/error_table.h"
-#include "platform/posix/file.h"
+#include "platform/posix/file_lock.h"
 #include "platform/system.h"
 
 namespace scantk {
 namespace {
 
-constexpr const char* kFolders[] = {"/dev/shm/scantk", "/tmp/scantk"};
+constexpr const char* kFolders[] = {"/dev/shm/scantk", "/tmp/scantk", "/var/tmp/scantk"};
+constexpr mode_t kFolderMode = 01777;  // for everybody, but only owners remove their files
 constexpr size_t kMaxName = 259;
-constexpr size_t kChunk = 200;  // file names are at most 255 bytes
+constexpr size_t kMaxFileName = 200;  // the system's limit is 255 bytes
 
 // The bytes of the lock file that are locked.
 constexpr off_t kCountByte = 0;  // exclusively: the count is taken
 constexpr off_t kUsersByte = 1;  // shared: an object has it open
 
-// 0, or errno. Never blocks.
-int TryLock(int file, short type, off_t byte) {
-  struct flock range = {};
-  range.l_type = type;
-  range.l_whence = SEEK_SET;
-  range.l_start = byte;
-  range.l_len = 1;
-  return Uninterrupted([&] { return fcntl(file, F_OFD_SETLK, &range); }) == 0 ? 0 : errno;
-}
-
-bool IsBusy(int lock_error) {
-  return lock_error == EAGAIN || lock_error == EACCES;
-}
-
-// One file name for each name: everything but plain characters is written as %XX.
-std::string Encoded(std::string_view name) {
-  std::string encoded;
+// One file name for each name: everything but plain characters is written as %XX, and the end of a
+// long name as its hash.
+std::string FileName(const std::string& scope, std::string_view name) {
+  std::string encoded = scope;
+  uint64_t hash = 0xCBF29CE484222325;
   for (char c : name) {
     const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                        c == '-' || c == '_' || c == '.';
     char text[4] = {c, 0, 0, 0};
     if (!plain) std::snprintf(text, sizeof text, "%%%02X", static_cast<uint8_t>(c));
     encoded += text;
+    hash = (hash ^ static_cast<uint8_t>(c)) * 0x100000001B3;
   }
-  return encoded;
+  if (encoded.size() <= kMaxFileName) return encoded;
+  encoded.resize(kMaxFileName);
+  return encoded + "+" + std::to_string(hash);
 }
 
-// A folder that every user may put lock files into, but whose files only their owners remove.
-bool MakeSharedFolder(const std::string& folder) {
-  if (mkdir(folder.c_str(), 01777) == 0) return chmod(folder.c_str(), 01777) == 0;
+// Made under another name first, so that nobody sees it before it is everybody's.
+void MakeSharedFolder(const std::string& folder) {
+  const std::string fresh = folder + "." + std::to_string(ThreadId());
+  if (mkdir(fresh.c_str(), 0700) != 0) return;
+  if (chmod(fresh.c_str(), kFolderMode) != 0 || rename(fresh.c_str(), folder.c_str()) != 0)
+    rmdir(fresh.c_str());
+}
+
+// Whether every user may put lock files there. Somebody's own folder of that name would keep the
+// others out, so it counts for nobody, its owner included: all must find the same place.
+bool IsShared(const std::string& folder) {
+  const File open_folder(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status;
-  return errno == EEXIST && lstat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+  return open_folder && fstat(open_folder.Get(), &status) == 0 &&
+         (status.st_mode & 07777) == kFolderMode;
 }
 
-// Opens the file, made by whichever process comes first. Not with O_CREAT alone: the kernel refuses
-// that for another user's file in a folder like this.
-File OpenShared(const std::string& path) {
-  for (;;) {
-    constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
-    File file(Uninterrupted([&] { return open(path.c_str(), kFlags); }));
-    if (file || errno != ENOENT) return file;
-    file.Reset(Uninterrupted([&] { return open(path.c_str(), kFlags | O_CREAT | O_EXCL, 0666); }));
-    // Regardless of the creator's umask; only the creator may.
-    if (file) fchmod(file.Get(), 0666);
-    if (file || errno != EEXIST) return file;
+// The folder of all lock files, or empty.
+std::string SharedFolder() {
+  for (const char* folder : kFolders) {
+    if (IsShared(folder)) return folder;
+    MakeSharedFolder(folder);
+    if (IsShared(folder)) return folder;
   }
+  return std::string();
 }
 
-// The lock file of a name; errno when there is none. A long name is cut into folders.
-File OpenLockFile(const std::string& scope, std::string_view name) {
-  std::string encoded = scope + Encoded(name);
-  for (const char* base : kFolders) {
-    if (!MakeSharedFolder(base)) continue;
-    std::string path = base;
-    std::string_view left = encoded;
-    for (; left.size() > kChunk; left.remove_prefix(kChunk)) {
-      path += "/" + std::string(left.substr(0, kChunk)) + "+";
-      if (!MakeSharedFolder(path)) return File();
-    }
-    return OpenShared(path + "/" + std::string(left));
-  }
-  return File();
-}
-
-// Marks the file as in use. True when another object had it open already.
+// Marks the file as in use, which keeps it from being removed. True when another object had it open
+// already.
 bool JoinUsers(int file) {
-  if (TryLock(file, F_WRLCK, kUsersByte) == 0) {
-    TryLock(file, F_RDLCK, kUsersByte);
+  if (TryLock(file, F_WRLCK, kUsersByte, 1) == 0) {
+    TryLock(file, F_RDLCK, kUsersByte, 1);
     return false;
   }
-  // Another one that is joining at this moment holds the mark alone for an instant.
-  for (int i = 0; i < 20 && IsBusy(TryLock(file, F_RDLCK, kUsersByte)); ++i) TheClock().Sleep(1);
+  // Another one that is joining or leaving at this moment holds the mark alone for an instant.
+  constexpr int kYields = 100, kTries = 1000;
+  for (int i = 0; i < kTries && IsBusy(TryLock(file, F_RDLCK, kUsersByte, 1)); ++i) {
+    if (i < kYields)
+      std::this_thread::yield();
+    else
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
   return true;
 }
 
@@ -122,14 +112,36 @@ uint32_t CheckName(std::string_view name, std::string_view plain) {
 
 struct NamedSemaphore::State {
   File file;
+  std::string path;                // of the file; empty when it has no name
+  const pid_t process = getpid();  // that opened it; a forked child shares the locks but owns none
   std::mutex mutex;
   bool taken = false;  // through this object; its file's lock cannot tell a second taker
+
+  ~State() {
+    const bool mine = file && !path.empty() && process == getpid();
+    if (mine && TryLock(file.Get(), F_WRLCK, kUsersByte, 1) == 0) unlink(path.c_str());
+  }
+
+  // Opens the lock file of a name and joins its users. *existed: others have it open. False: errno
+  // tells why.
+  bool Open(const std::string& name, bool* existed) {
+    const std::string folder = SharedFolder();
+    errno = EACCES;
+    if (folder.empty()) return false;
+    path = folder + "/" + name;
+    do {
+      file = OpenLockFile(path);
+      if (!file) return false;
+      *existed = JoinUsers(file.Get());
+    } while (!IsLinked(file.Get()));  // its last user has just removed it
+    return true;
+  }
 
   // 0: taken; EAGAIN: not now; else what failed.
   int TryTake() {
     std::lock_guard<std::mutex> guard(mutex);
     if (taken) return EAGAIN;
-    const int failure = TryLock(file.Get(), F_WRLCK, kCountByte);
+    const int failure = TryLock(file.Get(), F_WRLCK, kCountByte, 1);
     taken = failure == 0;
     return failure;
   }
@@ -156,14 +168,16 @@ NamedSemaphore NamedSemaphore::CreateOrOpen(const std::string& name, const char*
     return semaphore;
   }
   auto state = std::make_unique<State>();
-  // Without a name it is nobody else's.
-  state->file =
-      name.empty() ? File(memfd_create("semaphore", MFD_CLOEXEC)) : OpenLockFile(scope, plain);
+  bool existed = false;
+  if (name.empty())  // nobody else's
+    state->file.Reset(memfd_create("semaphore", MFD_CLOEXEC));
+  else
+    state->Open(FileName(scope, plain), &existed);
   if (!state->file) {
     SetLastError(FileError(errno));
     return semaphore;
   }
-  SetLastError(JoinUsers(state->file.Get()) ? error::kAlreadyExists : error::kSuccess);
+  SetLastError(existed ? error::kAlreadyExists : error::kSuccess);
   semaphore.state_ = std::move(state);
   return semaphore;
 }
@@ -206,7 +220,7 @@ bool NamedSemaphore::Release() {
     SetLastError(error::kTooManyPosts);
     return false;
   }
-  const int failure = TryLock(state_->file.Get(), F_UNLCK, kCountByte);
+  const int failure = TryLock(state_->file.Get(), F_UNLCK, kCountByte, 1);
   if (failure != 0) {
     SetLastError(FileError(failure));
     return false;

@@ -1,4 +1,4 @@
-#include "platform/system.h"
+#include "platform/in_use.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -8,12 +8,10 @@
 
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
-#include <mutex>
-#include <optional>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
+#include "platform/posix/environment.h"
 #include "platform/posix/error_table.h"
 #include "platform/posix/file.h"
 
@@ -23,13 +21,6 @@ namespace {
 thread_local uint32_t t_last_error = 0;
 
 constexpr OsVersion kTargetVersion = {2, 10, 0};
-std::mutex g_version_mutex;
-std::optional<OsVersion> g_version_override;
-
-std::string Environment(const char* name, const char* otherwise) {
-  const char* value = std::getenv(name);
-  return value && *value ? value : otherwise;
-}
 
 std::string WithCarriageReturns(const char* text, size_t size) {
   std::string translated;
@@ -53,14 +44,8 @@ uint32_t ThreadId() {
   return static_cast<uint32_t>(syscall(SYS_gettid));
 }
 
-OsVersion SystemVersion() {
-  std::lock_guard<std::mutex> lock(g_version_mutex);
-  return g_version_override.value_or(kTargetVersion);
-}
-
-void OverrideSystemVersion(const OsVersion* version) {
-  std::lock_guard<std::mutex> lock(g_version_mutex);
-  g_version_override = version ? std::optional<OsVersion>(*version) : std::nullopt;
+OsVersion TrueSystemVersion() {
+  return kTargetVersion;
 }
 
 uint32_t LastError() {
@@ -85,13 +70,15 @@ std::string ModulePath(const void* address) {
 }
 
 std::string TemporaryFolder() {
-  std::string folder = Environment("TMPDIR", "/tmp");
+  const char* chosen = Environment("TMPDIR");
+  std::string folder = chosen ? chosen : "/tmp";
   if (folder.back() != kPathSeparator) folder.push_back(kPathSeparator);
   return folder;
 }
 
 std::string CommonDataFolder() {
-  return Environment("SCANTK_COMMON_DATA", "/var/lib/scantk");
+  const char* chosen = Environment("SCANTK_COMMON_DATA");
+  return chosen ? chosen : "/var/lib/scantk";
 }
 
 std::string CreateTemporaryFile(const std::string& folder, const char* prefix) {
@@ -123,7 +110,7 @@ std::string CreateTemporaryFile(const std::string& folder, const char* prefix) {
 }
 
 void DebugOutput(const char* text) {
-  if (std::getenv("SCANTK_DEBUG_OUTPUT")) std::fputs(text, stderr);
+  if (Environment("SCANTK_DEBUG_OUTPUT")) std::fputs(text, stderr);
 }
 
 bool AppendToFile(const std::string& path, const void* data, size_t size, bool translate_newlines) {

@@ -1,14 +1,13 @@
-#include "platform/clock.h"
+#include "platform/in_use.h"
 
 #include <windows.h>
 
-#include <atomic>
 #include <ctime>
 
 namespace scantk {
 namespace {
 
-class SystemClock final : public Clock {
+class RealClock final : public Clock {
  public:
   uint32_t TickCount() override { return GetTickCount(); }
 
@@ -24,17 +23,12 @@ class SystemClock final : public Clock {
   void Sleep(uint32_t milliseconds) override { ::Sleep(milliseconds); }
 };
 
-SystemClock g_system_clock;
-std::atomic<Clock*> g_clock{&g_system_clock};
+RealClock g_system_clock;
 
 }  // namespace
 
-Clock& TheClock() {
-  return *g_clock.load(std::memory_order_acquire);
-}
-
-void SetClock(Clock* clock) {
-  g_clock.store(clock ? clock : &g_system_clock, std::memory_order_release);
+Clock& SystemClock() {
+  return g_system_clock;
 }
 
 }  // namespace scantk

@@ -62,6 +62,18 @@ int32_t ModuleLockCount() {
   return InterlockedOr(reinterpret_cast<LONG*>(&TheModule().lockCount), 0);
 }
 
+ModulePin::ModulePin() : library_(nullptr) {
+  LockModule();
+  HMODULE module = nullptr;
+  if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                         reinterpret_cast<const char*>(&TheModule()), &module))
+    library_ = module;
+}
+ModulePin::~ModulePin() {
+  UnlockModule();
+  if (library_) FreeLibrary(static_cast<HMODULE>(library_));
+}
+
 void* ModuleInstance(const void* address) {
   HMODULE module = nullptr;
   GetModuleHandleExA(

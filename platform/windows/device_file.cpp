@@ -2,7 +2,8 @@
 
 #include <new>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
+#include "platform/error_codes.h"
 #include "platform/system.h"
 
 namespace scantk {
@@ -33,6 +34,50 @@ namespace {
 OVERLAPPED* Record(Overlapped* record) {
   return record ? &record->state->record : nullptr;
 }
+
+// Ends what the calling thread waits for in the system, when that takes longer than it may. The
+// file is opened for calls that return when all is done, so that nothing else can.
+class Watch {
+ public:
+  explicit Watch(uint32_t milliseconds) {
+    const HANDLE process = GetCurrentProcess();
+    if (milliseconds == 0 || !DuplicateHandle(process, GetCurrentThread(), process, &thread_, 0,
+                                              FALSE, DUPLICATE_SAME_ACCESS))
+      return;
+    timer_ = CreateThreadpoolTimer(&Expire, this, nullptr);
+    ULARGE_INTEGER due;
+    due.QuadPart = 0 - ULONGLONG{milliseconds} * 10000;
+    FILETIME from_now = {due.LowPart, due.HighPart};
+    if (timer_) SetThreadpoolTimer(timer_, &from_now, 0, 0);
+  }
+  ~Watch() {
+    Stop();
+    if (thread_) CloseHandle(thread_);
+  }
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+
+  // No call is ended any more. Whether one was.
+  bool Stop() {
+    if (timer_) {
+      SetThreadpoolTimer(timer_, nullptr, 0, 0);
+      WaitForThreadpoolTimerCallbacks(timer_, TRUE);
+      CloseThreadpoolTimer(timer_);
+      timer_ = nullptr;
+    }
+    return expired_;
+  }
+
+ private:
+  static void CALLBACK Expire(PTP_CALLBACK_INSTANCE, void* watch, PTP_TIMER) {
+    auto* self = static_cast<Watch*>(watch);
+    self->expired_ = CancelSynchronousIo(self->thread_) != FALSE;
+  }
+
+  HANDLE thread_ = nullptr;
+  PTP_TIMER timer_ = nullptr;
+  bool expired_ = false;
+};
 
 }  // namespace
 
@@ -88,10 +133,14 @@ bool DeviceFile::Write(const void* data, uint32_t size, uint32_t* count, Overlap
 
 bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overlapped* record) {
   DWORD moved = 0;
+  Watch watch(request.limit);
   const bool done = DeviceIoControl(state_ ? state_->file : nullptr, request.code,
                                     const_cast<void*>(request.in), request.in_size, request.data,
                                     request.data_size, &moved, Record(record)) != FALSE;
+  uint32_t failure = GetLastError();
+  if (watch.Stop() && !done && failure == error::kOperationAborted) failure = error::kTimeout;
   *returned = moved;
+  if (!done) ::SetLastError(failure);
   return done;
 }
 

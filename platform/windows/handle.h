@@ -2,7 +2,7 @@
 #ifndef SCANTK_PLATFORM_WINDOWS_HANDLE_H_
 #define SCANTK_PLATFORM_WINDOWS_HANDLE_H_
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 #include "platform/owner.h"
 
 namespace scantk {

@@ -1,8 +1,6 @@
-#include "platform/network.h"
+#include "platform/in_use.h"
 
 #include <winsock2.h>
-
-#include <atomic>
 
 #include "platform/error_codes.h"
 #include "platform/owner.h"
@@ -25,8 +23,13 @@ struct EventTraits {
   static void Close(Value event) { WSACloseEvent(event); }
 };
 
+// Why an operation failed: never 0.
+uint32_t Failure() {
+  return error::OfFailure(static_cast<uint32_t>(WSAGetLastError()));
+}
+
 uint32_t SocketResult(int result) {
-  return result == 0 ? 0 : static_cast<uint32_t>(WSAGetLastError());
+  return result == 0 ? 0 : Failure();
 }
 
 timeval Interval(uint32_t milliseconds) {
@@ -168,7 +171,7 @@ class WindowsSocket final : public StreamSocket {
   uint32_t Result(bool wait, uint32_t* bytes) {
     DWORD count = 0, flags = 0;
     const BOOL done = WSAGetOverlappedResult(socket_.Get(), &overlapped_, &count, wait, &flags);
-    const uint32_t failure = done ? 0 : static_cast<uint32_t>(WSAGetLastError());
+    const uint32_t failure = done ? 0 : Failure();
     posted_ = failure == error::kIoIncomplete;
     *bytes = count;
     return failure;
@@ -198,7 +201,10 @@ class WindowsNetwork final : public Network {
     Owner<SocketTraits> made(socket(AF_INET, SOCK_STREAM, 0));
     u_long non_blocking = 1;
     const BOOL no_delay = TRUE;
-    if (!made || ioctlsocket(made.Get(), FIONBIO, &non_blocking) != 0 ||
+    // A program that the host starts must not hold the connection open.
+    if (!made ||
+        !SetHandleInformation(reinterpret_cast<HANDLE>(made.Get()), HANDLE_FLAG_INHERIT, 0) ||
+        ioctlsocket(made.Get(), FIONBIO, &non_blocking) != 0 ||
         setsockopt(made.Get(), IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),
                    sizeof no_delay) != 0) {
       return nullptr;
@@ -218,16 +224,11 @@ class WindowsNetwork final : public Network {
 };
 
 WindowsNetwork g_system_network;
-std::atomic<Network*> g_network{&g_system_network};
 
 }  // namespace
 
-Network& TheNetwork() {
-  return *g_network.load(std::memory_order_acquire);
-}
-
-void SetNetwork(Network* network) {
-  g_network.store(network ? network : &g_system_network, std::memory_order_release);
+Network& SystemNetwork() {
+  return g_system_network;
 }
 
 }  // namespace scantk

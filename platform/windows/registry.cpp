@@ -1,17 +1,13 @@
 #include "platform/registry.h"
 
-#include <windows.h>
+#include "contract/component_types.h"
+#include "platform/owner.h"
+#include "platform/system.h"
 
 #include <setupapi.h>
 
-#include "platform/owner.h"
-
 namespace scantk {
 namespace {
-
-// {6BDD1FC6-810F-11D0-BEC7-08002BE2092F}
-constexpr GUID kImagingClass = {
-    0x6BDD1FC6, 0x810F, 0x11D0, {0xBE, 0xC7, 0x08, 0x00, 0x2B, 0xE2, 0x09, 0x2F}};
 
 struct KeyTraits {
   using Value = HKEY;
@@ -55,25 +51,26 @@ struct RegistryKey::State {
     return Take(opened, status, key);
   }
 
-  static uint32_t Create(HKEY parent, const std::string& path, RegistryKey* key, bool* created) {
+  static uint32_t Create(HKEY parent, const std::string& path, REGSAM rights, RegistryKey* key,
+                         bool* created) {
     HKEY opened = nullptr;
     DWORD disposition = 0;
     const LSTATUS status =
-        RegCreateKeyExA(parent, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                        nullptr, &opened, &disposition);
+        RegCreateKeyExA(parent, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, rights, nullptr,
+                        &opened, &disposition);
     if (created) *created = disposition == REG_CREATED_NEW_KEY;
     return Take(opened, status, key);
   }
 };
 
+std::string SystemRegistryPath() {
+  return std::string();
+}
+
 RegistryKey::RegistryKey() = default;
 RegistryKey::RegistryKey(RegistryKey&& other) noexcept = default;
 RegistryKey& RegistryKey::operator=(RegistryKey&& other) noexcept = default;
 RegistryKey::~RegistryKey() = default;
-
-bool RegistryKey::IsOpen() const {
-  return state_ != nullptr;
-}
 
 void RegistryKey::Close() {
   state_.reset();
@@ -95,15 +92,20 @@ uint32_t RegistryKey::OpenSubkey(const std::string& path, RegistryAccess access,
 
 uint32_t RegistryKey::Create(RegistryRoot root, const std::string& path, RegistryKey* key,
                              bool* created) {
-  return State::Create(RootKey(root), path, key, created);
+  return State::Create(RootKey(root), path, KEY_ALL_ACCESS, key, created);
 }
 
-uint32_t RegistryKey::CreateSubkey(const std::string& path, RegistryKey* key, bool* created) const {
-  return State::Create(State::Of(*this), path, key, created);
+uint32_t RegistryKey::CreateSubkey(const std::string& path, RegistryAccess access, RegistryKey* key,
+                                   bool* created) const {
+  return State::Create(State::Of(*this), path, Rights(access), key, created);
 }
 
 uint32_t RegistryKey::OpenImagingClass(RegistryKey* key) {
-  HKEY opened = SetupDiOpenClassRegKey(&kImagingClass, KEY_READ);
+  const std::string path = kImagingClassPath;
+  const std::u16string identifier = Utf16(path.substr(path.rfind('{')));
+  GUID imaging = {};
+  CLSIDFromString(reinterpret_cast<const wchar_t*>(identifier.c_str()), &imaging);
+  HKEY opened = SetupDiOpenClassRegKey(&imaging, KEY_READ);
   const bool failed = opened == INVALID_HANDLE_VALUE;
   return State::Take(opened, failed ? static_cast<LSTATUS>(GetLastError()) : ERROR_SUCCESS, key);
 }

@@ -1,23 +1,21 @@
-#include "platform/system.h"
+#include "platform/in_use.h"
 
 #include <shlobj.h>
 
 #include <cstdio>
-#include <mutex>
-#include <optional>
 
 #include "platform/windows/handle.h"
 
 namespace scantk {
 namespace {
 
-std::mutex g_version_mutex;
-std::optional<OsVersion> g_version_override;
-
 std::string ModuleFileName(HMODULE module) {
-  char path[MAX_PATH];
-  const DWORD length = GetModuleFileNameA(module, path, sizeof path);
-  return length < sizeof path ? std::string(path, length) : std::string();
+  constexpr size_t kLongest = 32768;  // the system's limit, in bytes
+  for (std::string path(MAX_PATH, '\0'); path.size() <= kLongest; path.resize(path.size() * 2)) {
+    const DWORD length = GetModuleFileNameA(module, path.data(), static_cast<DWORD>(path.size()));
+    if (length < path.size()) return path.substr(0, length);
+  }
+  return std::string();
 }
 
 struct StreamTraits {
@@ -59,18 +57,11 @@ uint32_t ThreadId() {
   return GetCurrentThreadId();
 }
 
-OsVersion SystemVersion() {
-  std::lock_guard<std::mutex> lock(g_version_mutex);
-  if (g_version_override) return *g_version_override;
+OsVersion TrueSystemVersion() {
   OSVERSIONINFOA version = {};
   version.dwOSVersionInfoSize = sizeof version;
   GetVersionExA(&version);
   return {version.dwPlatformId, version.dwMajorVersion, version.dwMinorVersion};
-}
-
-void OverrideSystemVersion(const OsVersion* version) {
-  std::lock_guard<std::mutex> lock(g_version_mutex);
-  g_version_override = version ? std::optional<OsVersion>(*version) : std::nullopt;
 }
 
 uint32_t LastError() {

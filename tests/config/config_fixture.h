@@ -10,8 +10,6 @@
 
 namespace scantk {
 
-inline constexpr char kImagingClass[] =
-    "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
 // A vendor of the tests' own keeps the per-user key out of everybody's way.
 inline constexpr char kTestVendor[] = "scantk tests";
 
@@ -19,8 +17,8 @@ class ConfigFixture : public TraceFixture {
  protected:
   ~ConfigFixture() override {
     RegistryKey classes, user;
-    if (RegistryKey::Open(RegistryRoot::kLocalMachine, kImagingClass, RegistryAccess::kReadWrite,
-                          &classes) == 0)
+    if (RegistryKey::Open(RegistryRoot::kLocalMachine, kImagingClassPath,
+                          RegistryAccess::kReadWrite, &classes) == 0)
       for (const std::string& key : made_) classes.DeleteSubtree(key);
     if (RegistryKey::Open(RegistryRoot::kCurrentUser, "Software", RegistryAccess::kReadWrite,
                           &user) == 0)
@@ -36,12 +34,12 @@ class ConfigFixture : public TraceFixture {
   // A device's key and its DeviceData.
   RegistryKey Instance(const std::string& name) {
     made_.push_back(name);
-    RegistryKey key = Make(std::string(kImagingClass) + "\\" + name);
+    RegistryKey key = Make(std::string(kImagingClassPath) + "\\" + name);
     Set(key, "Vendor", kTestVendor);
     return key;
   }
   RegistryKey Data(const std::string& name) {
-    return Make(std::string(kImagingClass) + "\\" + name + "\\DeviceData");
+    return Make(std::string(kImagingClassPath) + "\\" + name + "\\DeviceData");
   }
   static std::string UserPath(const std::string& subkey = "") {
     return std::string("Software\\") + kTestVendor + "\\Imvanta\\RIX Settings" + subkey;

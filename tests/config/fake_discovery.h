@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/clock.h"
 #include "platform/component.h"
 #include "platform/discovery_interfaces.h"
 #include "platform/system.h"
@@ -115,24 +114,6 @@ class FakeBroker final : public FakeObject<IDiscoveryBroker, IID_IDiscoveryBroke
     *store = new FakeStore;
     return S_OK;
   }
-};
-
-// Time that passes only when somebody sleeps or looks at it.
-class VirtualClock final : public Clock {
- public:
-  VirtualClock() { SetClock(this); }
-  ~VirtualClock() override { SetClock(nullptr); }
-  uint32_t TickCount() override { return now_++; }
-  int64_t SecondsSince1970() override { return now_ / 1000; }
-  LocalTime Now() override { return {2026, 1, 1, 0, 0, 0, 0}; }
-  void Sleep(uint32_t milliseconds) override {
-    now_ += milliseconds;
-    sleeps.push_back(milliseconds);
-  }
-  std::vector<uint32_t> sleeps;
-
- private:
-  uint32_t now_ = 1000;
 };
 
 }  // namespace scantk

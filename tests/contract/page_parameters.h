@@ -2,7 +2,7 @@
 #ifndef SCANTK_TESTS_CONTRACT_PAGE_PARAMETERS_H_
 #define SCANTK_TESTS_CONTRACT_PAGE_PARAMETERS_H_
 
-#include "server/contract/records.h"
+#include "contract/records.h"
 
 namespace scantk::test {
 

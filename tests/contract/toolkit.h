@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "contract/interfaces.h"
 #include "platform/owner.h"
-#include "server/contract/interfaces.h"
 #include "tests/contract/installation.h"
 
 namespace scantk::test {

@@ -1,11 +1,8 @@
 // The trace that a host's registry switches on: a text file for people, shared between processes.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <future>
 #include <thread>
 
-#include "platform/semaphore.h"
 #include "platform/system.h"
 #include "tests/contract/toolkit.h"
 
@@ -39,23 +36,6 @@ TEST_F(TraceTest, FileHasLinesEndingInCrLfAndABannerForEachThread) {
   EXPECT_TRUE(line.ends_with(" ****")) << line;
   EXPECT_TRUE(sandbox.Traced("+++scantk::StartScan : ")) << text;
   EXPECT_TRUE(sandbox.Traced("Returned 0x80004005, VelkanError=TERR_INVALID_SESSION (1)")) << text;
-}
-
-TEST_F(TraceTest, LinesWaitForTheProcessThatHoldsTheFile) {
-  using namespace std::chrono_literals;
-  sandbox.SwitchTraceOn();
-  Toolkit toolkit;
-  std::string name = sandbox.TracePath();
-  std::erase_if(name, [](char c) { return c == '\\' || c == ':'; });
-  NamedSemaphore guard = NamedSemaphore::CreateOrOpen(name, nullptr);
-  ASSERT_EQ(WaitResult::kSignalled, guard.Wait(0));
-  sandbox.ClearTrace();
-  auto call = std::async(std::launch::async, [&] { CallOnNewThread(toolkit); });
-  EXPECT_EQ(std::future_status::timeout, call.wait_for(300ms));
-  EXPECT_EQ("", sandbox.Trace());
-  guard.Release();
-  call.get();
-  EXPECT_TRUE(sandbox.Traced("TERR_INVALID_SESSION"));
 }
 
 }  // namespace

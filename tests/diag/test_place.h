@@ -9,11 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "platform/console.h"
+#include "host/console.h"
 #include "platform/registry.h"
 #include "platform/system.h"
 
 namespace scantk {
+
+using scanhost::ChildProcess;
+using scanhost::ProgramFileName;
+using scanhost::SetEnvironment;
 
 class TestPlace {
  public:
@@ -26,7 +30,6 @@ class TestPlace {
   ~TestPlace() {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
-    RemoveLockFiles();
     std::filesystem::remove(reservation_, ignored);
   }
   TestPlace(const TestPlace&) = delete;
@@ -36,16 +39,6 @@ class TestPlace {
   std::string File(const std::string& name) const { return folder_ + kPathSeparator + name; }
 
  private:
-  // Where named semaphores are files, those named after something of this place stay behind.
-  void RemoveLockFiles() const {
-    const std::string name = std::filesystem::path(folder_).filename().string();
-    std::error_code ignored;
-    for (const char* folder : {"/dev/shm/scantk", "/tmp/scantk"})
-      for (const auto& entry : std::filesystem::directory_iterator(folder, ignored))
-        if (entry.path().filename().string().find(name) != std::string::npos)
-          std::filesystem::remove(entry.path(), ignored);
-  }
-
   std::string reservation_;
   std::string folder_;
 };
@@ -71,12 +64,6 @@ inline std::vector<std::string> TraceLines(const std::string& path) {
     at = end + 1;
   }
   return lines;
-}
-
-// The path of a program built beside this one.
-inline std::string NeighbourProgram(const std::string& stem) {
-  const std::string own = ExecutablePath();
-  return own.substr(0, own.find_last_of("/\\") + 1) + ProgramFileName(stem);
 }
 
 }  // namespace scantk

@@ -2,9 +2,7 @@
 #ifndef SCANTK_TESTS_IMAGING_JPEG_SAMPLES_H_
 #define SCANTK_TESTS_IMAGING_JPEG_SAMPLES_H_
 
-#include <ostream>
 #include <string>
-#include <vector>
 
 #include "tests/imaging/pipeline_harness.h"
 
@@ -24,28 +22,16 @@ struct JpegRecipe {
   int restart = 0;  // MCUs
   Content content = Content::kSmooth;
   bool own_tables = false;  // Huffman tables made for this picture
-  bool wide_quantisation = false;
 
-  int h_max() const;
-  int v_max() const;
   std::string Name() const;
 };
-inline std::ostream& operator<<(std::ostream& out, const JpegRecipe& r) {
-  return out << r.Name();
-}
 
 Bytes EncodeJpeg(const JpegRecipe& recipe);
 
-// A gray picture of `blocks` blocks in a row whose coefficients, in zigzag order, are given.
-Bytes EncodeCoefficients(const std::vector<std::vector<int16_t>>& blocks, int quantisation);
-
-// What the library makes of a stream: interleaved rows of full resolution, accurate transform, no
-// smoothing, no colour conversion. Factors whose ratios are no whole numbers are repeated here from
-// the planes that it gives.
-Bytes DecodeByLibrary(const Bytes& stream);
-
-// The planes of the components, as far as the picture reaches.
+// What the library makes of a stream: the planes of the components, as far as the picture reaches,
+// by the accurate transform; and interleaved rows of full resolution, each sample repeated.
 std::vector<Bytes> PlanesByLibrary(const Bytes& stream);
+Bytes DecodeByLibrary(const Bytes& stream);
 
 // Our decoder alone in a pipeline.
 inline Outcome DecodeJpeg(const Bytes& stream, const Chunks& chunks = {},
@@ -68,7 +54,7 @@ struct JpegParts {
 
   explicit JpegParts(const Bytes& stream);
   Bytes Join() const;
-  Segment& Find(uint8_t marker);
+  Bytes& Body(uint8_t marker);  // of the first such segment
 };
 
 Bytes JpegSegmentBytes(uint8_t marker, const Bytes& body);

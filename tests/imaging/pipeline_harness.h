@@ -2,18 +2,24 @@
 #ifndef SCANTK_TESTS_IMAGING_PIPELINE_HARNESS_H_
 #define SCANTK_TESTS_IMAGING_PIPELINE_HARNESS_H_
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <random>
 #include <vector>
 
+#include "imaging/cpu.h"
 #include "imaging/image_pipeline.h"
 
 namespace scantk::testing {
 
 using Bytes = std::vector<uint8_t>;
+
+inline void Append(Bytes& to, const Bytes& more) {
+  to.insert(to.end(), more.begin(), more.end());
+}
 
 // One callback. Events are compared whole, in the order in which all stages gave them.
 struct Event {
@@ -21,14 +27,8 @@ struct Event {
   bool output;
   uint64_t position;
   Bytes data;
-  int32_t pixels;
   bool operator==(const Event&) const = default;
 };
-
-inline std::ostream& operator<<(std::ostream& out, const Event& event) {
-  return out << "stage " << event.stage << (event.output ? " out" : " in") << " at "
-             << event.position << ", " << event.data.size() << " bytes";
-}
 
 struct Outcome {
   Bytes output;
@@ -37,14 +37,15 @@ struct Outcome {
   std::vector<Event> events;
 };
 
-// Sizes of the pieces in which a run goes.
+// The greatest size of a piece: every piece has it, or with a seed a random one up to it.
+struct Piece {
+  size_t size = SIZE_MAX;
+  uint32_t seed = 0;
+  std::mt19937 random{seed};
+  size_t Next() { return seed ? random() % size + 1 : size; }
+};
 struct Chunks {
-  std::function<size_t()> input = [] { return SIZE_MAX; };
-  std::function<size_t()> output = [] { return SIZE_MAX; };
-
-  static std::function<size_t()> Random(size_t greatest, uint32_t seed) {
-    return [greatest, engine = std::mt19937(seed)]() mutable { return engine() % greatest + 1; };
-  }
+  Piece input, output;
 };
 
 inline XformDescriptor BuiltIn(uint32_t id, std::initializer_list<int64_t> params) {
@@ -65,10 +66,15 @@ inline Bytes RandomBytes(size_t count, uint32_t seed) {
   return bytes;
 }
 
-struct PipelineCloser {
-  void operator()(ImagePipeline* pipeline) const { ipDestroyPipeline(pipeline); }
-};
-using PipelineOwner = std::unique_ptr<ImagePipeline, PipelineCloser>;
+// Does `work` on every path of the processor.
+inline void OnEveryPath(const std::function<void()>& work) {
+  for (const CpuPath path : CpuPaths()) {
+    SCOPED_TRACE(PathName(path));
+    ForcePath(path);
+    work();
+    ForcePath({});
+  }
+}
 
 class Harness {
  public:
@@ -76,80 +82,69 @@ class Harness {
       : taps_(chain.size()) {
     for (size_t i = 0; i < chain.size() && record_events; ++i) {
       taps_[i] = {this, i};
-      chain[i].inputCallback = OnInput;
-      chain[i].outputCallback = OnOutput;
+      chain[i].inputCallback = Record<false>;
+      chain[i].outputCallback = Record<true>;
       chain[i].clientData = &taps_[i];
     }
-    IpHandle handle = nullptr;
-    const int count = static_cast<int>(chain.size());
-    if (ipCreatePipeline(count, chain.data(), 0, &handle) == IP_FINISHED) pipeline_.reset(handle);
-    ipSetInputTraits(handle, &traits);
+    ipCreatePipeline(static_cast<int>(chain.size()), chain.data(), 0, &handle_);
+    ipSetInputTraits(handle_, &traits);
   }
+  Harness(const Harness&) = delete;
+  ~Harness() { ipDestroyPipeline(handle_); }
 
-  IpHandle handle() { return pipeline_.get(); }
+  IpHandle handle() const { return handle_; }
   Outcome& outcome() { return outcome_; }
 
   // Gives `input` in pieces until it is used up or a result bit comes up.
-  void Feed(const Bytes& input, const Chunks& chunks = {}) {
+  void Feed(const Bytes& input, Chunks chunks = {}) {
     size_t at = 0;
     while (at < input.size() && !outcome_.result) {
-      const size_t piece = std::min(input.size() - at, chunks.input());
       // Exactly as large as announced, so that a sanitizer sees every byte beyond.
-      const Bytes given(input.begin() + static_cast<ptrdiff_t>(at),
-                        input.begin() + static_cast<ptrdiff_t>(at + piece));
-      at += Call(given.data(), given.size(), chunks.output());
+      const auto from = input.begin() + static_cast<ptrdiff_t>(at);
+      const size_t piece = std::min(input.size() - at, chunks.input.Next());
+      const Bytes given(from, from + static_cast<ptrdiff_t>(piece));
+      at += Call(given.data(), given.size(), chunks.output.Next());
     }
   }
 
   // Says that the input is over and takes what is left.
-  void Drain(const Chunks& chunks = {}) {
-    while (!outcome_.result) Call(nullptr, 0, chunks.output());
+  void Drain(Chunks chunks = {}) {
+    while (!outcome_.result) Call(nullptr, 0, chunks.output.Next());
   }
 
   // One ipConvert, all of it recorded. Returns the bytes used.
   size_t Call(const uint8_t* input, size_t available, size_t space) {
-    Bytes room(std::min<size_t>(space, size_t{1} << 20));
+    Bytes room(std::min<size_t>(space, size_t{1} << 20) + 1);
     size_t used = 0, produced = 0;
-    uint64_t next = 0, position = 0;
-    const bool has_room = !room.empty();
-    uint8_t nothing = 0;
-    outcome_.result = ipConvert(handle(), available, input, &used, &next, room.size(),
-                                has_room ? room.data() : &nothing, &produced, &position);
+    outcome_.result = ipConvert(handle_, available, input, &used, &next, room.size() - 1,
+                                room.data(), &produced, &position);
     outcome_.used += used;
-    positions_agree_ &= next == outcome_.used || outcome_.result != 0;
-    positions_agree_ &= produced == 0 || position == outcome_.output.size();
-    outcome_.output.insert(outcome_.output.end(), room.begin(),
-                           room.begin() + static_cast<ptrdiff_t>(produced));
+    positions_agree &= next == outcome_.used || outcome_.result != 0;
+    positions_agree &= produced == 0 || position == outcome_.output.size();
+    room.resize(produced);
+    Append(outcome_.output, room);
     return used;
   }
 
-  // The positions that every call reported were those of the bytes that it moved.
-  bool positions_agree() const { return positions_agree_; }
+  uint64_t next = 0, position = 0;  // of the last call
+  bool positions_agree = true;      // in every call with the bytes that it moved
 
  private:
   struct Tap {
     Harness* harness;
     size_t stage;
   };
-  static void Record(bool output, const ImageTraits* traits, size_t bytes, const uint8_t* data,
+  template <bool kOutput>
+  static void Record(IpHandle, const ImageTraits*, size_t bytes, const uint8_t* data,
                      uint64_t position, void* client) {
     const Tap& tap = *static_cast<Tap*>(client);
     tap.harness->outcome_.events.push_back(
-        {tap.stage, output, position, Bytes(data, data + bytes), traits->pixelsPerRow});
-  }
-  static void OnInput(IpHandle, const ImageTraits* traits, size_t bytes, const uint8_t* data,
-                      uint64_t position, void* client) {
-    Record(false, traits, bytes, data, position, client);
-  }
-  static void OnOutput(IpHandle, const ImageTraits* traits, size_t bytes, const uint8_t* data,
-                       uint64_t position, void* client) {
-    Record(true, traits, bytes, data, position, client);
+        {tap.stage, kOutput, position, Bytes(data, data + bytes)});
   }
 
   std::vector<Tap> taps_;
-  PipelineOwner pipeline_;
+  IpHandle handle_ = nullptr;
   Outcome outcome_;
-  bool positions_agree_ = true;
 };
 
 // A whole image through a chain.

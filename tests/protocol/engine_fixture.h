@@ -7,24 +7,24 @@
 #include <memory>
 
 #include "protocol/protocol_engine.h"
-#include "tests/protocol/scripted_transport.h"
+#include "tests/doubles/scripted_transport.h"
 
 namespace scantk::test {
 
 struct ScriptedEngine {
-  ScriptedEngine() { engine.AttachTransport(std::make_unique<ScriptedTransport>(script)); }
+  ScriptedEngine() { engine.channel.Attach(std::make_unique<ScriptedTransport>(script)); }
 
   // An inquiry's status and value in one, for comparing.
   std::pair<QrlStatus, int32_t> Number(uint32_t id, char kind) {
     int32_t value = 12345;
-    const QrlStatus status = engine.InquireNumber(id, kind, &value);
+    const QrlStatus status = engine.exchange.InquireNumber(id, kind, &value);
     return {status, value};
   }
   // Has the device identified as one that answers the alternative identification alone.
   void TurnCacheOn() {
     script.Ask("19E", "dN").AskText("18E", "whatever");
     int32_t model = 0;
-    EXPECT_EQ(SL_OK, engine.InquireModel(&model));
+    EXPECT_EQ(SL_OK, engine.exchange.InquireModel(&model));
     EXPECT_EQ(64, model);
   }
 

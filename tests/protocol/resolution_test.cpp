@@ -1,8 +1,8 @@
-// Asking for more than the device has: what is sent, and what the answers are turned into.
+// What the engine keeps in mind: resolutions above the device's, values that the device holds, its
+// lock.
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 
 #include "tests/protocol/engine_fixture.h"
 
@@ -14,46 +14,48 @@ constexpr int32_t kMost = std::numeric_limits<int32_t>::max();
 TEST(Resolution, AboveTheMaximumTheDeviceGetsItsMaximum) {
   ScriptedEngine e;
   e.script.Command("*a600R").Command("*a2400S");
-  EXPECT_EQ(SL_OK, e.engine.SendCommand(SL_X_RESOLUTION, 1200));
-  EXPECT_EQ(SL_OK, e.engine.SendCommand(SL_Y_RESOLUTION, 4800));
-  e.script.Ask("10323R", "p600V").Ask("10324R", "p2400V");
+  e.engine.exchange.SendCommand(SL_X_RESOLUTION, 1200);
+  e.engine.exchange.SendCommand(SL_Y_RESOLUTION, 4800);
+  e.script.Ask("10323R", "p600V")
+      .Ask("10324R", "p2400V")
+      .Ask("10323R", "p599V")
+      .Ask("10323L", "k600V");
   EXPECT_EQ(Answered(SL_OK, 1200), e.Number(SL_X_RESOLUTION, 'R'));
   EXPECT_EQ(Answered(SL_OK, 4800), e.Number(SL_Y_RESOLUTION, 'R'));
   // Only the current value is dressed up, and only where it is the maximum.
-  e.script.Ask("10323R", "p599V").Ask("10323L", "k600V");
   EXPECT_EQ(Answered(SL_OK, 599), e.Number(SL_X_RESOLUTION, 'R'));
   EXPECT_EQ(Answered(SL_OK, 600), e.Number(SL_X_RESOLUTION, 'L'));
-
-  e.script.Ask("1026E", "d3000V").Ask("1024E", "d2550V").Ask("10312R", "p24V").Ask("1025E", "d1V");
+  e.script.Ask("1026E", "d3000V")
+      .Ask("1024E", "d2550V")
+      .Ask("10312R", "p24V")
+      .Ask("1025E", "d1V")
+      .Ask("1026E", "dN");
   EXPECT_EQ(Answered(SL_OK, 5999), e.Number(SL_LINES_PER_SCAN, 'R'));
   EXPECT_EQ(Answered(SL_OK, 5100), e.Number(SL_PIXELS_PER_LINE, 'R'));
   EXPECT_EQ(Answered(SL_OK, 24), e.Number(SL_BITS_PER_PIXEL, 'R'));
   EXPECT_EQ(Answered(SL_OK, 15300), e.Number(SL_BYTES_PER_LINE, 'R'));
-  // Failures stay failures, and show no value.
-  e.script.Ask("1026E", "dN");
   EXPECT_EQ(Answered(SL_NULLRESPONSE, 0), e.Number(SL_LINES_PER_SCAN, 'R'));
   EXPECT_EQ("", e.script.Faults());
 }
 
-TEST(Resolution, OnlyAResetEndsTheEnlarging) {
+TEST(Resolution, OnlyAResetEndsTheEnlargingAndNoAxisShrinks) {
   ScriptedEngine e;
-  e.script.Command("*a600R").Command("*a300R").Command("*a600S");
-  e.engine.SendCommand(SL_X_RESOLUTION, 1200);
-  e.engine.SendCommand(SL_X_RESOLUTION, 300);
-  e.engine.SendCommand(SL_Y_RESOLUTION, 600);
-  e.script.Ask("1026E", "d100V");
-  EXPECT_EQ(Answered(SL_OK, 99), e.Number(SL_LINES_PER_SCAN, 'R'));
-  e.script
-      .FailWrite(
-          "\x1b"
-          "E",
-          kTransportFailure)
-      .Ask("1026E", "d100V");
+  e.script.Command("*a600R").Command("*a75R").Command("*a600S");
+  e.engine.exchange.SendCommand(SL_X_RESOLUTION, 1200);
+  e.engine.exchange.SendCommand(SL_X_RESOLUTION, 75);
+  e.engine.exchange.SendCommand(SL_Y_RESOLUTION, 600);
+  const auto geometry = [&](int32_t lines) {
+    e.script.Ask("1026E", "d100V").Ask("1024E", "d100V");
+    EXPECT_EQ(Answered(SL_OK, lines), e.Number(SL_LINES_PER_SCAN, 'R'));
+    EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_PIXELS_PER_LINE, 'R'));
+  };
+  geometry(99);
+  e.script.FailWrite(std::string("\x1b") + "E", kTransportFailure);
   EXPECT_EQ(SL_BADACCESS, e.engine.Reset());
-  EXPECT_EQ(Answered(SL_OK, 99), e.Number(SL_LINES_PER_SCAN, 'R'));
-  e.script.Command("E").Ask("1026E", "d100V");
+  geometry(99);
+  e.script.Command("E");
   EXPECT_EQ(SL_OK, e.engine.Reset());
-  EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_LINES_PER_SCAN, 'R'));
+  geometry(100);
   EXPECT_EQ("", e.script.Faults());
 }
 
@@ -63,47 +65,48 @@ TEST(Resolution, LearnsMaxima) {
     e.script.Ask(inquiry, answer);
     e.Number(id, 'H');
   };
-  const auto sends = [&](int32_t asked, int32_t sent) {
-    e.script.Command("*a" + std::to_string(sent) + "R");
-    e.engine.SendCommand(SL_X_RESOLUTION, asked);
-    EXPECT_EQ("", e.script.Faults()) << asked;
+  const auto sends = [&](uint32_t id, const char* command) {
+    e.script.Command(command);
+    e.engine.exchange.SendCommand(id, 5000);
+    EXPECT_EQ("", e.script.Faults()) << command;
   };
   learn(SL_X_RESOLUTION_FLAT, "11323H", "g1200V");
-  sends(2400, 1200);
   learn(SL_X_RESOLUTION_ADF, "12323H", "g300V");  // the flatbed's stands
-  sends(2400, 1200);
+  sends(SL_X_RESOLUTION, "*a1200R");
   learn(SL_X_RESOLUTION_FLAT, "11323H", "gN");  // could not be learnt: limits nothing
-  sends(2400, 2400);
+  sends(SL_X_RESOLUTION, "*a5000R");
   learn(SL_X_RESOLUTION_ADF, "12323H", "g300V");
-  sends(2400, 300);
   learn(SL_X_RESOLUTION, "10323H", "g100V");
-  sends(2400, 300);
-  learn(SL_X_RESOLUTION_FLAT, "11323H", "g-7V");
-  sends(2400, 2400);
-  EXPECT_EQ("", e.script.Faults());
+  sends(SL_X_RESOLUTION, "*a300R");
+  learn(SL_Y_RESOLUTION, "10324H", "gN");  // neither answers
+  sends(SL_Y_RESOLUTION, "*a2400S");
+  learn(SL_Y_RESOLUTION, "10324H", "g600V");
+  sends(SL_Y_RESOLUTION, "*a600S");
+  learn(SL_Y_RESOLUTION_FLAT, "11324H", "g1200V");
+  learn(SL_Y_RESOLUTION, "10324H", "g600V");
+  sends(SL_Y_RESOLUTION, "*a1200S");
 }
 
 // Numbers that no honest device has; the sanitizer watches the arithmetic.
 TEST(Resolution, BearsAbsurdNumbers) {
   ScriptedEngine e;
   e.script.Command("*a600R").Command("*a2400S");
-  e.engine.SendCommand(SL_X_RESOLUTION, kMost);
-  e.engine.SendCommand(SL_Y_RESOLUTION, kMost);
-  for (const char* answer : {"d2147483647V", "d-2147483648V", "d-1V", "d0V"}) {
+  e.engine.exchange.SendCommand(SL_X_RESOLUTION, kMost);
+  e.engine.exchange.SendCommand(SL_Y_RESOLUTION, kMost);
+  for (const char* answer : {"d2147483647V", "d-2147483648V", "d0V"}) {
     e.script.Ask("1024E", answer)
         .Ask("10312R", "p2147483647V")
         .Ask("1025E", answer)
         .Ask("1026E", answer);
     for (const uint32_t id :
-         {SL_PIXELS_PER_LINE, SL_BITS_PER_PIXEL, SL_BYTES_PER_LINE, SL_LINES_PER_SCAN}) {
+         {SL_PIXELS_PER_LINE, SL_BITS_PER_PIXEL, SL_BYTES_PER_LINE, SL_LINES_PER_SCAN})
       EXPECT_EQ(SL_OK, e.Number(id, 'R').first);
-    }
   }
   // The maximum is lost after the enlarging began, and the resolution asked for is none.
   e.script.Ask("11323H", "gN").Ask("1024E", "d100V").Command("*a0S").Ask("1026E", "d100V");
   e.Number(SL_X_RESOLUTION_FLAT, 'H');
   EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_PIXELS_PER_LINE, 'R'));
-  e.engine.SendCommand(SL_Y_RESOLUTION, 0);
+  e.engine.exchange.SendCommand(SL_Y_RESOLUTION, 0);
   EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_LINES_PER_SCAN, 'R'));
   EXPECT_EQ("", e.script.Faults());
 }
@@ -114,6 +117,117 @@ TEST(Resolution, OneModelHasAVerticalExtentOfItsOwn) {
   EXPECT_EQ(Answered(SL_OK, 4200), e.Number(SL_YEXT_PIXEL, 'H'));
   e.script.Ask("10482H", "g4200V").Ask("19E", "dN").AskText("18E", "any");
   EXPECT_EQ(Answered(SL_OK, 3508), e.Number(SL_YEXT_PIXEL, 'H'));
+  EXPECT_EQ("", e.script.Faults());
+}
+
+TEST(Cache, SkipsWhatTheDeviceHolds) {
+  ScriptedEngine e;
+  // Each pair is sent once while the cache is on; off, and for what is never kept, twice.
+  const auto twice = [&](uint32_t id, int32_t value, const char* command, int sent) {
+    for (int i = 0; i < sent; ++i) e.script.Command(command);
+    for (int i = 0; i < 2; ++i)
+      EXPECT_EQ(SL_OK, e.engine.exchange.SendCommand(id, value)) << command;
+    EXPECT_EQ("", e.script.Faults()) << command;
+  };
+  twice(SL_DUPLEX, 1, "*d1D", 2);
+  e.TurnCacheOn();
+  twice(SL_DUPLEX, 1, "*d1D", 1);
+  e.script.FailWrite("\x1b*d0D", 0, 3);  // a short write is not remembered
+  EXPECT_EQ(SL_BADACCESS, e.engine.exchange.SendCommand(SL_DUPLEX, 0));
+  twice(SL_DUPLEX, 0, "*d0D", 1);
+  twice(SL_COMPRESSION, 2, "*a2C", 1);
+  twice(SL_RESET, 0, "E", 2);  // makes it forget compression but not duplex
+  twice(SL_COMPRESSION, 2, "*a2C", 1);
+  twice(SL_DUPLEX, 0, "", 0);
+  twice(SL_X_RESOLUTION, 300, "*a300R", 2);
+  twice(SL_DEVLOCK, 1, "*f1H", 2);
+  twice(SL_SCAN_TRANSFER_TYPE, 2, "*m2S", 2);
+  int32_t model = 0;
+  e.script.AskText("19E", "ZM-13");  // a known model turns it off
+  EXPECT_EQ(SL_OK, e.engine.exchange.InquireModel(&model));
+  twice(SL_DUPLEX, 0, "*d0D", 2);
+}
+
+TEST(Cache, AnswersKnownValuesByKind) {
+  ScriptedEngine e;
+  e.TurnCacheOn();
+  e.script.Ask("10956R", "q7V").Ask("10956R", "pN");  // what failed is asked again
+  EXPECT_EQ(Answered(SL_BADRESPONSE, 0), e.Number(SL_TONEMAP, 'R'));
+  EXPECT_EQ(Answered(SL_NULLRESPONSE, 0), e.Number(SL_TONEMAP, 'R'));
+  e.script.Ask("10956R", "p1V").Ask("10956L", "k0V").Ask("10956H", "g9V");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(Answered(SL_OK, 1), e.Number(SL_TONEMAP, 'R'));
+    EXPECT_EQ(Answered(SL_OK, 0), e.Number(SL_TONEMAP, 'L'));
+    EXPECT_EQ(Answered(SL_OK, 9), e.Number(SL_TONEMAP, 'H'));
+  }
+  // The window is taken to be at the origin until a reset or a clearing of errors.
+  EXPECT_EQ(SL_OK, e.engine.exchange.SendCommand(SL_YPOS_PIXEL, 0));
+  e.script.Command("*oE").Command("*f0Y");
+  for (const uint32_t id : {SL_CLEAR_ERRORS, SL_YPOS_PIXEL})
+    EXPECT_EQ(SL_OK, e.engine.exchange.SendCommand(id, 0));
+  // The error count is known until the next command that is sent, or cannot be built.
+  e.script.Ask("257E", "d0V");
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(SL_OK, e.engine.errors.InquireOldestError());
+  e.script.Command("*d1D").Ask("257E", "d0V");
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(SL_OK, e.engine.exchange.SendCommand(SL_DUPLEX, 1));  // the second is not sent
+    EXPECT_EQ(SL_OK, e.engine.errors.InquireOldestError());
+  }
+  e.script.Ask("257E", "d0V");
+  EXPECT_EQ(SL_INVALID_REQUEST, e.engine.exchange.SendCommand(SL_ADF_PRESENT, 1));
+  EXPECT_EQ(SL_OK, e.engine.errors.InquireOldestError());
+  EXPECT_EQ("", e.script.Faults());
+}
+
+TEST(DeviceLock, IsTakenAndGivenBack) {
+  ScriptedEngine e;
+  e.script.Ask("257E", "d0V").Command("*f1H").AskText("505E", "17 host").Command("*f60I");
+  EXPECT_EQ(SL_OK, e.engine.lock.LockScanner(60));
+  EXPECT_TRUE(e.engine.lock.IsHeld());
+  // A lock that could not be given back is still held; without one the transport is let go all the
+  // same.
+  e.script.Command("*f0I").FailWrite("\x1b*f0H", kTransportFailure).Disconnect();
+  EXPECT_EQ(SL_BADACCESS, e.engine.lock.UnLockScanner());
+  EXPECT_TRUE(e.engine.lock.IsHeld());
+  e.script.Command("*f0I").Command("*f0H").Disconnect().Disconnect();
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(SL_OK, e.engine.lock.UnLockScanner());
+  EXPECT_FALSE(e.engine.lock.IsHeld());
+  EXPECT_EQ("", e.script.Faults());
+}
+
+TEST(DeviceLock, IsBusyFailsOrGoesOnStepByStep) {
+  ScriptedEngine e;
+  const auto locks = [&](QrlStatus status, bool held) {
+    EXPECT_EQ(status, e.engine.lock.LockScanner(5));
+    EXPECT_EQ(held, e.engine.lock.IsHeld());
+    EXPECT_EQ("", e.script.Faults()) << status;
+  };
+  for (const char* id :
+       {"0", "", "none"}) {  // somebody else's; even where the request cannot be taken back
+    e.script.Ask("257E", "d0V").Command("*f1H").AskText("505E", id).Command("*f0I");
+    e.script.FailWrite("\x1b*f0H", kTransportFailure).Disconnect();
+    locks(SL_BUSY, false);
+  }
+  e.script.Ask("257E", "d1V").Ask("261E", "d502V").Command("*oE");  // a cancel is not gone over
+  locks(SL_CANCEL, false);
+  e.script.Ask("257E", "d0V").FailWrite("\x1b*f1H", kTransportFailure);
+  locks(SL_BADRESPONSE, false);
+  e.script.Ask("257E", "d0V").Command("*f1H").Ask("505E", "dN");
+  locks(SL_BADRESPONSE, false);
+  e.script.Ask("257E", "d1V")
+      .Ask("261E", "d1026V")
+      .Command("*oE")
+      .Command("*f1H")
+      .AskText("505E", "3");
+  e.script.FailWrite("\x1b*f5I",
+                     kTransportFailure);  // the lock holds without its time, and tells the error
+  locks(SL_ERR_MAPPED_FEEDER_EMPTY, true);
+
+  e.script.AskText("505E", "4").Command("*f30I").AskText("505E", "0").Ask("505E", "dN");
+  for (const QrlStatus status : {SL_OK, SL_OK, SL_BADRESPONSE})
+    EXPECT_EQ(status, e.engine.lock.SetDeviceTimeout(30));
+  e.script.AskText("505E", "4").FailWrite("\x1b*f30I", kTransportFailure);
+  EXPECT_EQ(SL_BADACCESS, e.engine.lock.SetDeviceTimeout(30));
   EXPECT_EQ("", e.script.Faults());
 }
 

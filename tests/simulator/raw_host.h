@@ -1,52 +1,119 @@
 // A host that speaks to a device in bytes, with nothing of the toolkit in between.
-#pragma once
+#ifndef SCANTK_TESTS_SIMULATOR_RAW_HOST_H_
+#define SCANTK_TESTS_SIMULATOR_RAW_HOST_H_
 
-#include <cstdint>
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "simulator/sockets.h"
 
 namespace scantk::sim::test {
 
-/// A page as it came over the wire.
+// A page as it came over the wire.
 struct WirePage {
-  std::vector<uint8_t> image;     // of all raster records
-  std::vector<size_t> blocks;     // length of each, its header included
-  std::vector<size_t> records;    // image bytes of each raster record
-  bool aborted = false;           // the last block says so
-  bool broken = false;            // framing or connection ended before a last block
-  bool has_end = false;           // an end-of-page record came
-  std::vector<uint8_t> end_rows;  // its eight bytes of counts
+  std::vector<uint8_t> image;  // of all raster records
+  std::vector<size_t> blocks;  // length of each, its header included
+  size_t longest_record = 0;
+  bool aborted = false;  // the last block says so
+  bool broken = false;   // framing or connection ended before a last block
+  std::string end_rows;  // the eight bytes of counts of the end-of-page record
+  std::string Text() const { return {image.begin(), image.end()}; }
 };
 
 class RawHost {
  public:
-  /// Connects and reads the greeting.
-  explicit RawHost(const std::string& address, uint16_t port = 9290);
-  ~RawHost() { Close(); }
-  RawHost(const RawHost&) = delete;
-  RawHost& operator=(const RawHost&) = delete;
+  // Connects and reads the greeting.
+  explicit RawHost(const std::string& address) : socket_(Connect(LookUp(address, 9290))) {
+    greeting_ = Read(2);
+  }
 
   const std::string& greeting() const { return greeting_; }
-  /// `~` stands for the escape byte.
-  void Send(std::string_view text);
-  void SendBytes(const std::vector<uint8_t>& bytes);
-  /// What the device answers to the inquiry "~*s" + `inquiry`, up to its first capital (the string
-  /// included when that is a W), without the escape; what came when it stops short of that.
-  std::string Ask(const std::string& inquiry);
-  /// Sends `commands` and returns once the device has carried them out.
-  void Command(std::string_view commands);
-  /// Up to `size` bytes; fewer when the device closes or is silent for `timeout_ms`.
-  std::string Read(size_t size, int timeout_ms = 4000);
-  WirePage ReadPage();
-  /// Whether the device has closed the connection (waits up to `timeout_ms`, discards what comes).
-  bool Closed(int timeout_ms = 4000);
-  /// As a killed process would: at once, with a reset when bytes are unread.
-  void Close();
+  void Close() { socket_.Reset(); }
+
+  // `~` stands for the escape byte.
+  void Send(std::string text) {
+    std::replace(text.begin(), text.end(), '~', '\x1b');
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+    ASSERT_EQ(static_cast<int>(text.size()), sim::Send(socket_, {bytes, text.size()}));
+  }
+
+  // What the device answers to the inquiry "~*s" + `inquiry`, up to its first capital (with the
+  // text when that is a W), without the escape; what came when it stops short of that.
+  std::string Ask(const std::string& inquiry) {
+    Send("~*s" + inquiry);
+    std::string answer;
+    Read(1);  // the escape
+    for (std::string next; answer.empty() || answer.back() < 'A' || answer.back() > 'Z';) {
+      if ((next = Read(1)).empty()) return answer;
+      answer += next;
+    }
+    if (answer.back() != 'W') return answer;
+    return answer + Read(std::stoul(answer.substr(answer.find_first_of("pkgd") + 1)));
+  }
+
+  // Sends `commands` and returns once the device has carried them out.
+  void Command(const std::string& commands) {
+    Send(commands);
+    Ask("257E");
+  }
+
+  // Up to `size` bytes; fewer when the device closes or is silent for `silence_ms`.
+  std::string Read(size_t size, int silence_ms = 2000) {
+    std::string bytes(size, '\0');
+    for (size_t got = 0; got < size;) {
+      std::vector<Watched> ready = {{.file = socket_.Get(), .reads = true}};
+      WaitFor(ready, silence_ms);
+      const int count = Receive(socket_, reinterpret_cast<uint8_t*>(&bytes[got]), size - got);
+      if (count <= 0) return bytes.substr(0, got);
+      got += static_cast<size_t>(count);
+    }
+    return bytes;
+  }
+
+  WirePage ReadPage() {
+    WirePage page;
+    for (;;) {
+      const std::string header = Read(8);
+      const size_t length = header.size() == 8 ? Little(header, 0, 4) : 0;
+      const std::string body = length < 8 ? "" : Read(length - 8);
+      page.broken = length < 8 || body.size() != length - 8 || !TakeRecords(body, &page);
+      if (page.broken) return page;
+      page.blocks.push_back(length);
+      page.aborted = (header[7] & 0x20) != 0;
+      if (header[7] & 0x22) return page;
+    }
+  }
+
+  static size_t Little(const std::string& bytes, size_t at, size_t count) {
+    size_t value = 0;
+    for (size_t i = count; i-- > 0;) value = value << 8 | static_cast<uint8_t>(bytes[at + i]);
+    return value;
+  }
 
  private:
-  int fd_ = -1;
+  // Takes the records of one block's body apart; false when they do not fit it.
+  static bool TakeRecords(const std::string& body, WirePage* page) {
+    for (size_t at = 0, size = 0; at < body.size(); at += size) {
+      const int type = body[at];
+      size = type == 0 ? 36 : type == 2 ? 12 : 0;
+      if (type == 1 && at + 4 <= body.size()) size = 4 + Little(body, at + 2, 2);
+      if (size == 0 || at + size > body.size()) return false;
+      if (type == 2) page->end_rows = body.substr(at + 4, 8);
+      if (type != 1) continue;
+      page->longest_record = std::max(page->longest_record, size - 4);
+      for (size_t i = at + 4; i < at + size; ++i)
+        page->image.push_back(static_cast<uint8_t>(body[i]));
+    }
+    return true;
+  }
+
+  Socket socket_;
   std::string greeting_;
 };
 
 }  // namespace scantk::sim::test
+
+#endif  // SCANTK_TESTS_SIMULATOR_RAW_HOST_H_

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/reliability/legal_outcomes.h"
+#include "tests/sweep/legal_outcomes.h"
 #include "tests/sweep/virtual_network.h"
 
 namespace scantk::test {

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "tests/reliability/legal_outcomes.h"
+#include "tests/sweep/legal_outcomes.h"
 
 namespace scantk::test {
 

@@ -4,7 +4,7 @@
 
 #include <objbase.h>
 
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 namespace scantk::test {
 

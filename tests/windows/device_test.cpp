@@ -1,5 +1,5 @@
 // The component with a device: the simulated one that with_simulator started.
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-#include "platform/console.h"
+#include "host/console.h"
 #include "tests/config/fake_discovery.h"
 #include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
@@ -44,10 +44,11 @@ class DeviceTest : public ::testing::Test {
   }
 
   // Another process that locks the device and holds it for a while. Null when it did not start.
-  std::unique_ptr<ChildProcess> Rival(const std::string& device, int held_ms, std::string* answer) {
+  std::unique_ptr<scanhost::ChildProcess> Rival(const std::string& device, int held_ms,
+                                                std::string* answer) {
     std::string error;
-    auto child = ChildProcess::Start(SCANTK_LOCK_HOLDER,
-                                     {device, Address(), std::to_string(held_ms)}, &error);
+    auto child = scanhost::ChildProcess::Start(
+        SCANTK_HELPER, {"session", device, Address(), std::to_string(held_ms)}, &error);
     EXPECT_TRUE(child) << error;
     if (child && !child->ReadLine(20000, answer)) ADD_FAILURE() << "the other process says nothing";
     return child;
@@ -152,24 +153,6 @@ TEST_F(DeviceTest, UnpluggedUsb) {
   EXPECT_EQ(kCommunication, last_read);
   Close(session);
   EXPECT_LT(Now::now() - start, milliseconds(20000));
-}
-
-TEST_F(DeviceTest, IsFoundUnderItsNewName) {
-  const std::string device = sandbox.AddNetworkDevice(Address());
-  uint32_t session = 0;
-  ASSERT_EQ(kOk, Open(device, &session));
-  EXPECT_EQ(kOk, Lock(session, 1000));
-  EXPECT_EQ(kOk, Unlock(session));
-  Close(session);
-  sandbox.SetDeviceText(device, "NetworkDeviceID", "another name");
-  ASSERT_EQ(kOk, Open("another name", &session));
-  EXPECT_EQ(kOk, Lock(session, 1000));
-  EXPECT_EQ(kOk, Unlock(session));
-  Close(session);
-  // The old name is no longer a device's: it is tried as a host name, and there is none.
-  ASSERT_EQ(kOk, Open(device, &session));
-  EXPECT_FALSE(Lock(session, 1000) == kOk);
-  Close(session);
 }
 
 TEST_F(DeviceTest, MovedIsFoundByTheDiscoveryComponent) {

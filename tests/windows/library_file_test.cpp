@@ -1,5 +1,5 @@
 // The library as a file: what it exports, what it needs, what it carries.
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

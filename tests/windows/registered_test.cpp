@@ -1,6 +1,6 @@
 // The component as the system's installer and its component runtime see it: registered by regsvr32,
 // created by class identifier.
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 #include <gtest/gtest.h>
 #include <oleauto.h>

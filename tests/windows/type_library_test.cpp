@@ -1,15 +1,15 @@
 // The type library that the component carries, held against the C++ declarations.
-#include "platform/component_types.h"
+#include "contract/component_types.h"
 
 #include <gtest/gtest.h>
 #include <oleauto.h>
 
 #include <map>
 
+#include "contract/interfaces.h"
 #include "platform/component.h"
 #include "platform/owner.h"
 #include "platform/system.h"
-#include "server/contract/interfaces.h"
 #include "tests/contract/installation.h"
 #include "tests/windows/contract_headers.h"
 

@@ -7,14 +7,17 @@
 namespace scantk::test {
 
 OwnRegistry::OwnRegistry(const std::string& folder) {
-  // The C library keeps every text that it is given to copy; this one it only points to.
-  static std::string setting;
-  setting = "SCANTK_REGISTRY=" + folder + "/registry.reg";
-  putenv(setting.data());
+  // The C library keeps every text that it is given to copy; these it only points to.
+  static std::string settings[3];
+  settings[0] = "SCANTK_REGISTRY=" + folder + "/registry.reg";
+  settings[1] = "SCANTK_DEVICE_STORE=" + folder + "/devices.txt";
+  settings[2] = "SCANTK_COMMON_DATA=" + folder;
+  for (std::string& setting : settings) putenv(setting.data());
 }
 
 OwnRegistry::~OwnRegistry() {
-  unsetenv("SCANTK_REGISTRY");
+  for (const char* name : {"SCANTK_REGISTRY", "SCANTK_DEVICE_STORE", "SCANTK_COMMON_DATA"})
+    unsetenv(name);
 }
 
 std::string LibraryPath() {

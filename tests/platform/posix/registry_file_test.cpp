@@ -1,5 +1,7 @@
-#include "platform/posix/registry_file.h"
+// The registry where it is files: shared by processes, users and the whole system.
+#include "platform/stand_ins/registry_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -13,55 +15,89 @@
 
 #include "platform/component.h"
 #include "platform/error_codes.h"
-#include "platform/registry.h"
-#include "tests/platform/scratch.h"
+#include "platform/posix/file_lock.h"
+#include "platform/registry_values.h"
+#include "tests/diag/test_place.h"
+#include "tests/doubles/virtual_clock.h"
 
 namespace scantk {
 namespace {
 
 constexpr char kHead[] = "Windows Registry Editor Version 5.00\n\n";
+constexpr auto kUser = RegistryRoot::kCurrentUser;
+constexpr auto kMachine = RegistryRoot::kLocalMachine;
+constexpr auto kRead = RegistryAccess::kRead;
+constexpr auto kWrite = RegistryAccess::kReadWrite;
+constexpr uid_t kOwner = 4711, kNobody = 65534;
 
-std::string Contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+// A text of the registry, or why there is none.
+std::string Value(RegistryRoot root, const std::string& path, const char* name) {
+  RegistryKey key;
+  char text[64] = {};
+  const uint32_t failure = RegistryKey::Open(root, path, kRead, &key);
+  if (failure) return "error " + std::to_string(failure);
+  return QueryText(key, name, text, sizeof text) ? text : "(none)";
+}
+
+uint32_t Store(RegistryRoot root, const std::string& path, const char* name, const char* text) {
+  RegistryKey key;
+  const uint32_t failure = RegistryKey::Create(root, path, &key, nullptr);
+  return failure ? failure : key.SetString(name, text, static_cast<uint32_t>(std::strlen(text)));
+}
+
+std::string Subkeys(RegistryRoot root, const std::string& path) {
+  RegistryKey key;
+  std::string names, name;
+  EXPECT_EQ(0u, RegistryKey::Open(root, path, kRead, &key));
+  for (uint32_t i = 0; key.EnumerateSubkey(i, &name) == 0; ++i) names += name + " ";
+  return names;
+}
+
+// What `body` answers in a process of a user who owns nothing.
+bool AsNobody(const std::function<bool()>& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const bool nobody = getuid() != 0 || (setgid(kNobody) == 0 && setuid(kNobody) == 0);
+    _exit(nobody && body() ? 0 : 1);
+  }
+  int status = -1;
+  return waitpid(child, &status, 0) == child && status == 0;
 }
 
 class RegistryFileTest : public testing::Test {
  protected:
-  void SetUp() override {
-    path_ = folder_.Path() + "/registry.reg";
-    setenv("SCANTK_REGISTRY", path_.c_str(), 1);
+  RegistryFileTest() { chmod(place_.Folder().c_str(), 0777); }
+  ~RegistryFileTest() override {
+    unsetenv("SCANTK_SYSTEM_REGISTRY");
+    unsetenv("XDG_CONFIG_HOME");
   }
-  void TearDown() override { unsetenv("SCANTK_REGISTRY"); }
 
   void Put(const std::string& text) { std::ofstream(path_, std::ios::binary) << text; }
-
-  // The default value of a class, through the classes' root.
-  std::string ClassDefault(const std::string& path) {
-    RegistryKey key;
-    char text[64] = {};
-    uint32_t size = sizeof text;
-    const uint32_t opened =
-        RegistryKey::Open(RegistryRoot::kClassesRoot, path, RegistryAccess::kRead, &key);
-    return opened == 0 && key.QueryValue("", nullptr, text, &size) == 0 ? text : "(none)";
+  struct stat Status() const {
+    struct stat status = {};
+    EXPECT_EQ(0, stat(path_.c_str(), &status));
+    return status;
+  }
+  std::string System(const std::string& text) {
+    const std::string path = place_.File("system.reg");
+    std::ofstream(path, std::ios::binary) << text;
+    setenv("SCANTK_SYSTEM_REGISTRY", path.c_str(), 1);
+    return path;
   }
 
-  ScratchFolder folder_;
-  std::string path_;
+  TestPlace place_;
+  const std::string path_ = place_.File("registry.reg");
 };
 
 TEST_F(RegistryFileTest, ReadsChangesThatOthersMadeAtOnce) {
   RegistryKey key;
   EXPECT_EQ(RegistryKey::OpenImagingClass(&key), error::kFileNotFound);
-  for (int i = 1; i <= 20; ++i) {
+  for (char digit = '1'; digit <= '9'; ++digit) {
     // The same length each time, and faster than time stamps tell apart.
-    Put(std::string(kHead) + "[HKEY_CURRENT_USER\\K]\n\"N\"=dword:000000" + std::to_string(10 + i) +
-        "\n");
-    uint32_t number = 0, size = 4;
-    ASSERT_EQ(RegistryKey::Open(RegistryRoot::kCurrentUser, "k", RegistryAccess::kRead, &key), 0u);
-    ASSERT_EQ(key.QueryValue("n", nullptr, &number, &size), 0u);
-    EXPECT_EQ(number, std::strtoul(std::to_string(10 + i).c_str(), nullptr, 16));
+    Put(std::string(kHead) + "[HKEY_CURRENT_USER\\K]\n\"N\"=\"" + digit + "\"\n");
+    EXPECT_EQ(Value(kUser, "k", "n"), std::string(1, digit));
   }
+  ASSERT_EQ(RegistryKey::Open(kUser, "k", kRead, &key), 0u);
   EXPECT_EQ(key.SetDword("n", 1), error::kAccessDenied) << "opened for reading";
 }
 
@@ -71,92 +107,123 @@ TEST_F(RegistryFileTest, NeverOverwritesWhatItCannotRead) {
     Put(damaged);
     testing::internal::CaptureStderr();
     RegistryKey key;
-    EXPECT_EQ(RegistryKey::Create(RegistryRoot::kCurrentUser, "K", &key, nullptr),
-              error::kBadFormat);
-    EXPECT_EQ(RegistryKey::Open(RegistryRoot::kCurrentUser, "K", RegistryAccess::kReadWrite, &key),
-              error::kBadFormat);
+    EXPECT_EQ(RegistryKey::Create(kUser, "K", &key, nullptr), error::kBadFormat);
+    EXPECT_EQ(RegistryKey::Open(kUser, "K", kWrite, &key), error::kBadFormat);
     const std::string report = testing::internal::GetCapturedStderr();
     EXPECT_EQ(report.find(path_ + ":1: "), 0u) << report;
     EXPECT_EQ(report.find('\n'), report.size() - 1) << "told once: " << report;
-    EXPECT_EQ(Contents(path_), damaged);
+    EXPECT_EQ(ReadWholeFile(path_), damaged);
   }
 }
 
-TEST_F(RegistryFileTest, KeepsModeAndLink) {
+TEST_F(RegistryFileTest, RewritingKeepsOwnerModeAndLinks) {
   Put(kHead);
   chmod(path_.c_str(), 0640);
-  const std::string link = folder_.Path() + "/link.reg";
+  const bool root = chown(path_.c_str(), kOwner, kOwner) == 0;
+  const std::string link = place_.File("link.reg"), second = place_.File("second.reg");
   ASSERT_EQ(symlink(path_.c_str(), link.c_str()), 0);
   setenv("SCANTK_REGISTRY", link.c_str(), 1);
-  RegistryKey key;
-  ASSERT_EQ(RegistryKey::Create(RegistryRoot::kCurrentUser, "K", &key, nullptr), 0u);
+  ASSERT_EQ(Store(kUser, "K", "", "a longer text"), 0u);
   EXPECT_TRUE(std::filesystem::is_symlink(link));
-  struct stat status;
-  ASSERT_EQ(stat(path_.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0640u);
-  EXPECT_EQ(Contents(path_), std::string(kHead) + "\n[HKEY_CURRENT_USER\\K]\n");
+  EXPECT_EQ(Status().st_mode & 0777, 0640u);
+  EXPECT_TRUE(!root || (Status().st_uid == kOwner && Status().st_gid == kOwner));
+  ASSERT_EQ(::link(path_.c_str(), second.c_str()), 0);
+  ASSERT_EQ(Store(kUser, "K", "", "short"), 0u);
+  EXPECT_EQ(ReadWholeFile(second), std::string(kHead) + "\n[HKEY_CURRENT_USER\\K]\n@=\"short\"\n");
+  // Another user who may write it becomes neither its owner, nor is shut out by a lock.
+  std::filesystem::remove(second);
+  chmod(path_.c_str(), 0666);
+  EXPECT_TRUE(AsNobody([] { return Store(kUser, "K", "", "nobody's") == 0; }));
+  EXPECT_EQ(Value(kUser, "K", ""), "nobody's");
+  EXPECT_EQ(Status().st_mode & 0777, 0666u);
+  EXPECT_TRUE(!root || Status().st_uid == kOwner);
+  EXPECT_FALSE(std::filesystem::exists(path_ + ".lock") || std::filesystem::exists(path_ + ".new"));
 }
 
-TEST_F(RegistryFileTest, AFailedWriteLeavesTheOldFile) {
-  setenv("SCANTK_REGISTRY", "/proc/scantk/registry.reg", 1);
-  RegistryKey key;
-  EXPECT_NE(RegistryKey::Create(RegistryRoot::kCurrentUser, "K", &key, nullptr), 0u);
-  EXPECT_FALSE(key.IsOpen());
+TEST_F(RegistryFileTest, TheUsersFileLiesAboveTheSystems) {
+  const std::string system =
+      System(std::string(kHead) +
+             "[HKEY_LOCAL_MACHINE\\C\\0000]\n\"A\"=\"system\"\n\"B\"=\"system\"\n"
+             "[HKEY_CURRENT_USER\\K]\n@=\"system\"\n[HKEY_CLASSES_ROOT\\X]\n@=\"system\"\n");
+  Put(std::string(kHead) +
+      "[HKEY_LOCAL_MACHINE\\C\\0001]\n[HKEY_LOCAL_MACHINE\\C\\0000]\n"
+      "\"A\"=\"user\"\n[HKEY_CURRENT_USER\\Software\\Classes\\X]\n@=\"user\"\n");
+  EXPECT_EQ(Value(kMachine, "C\\0000", "A"), "user");
+  EXPECT_EQ(Value(kMachine, "C\\0000", "B"), "system");
+  EXPECT_EQ(Subkeys(kMachine, "c"), "0001 0000 ");
+  EXPECT_EQ(Value(kUser, "K", ""), "error 2") << "nobody's but the user's own";
+  EXPECT_EQ(Value(RegistryRoot::kClassesRoot, "X", ""), "user");
+  EXPECT_EQ(Store(kMachine, "C\\0000", "B", "written"), 0u);
+  EXPECT_EQ(Value(kMachine, "C\\0000", "B"), "written");
+  RegistryKey root;
+  ASSERT_EQ(RegistryKey::Open(kMachine, "", kWrite, &root), 0u);
+  EXPECT_EQ(root.DeleteSubtree("C"), 0u);
+  EXPECT_EQ(Value(kMachine, "C\\0000", "B"), "system") << "the system's file is not the user's";
+  unsetenv("SCANTK_SYSTEM_REGISTRY");
+  EXPECT_EQ(Value(kMachine, "C\\0000", "B"), "error 2") << "a registry of its own is alone";
+  testing::internal::CaptureStderr();
+  System("no registry");
+  EXPECT_EQ(Store(kMachine, "C", "", "x"), 0u) << "the user need not bear the system's damage";
+  EXPECT_EQ(testing::internal::GetCapturedStderr().find(system + ":1: "), 0u);
+}
+
+TEST_F(RegistryFileTest, PerUserKeysWorkWhereTheRegistryMayNotBeWritten) {
+  Put(std::string(kHead) + "[HKEY_LOCAL_MACHINE\\C]\n[HKEY_CURRENT_USER\\K]\n@=\"other\"\n");
+  chmod(path_.c_str(), 0444);
+  const std::string config = place_.File("config"), nowhere = place_.File("none");
+  setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+  EXPECT_TRUE(AsNobody([&] {
+    RegistryKey key;
+    return RegistryKey::Open(kMachine, "C", kRead, &key) == 0 &&
+           RegistryKey::Open(kMachine, "C", kWrite, &key) == error::kAccessDenied &&
+           Store(kMachine, "C", "", "x") == error::kAccessDenied &&
+           Value(kUser, "K", "") != "other" && Store(kUser, "K", "", "mine") == 0 &&
+           Value(kUser, "K", "") == "mine";
+  }));
+  EXPECT_NE(ReadWholeFile(config + "/scantk/registry.reg").find("\"mine\""), std::string::npos);
+  // Where no file can be had either, the key is there and its writes fail.
+  mkdir(nowhere.c_str(), 0555);
+  setenv("XDG_CONFIG_HOME", nowhere.c_str(), 1);
+  EXPECT_TRUE(AsNobody([&] {
+    RegistryKey key, below;
+    return RegistryKey::Create(kUser, "K", &key, nullptr) == 0 && key.SetDword("N", 1) != 0 &&
+           key.CreateSubkey("below", kWrite, &below, nullptr) == 0 && below.SetDword("N", 1) != 0;
+  }));
+}
+
+TEST_F(RegistryFileTest, ALockThatIsKeptIsNotWaitedForWithoutEnd) {
+  Put(kHead);
+  VirtualClock clock;
+  {
+    const File lock = OpenLockFile(path_ + ".lock");
+    ASSERT_EQ(0, TryLock(lock.Get(), F_WRLCK, 0, 0));
+    const auto takes = [&](uint32_t from, uint32_t to) {
+      const uint32_t start = clock.now;
+      EXPECT_EQ(Store(kMachine, "K", "", "x"), error::kTimeout);
+      EXPECT_TRUE(clock.now - start >= from && clock.now - start <= to) << clock.now - start;
+    };
+    takes(5000, 5020);
+    takes(100, 120);
+    EXPECT_EQ(Value(kMachine, "K", ""), "error 2") << "readers do not wait";
+  }
+  EXPECT_EQ(Store(kMachine, "K", "", "x"), 0u);
 }
 
 TEST_F(RegistryFileTest, AKilledWriterLeavesAWholeFile) {
-  for (int round = 0; round < 8; ++round) {
+  for (useconds_t round = 0; round < 6; ++round) {
     const std::string prefix(1, static_cast<char>('a' + round));
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const pid_t id = fork();
-    if (id == 0) {
-      dup2(ends[1], STDOUT_FILENO);
-      execl(PLATFORM_PEER, PLATFORM_PEER, "write", "K", prefix.c_str(), "100000", nullptr);
-      _exit(1);
-    }
-    char word[8];
-    ASSERT_EQ(read(ends[0], word, sizeof word), 8);  // it wrote its first value
-    close(ends[0]);
-    close(ends[1]);
-    usleep(7000 * static_cast<useconds_t>(round));
-    kill(id, SIGKILL);
-    ASSERT_EQ(waitpid(id, nullptr, 0), id);
-    const RegistryText text(Contents(path_));
-    ASSERT_TRUE(text.IsRegistry());
-    EXPECT_TRUE(text.Reports().empty());
+    std::string error, line;
+    auto writer = ChildProcess::Start(SCANTK_HELPER, {"write", "K", prefix, "100000"}, &error);
+    ASSERT_TRUE(writer && writer->ReadLine(60000, &line)) << error;
+    usleep(7000 * round);
+    writer.reset();
+    const RegistryText text(ReadWholeFile(path_));
+    ASSERT_TRUE(text.IsRegistry() && text.Reports().empty());
   }
   // The first values are all there, and the dead writers hold no lock.
-  RegistryKey key;
-  ASSERT_EQ(RegistryKey::Create(RegistryRoot::kCurrentUser, "K", &key, nullptr), 0u);
-  EXPECT_EQ(key.SetDword("last", 1), 0u);
-  for (const char* name : {"a0", "b0", "c0", "d0", "e0", "f0", "g0", "h0"}) {
-    EXPECT_EQ(key.QueryValue(name, nullptr, nullptr, nullptr), 0u) << name;
-  }
-  size_t files = 0;
-  for (const auto& file : std::filesystem::directory_iterator(folder_.Path())) {
-    files += file.is_regular_file();
-  }
-  EXPECT_EQ(files, 2u) << "the registry and its lock";
-}
-
-TEST_F(RegistryFileTest, ClassesAreOneTreeOverThreePlaces) {
-  Put(std::string(kHead) +
-      "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\CLSID\\{1}]\n@=\"machine\"\n"
-      "[HKEY_CURRENT_USER\\Software\\Classes\\CLSID\\{1}]\n@=\"user\"\n"
-      "[HKEY_CURRENT_USER\\Software\\Classes\\CLSID\\{2}]\n@=\"user\"\n");
-  EXPECT_EQ(ClassDefault("CLSID\\{1}"), "machine");
-  EXPECT_EQ(ClassDefault("CLSID\\{2}"), "user");
-  RegistryKey key;
-  ASSERT_EQ(RegistryKey::Create(RegistryRoot::kClassesRoot, "CLSID\\{1}", &key, nullptr), 0u);
-  ASSERT_EQ(key.SetString("", "new", 3), 0u);
-  EXPECT_EQ(ClassDefault("CLSID\\{1}"), "new");
-  ASSERT_EQ(RegistryKey::Create(RegistryRoot::kClassesRoot, "CLSID\\{3}", &key, nullptr), 0u);
-  std::string names, name;
-  ASSERT_EQ(RegistryKey::Open(RegistryRoot::kClassesRoot, "CLSID", RegistryAccess::kRead, &key),
-            0u);
-  for (uint32_t i = 0; key.EnumerateSubkey(i, &name) == 0; ++i) names += name;
-  EXPECT_EQ(names, "{1}{3}{2}");
+  for (const char* name : {"a0", "b0", "c0", "d0", "e0", "f0"})
+    EXPECT_NE(Value(kUser, "K", name), "(none)") << name;
+  EXPECT_EQ(Store(kUser, "K", "last", "x"), 0u);
 }
 
 HRESULT MakeBuiltIn(const GUID&, void** object) {
@@ -167,18 +234,34 @@ HRESULT MakeBuiltIn(const GUID&, void** object) {
 
 TEST_F(RegistryFileTest, RegisteredComponentsComeBeforeBuiltInOnes) {
   const GUID clsid = {1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+  const std::string server = "CLSID\\" + GuidText(clsid) + "\\InprocServer32";
   void* object = nullptr;
   EXPECT_EQ(CreateComponent(clsid, IID_IUnknown, &object), REGDB_E_CLASSNOTREG);
   RegisterBuiltInClass(clsid, MakeBuiltIn);
   EXPECT_EQ(CreateComponent(clsid, IID_IUnknown, &object), S_FALSE);
-  EXPECT_NE(object, nullptr);
-  RegistryKey key;
-  ASSERT_EQ(RegistryKey::Create(RegistryRoot::kClassesRoot,
-                                "CLSID\\" + GuidText(clsid) + "\\InprocServer32", &key, nullptr),
-            0u);
-  ASSERT_EQ(key.SetString("", "/no/such/library.so", 19), 0u);
+  // The classes are one tree over three places.
+  ASSERT_EQ(Store(kUser, "Software\\Classes\\" + server, "", "/no/such/library.so"), 0u);
   EXPECT_EQ(CreateComponent(clsid, IID_IUnknown, &object), static_cast<HRESULT>(0x8007007E));
-  EXPECT_EQ(object, nullptr);
+  ASSERT_EQ(Store(kMachine, "SOFTWARE\\Classes\\" + server, "", "machine"), 0u);
+  EXPECT_EQ(Value(RegistryRoot::kClassesRoot, server, ""), "machine");
+  ASSERT_EQ(Store(RegistryRoot::kClassesRoot, server, "", "root"), 0u);
+  EXPECT_EQ(Value(RegistryRoot::kClassesRoot, server, ""), "root");
+}
+
+// A program with the rights of somebody else does not let its caller choose the libraries it opens.
+TEST_F(RegistryFileTest, RaisedPrivilegesBelieveTheSystemAlone) {
+  Put(std::string(kHead) + "[HKEY_LOCAL_MACHINE\\C]\n@=\"chosen\"\n");
+  const std::string program = place_.File("raised");
+  std::filesystem::copy_file(SCANTK_HELPER, program);
+  if (chown(program.c_str(), kOwner, kOwner) != 0 || chmod(program.c_str(), 06755) != 0)
+    GTEST_SKIP() << "only root can give a program away";
+  std::string error, line;
+  auto ordinary = ChildProcess::Start(SCANTK_HELPER, {"value", "C"}, &error);
+  ASSERT_TRUE(ordinary && ordinary->ReadLine(60000, &line)) << error;
+  EXPECT_EQ(line, "chosen");
+  auto raised = ChildProcess::Start(program, {"value", "C"}, &error);
+  ASSERT_TRUE(raised && raised->ReadLine(60000, &line)) << error;
+  EXPECT_EQ(line, "none");
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 
 #include <cerrno>
 
-#include "platform/component.h"
 #include "platform/error_codes.h"
-#include "platform/owner.h"
 #include "platform/posix/error_table.h"
 #include "platform/posix/unicode.h"
 #include "platform/system.h"
@@ -51,48 +49,11 @@ TEST(TextTest, WhatIsNoCharacterBecomesAQuestionMark) {
 }
 
 TEST(ErrorTableTest, KnowsWhatMattersAbove) {
-  EXPECT_EQ(FileError(0), 0u);
   EXPECT_EQ(FileError(EACCES), error::kAccessDenied);
   EXPECT_EQ(FileError(99999), error::kGenFailure);
   EXPECT_EQ(SocketError(ECONNREFUSED), error::kSocketRefused);
   EXPECT_EQ(SocketError(EINPROGRESS), error::kSocketWouldBlock);
-  EXPECT_EQ(SocketError(ECONNRESET), error::kSocketConnectionReset);
   EXPECT_EQ(error::ToResult(SocketError(ETIMEDOUT)), static_cast<HRESULT>(0x8007274C));
-}
-
-struct Object : IUnknown {
-  virtual ~Object() = default;
-  HRESULT QueryInterface(REFIID iid, void** object) override {
-    *object = iid == IID_IUnknown ? this : nullptr;
-    if (*object) AddRef();
-    return *object ? S_OK : E_NOINTERFACE;
-  }
-  ULONG AddRef() override { return ++references; }
-  ULONG Release() override { return --references; }
-  ULONG references = 1;
-};
-
-TEST(InterfaceTableTest, HoldsReferencesUntilRevoked) {
-  Object object;
-  uint32_t cookie = 0;
-  EXPECT_TRUE(GlobalInterfaceTable::Available());
-  EXPECT_EQ(GlobalInterfaceTable::Register(&object, IID_IClassFactory, &cookie), E_NOINTERFACE);
-  EXPECT_EQ(cookie, 0u);
-  ASSERT_EQ(GlobalInterfaceTable::Register(&object, IID_IUnknown, &cookie), S_OK);
-  EXPECT_NE(cookie, 0u);
-  EXPECT_EQ(object.references, 2u);
-  {
-    ComPtr<IUnknown> got;
-    EXPECT_EQ(GlobalInterfaceTable::Get(cookie, IID_IUnknown, got.OutVoid()), S_OK);
-    EXPECT_EQ(got.Get(), &object);
-    EXPECT_EQ(object.references, 3u);
-  }
-  EXPECT_EQ(GlobalInterfaceTable::Revoke(cookie), S_OK);
-  EXPECT_EQ(object.references, 1u);
-  EXPECT_EQ(GlobalInterfaceTable::Revoke(cookie), E_INVALIDARG);
-  void* none = &object;
-  EXPECT_EQ(GlobalInterfaceTable::Get(cookie, IID_IUnknown, &none), E_INVALIDARG);
-  EXPECT_EQ(none, nullptr);
 }
 
 }  // namespace

@@ -1,0 +1,19 @@
+// How a step of an interface method ends badly.
+#ifndef SCANTK_SESSION_OUTCOME_H_
+#define SCANTK_SESSION_OUTCOME_H_
+
+#include <cstdint>
+
+#include "contract/codes.h"
+
+namespace scantk {
+
+// Writes the toolkit error code and answers the result that goes with it.
+inline HRESULT Fail(uint32_t* error_code, uint32_t code, HRESULT result = E_FAIL) {
+  *error_code = code;
+  return result;
+}
+
+}  // namespace scantk
+
+#endif  // SCANTK_SESSION_OUTCOME_H_

@@ -1,0 +1,188 @@
+// Another process for the tests. Each verb says on standard output what it did; one that holds
+// something keeps it until the process is ended.
+//
+//   hold NAME                     a named semaphore: "held" or "not held"
+//   lock DEVICE                   the lock of a device: "locked" or "refused"
+//   write KEY PREFIX N            N numbers under a key of the user: "writing" behind the first,
+//                                 "done" at the end
+//   value KEY                     the default value of a key of the machine, or "none"
+//   trace NAME N                  N lines of the trace, of different lengths: "written"
+//   holder -                      the life of the trace settings, as facts
+//   session NAME ADDRESS WHAT     a session on a network device, locked: "locked" or the error.
+//                                 WHAT: hold; scan (begins a page first); a number: lets go after
+//                                 so many milliseconds, "released"
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "contract/records.h"
+#include "diag/scanner_lock.h"
+#include "diag/trace_log.h"
+#include "platform/clock.h"
+#include "platform/registry.h"
+#include "platform/semaphore.h"
+#include "tests/contract/page_parameters.h"
+#include "tests/contract/toolkit.h"
+#include "tests/diag/trace_fixture.h"
+
+namespace {
+
+using namespace scantk;
+
+int Say(const char* word) {
+  std::printf("%s\n", word);
+  std::fflush(stdout);
+  return 0;
+}
+
+[[noreturn]] void KeepIt() {
+  for (;;) TheClock().Sleep(1000);
+}
+
+int Hold(const char* name) {
+  NamedSemaphore semaphore = NamedSemaphore::CreateOrOpen(name, nullptr);
+  if (semaphore.Wait(10000) != WaitResult::kSignalled) return Say("not held");
+  Say("held");
+  KeepIt();
+}
+
+int Lock(const char* device) {
+  CScannerLock lock(device);
+  if (!lock.Lock(CScannerLock::kProcess, 0)) return Say("refused");
+  Say("locked");
+  KeepIt();
+}
+
+int Write(const char* path, const std::string& prefix, uint32_t count) {
+  RegistryKey key;
+  if (RegistryKey::Create(RegistryRoot::kCurrentUser, path, &key, nullptr)) return Say("failed");
+  for (uint32_t i = 0; i < count; ++i) {
+    if (key.SetDword(prefix + std::to_string(i), i)) return Say("failed");
+    if (i == 0) Say("writing");
+  }
+  return Say("done");
+}
+
+int Value(const char* path) {
+  RegistryKey key;
+  char text[64] = "none";
+  uint32_t size = sizeof text;
+  if (RegistryKey::Open(RegistryRoot::kLocalMachine, path, RegistryAccess::kRead, &key) == 0)
+    key.QueryValue("", nullptr, text, &size);
+  return Say(text);
+}
+
+// Here the module's own trace object has not asked for anything yet.
+int Holder() {
+  std::string facts;
+  auto trace = std::make_unique<TraceLog>();
+  const auto fact = [&](const char* name) {
+    facts += std::string(name) + (trace->Passes(TRACE_FLOW) ? "=1 " : "=0 ");
+    trace->PrintText(TRACE_FLOW, name);
+  };
+  AcquireTraceSettings(GUID{});
+  fact("before");
+  AcquireTraceSettings(kTestTraceId);
+  fact("late");
+  ReleaseTraceSettings();
+  fact("kept");
+  trace = nullptr;
+  trace = std::make_unique<TraceLog>();
+  fact("gone");
+  AcquireTraceSettings(kTestTraceId);
+  fact("again");
+  ReleaseTraceSettings();
+  return Say(facts.c_str());
+}
+
+int Trace(const char* name, int lines) {
+  AcquireTraceSettings(kTestTraceId);
+  TraceLog trace;
+  for (int i = 0; i < lines; ++i)
+    trace.Print(TRACE_FLOW, "%s %d %s", name, i, std::string(static_cast<size_t>(i % 50), 'x'));
+  ReleaseTraceSettings();
+  return Say("written");
+}
+
+void BeginPage(const test::Toolkit& toolkit, uint32_t session) {
+  const auto& scanner = toolkit.scanner;
+  SCANNER_PARAMETERS page = test::PageParameters(T_COLOR, 300, {2400, 3000});
+  BUFFER_INFO info = {};
+  uint32_t got = 0;
+  test::Call(scanner, &IScanner::SetScannerParameters, session, &page);
+  test::Call(scanner, &IScanner::GetBufferInfo, session, &page, &info);
+  test::Call(scanner, &IScanner::StartScan, session);
+  std::vector<uint8_t> row(info.dwBytesPerLine);
+  test::Call(scanner, &IScanner::ReadScanEx, session, row.data(), info.dwBytesPerLine, &got);
+}
+
+int Session(const std::string& name, const char* address, const std::string& what) {
+  test::Sandbox sandbox;
+  sandbox.SetDeviceText(sandbox.AddNetworkDevice(address), "NetworkDeviceID", name);
+  const test::Toolkit toolkit;
+  const auto& scanner = toolkit.scanner;
+  uint32_t session = 0;
+  test::Outcome outcome = test::Call(scanner, &IScanner::OpenScannerSession,
+                                     test::Wide(name).c_str(), T_IO_NETWORK, &session);
+  if (outcome == test::kOk)
+    outcome = test::Call(scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, 0u);
+  if (!(outcome == test::kOk)) return Say(ToolkitErrorText(outcome.code));
+  if (what == "scan") BeginPage(toolkit, session);
+  Say("locked");
+  if (what == "scan" || what == "hold") KeepIt();
+  TheClock().Sleep(static_cast<uint32_t>(std::atoi(what.c_str())));
+  test::Call(scanner, &IScanner::UnlockScanner, session);
+  test::Call(scanner, &IScanner::CloseScannerSession, session);
+  return Say("released");
+}
+
+int Work(const std::string& name, uint32_t type) {
+  InitializeComponents();
+  const test::Toolkit toolkit;
+  const auto& scanner = toolkit.scanner;
+  SCANNER_PARAMETERS page = test::PageParameters(T_GREYSCALE, 150, {200, 200});
+  for (;;) {
+    uint32_t session = 0, got = 0;
+    BUFFER_INFO info = {};
+    SCANNER_CAPABILITIES capabilities;
+    std::vector<uint8_t> rows(1 << 16);
+    Say("open");
+    test::Call(scanner, &IScanner::OpenScannerSession, test::Wide(name).c_str(), type, &session);
+    Say("lock");
+    test::Call(scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, 5000u);
+    Say("capabilities");
+    test::Call(scanner, &IScanner::GetScannerCapabilities, session, &capabilities);
+    test::Call(scanner, &IScanner::SetScannerParameters, session, &page);
+    Say("buffer info");
+    test::Call(scanner, &IScanner::GetBufferInfo, session, &page, &info);
+    Say("start");
+    test::Call(scanner, &IScanner::StartScan, session);
+    test::Outcome read = test::kOk;
+    while (read == test::kOk && Say("read") == 0)
+      read = test::Call(scanner, &IScanner::ReadScanEx, session, rows.data(),
+                        info.dwBytesPerLine * 10, &got);
+    Say("stop");
+    test::Call(scanner, &IScanner::StopScan, session);
+    Say("close");
+    test::Call(scanner, &IScanner::CloseScannerSession, session);
+  }
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  const std::string verb = count > 2 ? words[1] : "";
+  if (verb == "hold") return Hold(words[2]);
+  if (verb == "lock") return Lock(words[2]);
+  if (verb == "value") return Value(words[2]);
+  if (verb == "holder") return Holder();
+  if (verb == "trace" && count > 3) return Trace(words[2], std::atoi(words[3]));
+  if (verb == "work" && count > 3)
+    return Work(words[2], static_cast<uint32_t>(std::atoi(words[3])));
+  if (verb == "write" && count > 4)
+    return Write(words[2], words[3], static_cast<uint32_t>(std::atoi(words[4])));
+  if (verb == "session" && count > 4) return Session(words[2], words[3], words[4]);
+  return 2;
+}

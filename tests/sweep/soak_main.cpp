@@ -1,0 +1,392 @@
+// Hosts at work for as long as one likes, over all transports: jobs from devices that fail at
+// random, threads that share devices and objects, hosts that are killed. Whatever goes wrong, every
+// method answers one of its legal outcomes, delivered bytes are a true beginning of the page, the
+// device is let go of, and the next page is perfect.
+//
+//   scantk-soak [--random N] [--threads ROUNDS] [--kill N] [--seed N] [--at JOB]
+//
+// --at runs one job of the random ones alone.
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "host/console.h"
+#include "platform/clock.h"
+#include "tests/contract/page_parameters.h"
+#include "tests/jobs/far_side.h"
+#include "tests/jobs/picture.h"
+#include "tests/sweep/legal_outcomes.h"
+
+namespace {
+
+using namespace scantk;
+using namespace scantk::test;
+
+struct DeviceFault {
+  const char* name;
+  bool own_bytes;  // the device lies of its geometry, or changes bytes that no check sum guards
+  bool own_length = false;  // it says that its page is over, or has another length
+  int64_t most = 0;         // values are drawn up to here; 0: the fault's own
+};
+// The simulator's faults but those that outlast a second: the sweep has these, on virtual time.
+constexpr DeviceFault kFaults[] = {
+    {"busy", false},
+    {"refuse", false},
+    {"odd-greeting", false},
+    {"null", true},
+    {"answer", true, true, 3000},
+    {"wrong-echo", true},
+    {"wrong-letter", true},
+    {"wrong-terminator", true},
+    {"garbage", true},
+    {"endless-number", true},
+    {"endless-string", true},
+    {"drop", false, false, 3000},
+    {"reset", false, false, 3000},
+    {"stall", false, false, 300},
+    {"error", false, true, 1030},
+    {"reserved", false},
+    {"empty", false},
+    {"jam", false, true},
+    {"cancel", false, true},
+    {"short-page", false, true, 60},
+    {"long-page", false, true, 60},
+    {"row-count", false, true, 300},
+    {"truncate", false, false, 3000},
+    {"record-offset", true, true, 300},
+    {"record-type", true, true},
+    {"corrupt", true, true, 3000},
+};
+
+struct Place {
+  Medium medium;
+  uint32_t io_type;
+  std::unique_ptr<FarSide> device;
+  std::string name;
+};
+
+Place NewPlace(Sandbox& sandbox, Medium medium, sim::DeviceConfig config) {
+  config.address = FreshAddress();
+  config.paper = "pattern";
+  config.keep_log = false;
+  config.max_connections = 8;
+  auto device = FarSide::Start(medium, config, sandbox.Folder());
+  if (medium == Medium::kNetwork)
+    return {medium, T_IO_NETWORK, std::move(device), sandbox.AddNetworkDevice(config.address)};
+  const uint32_t type = medium == Medium::kUsb ? T_IO_USB : T_IO_DOT4;
+  std::string name = sandbox.AddAttachedDevice(device->Path(), type);
+  return {medium, type, std::move(device), std::move(name)};
+}
+
+// One host and what went wrong with it.
+class Host {
+ public:
+  explicit Host(const Place& place) : place_(place) {}
+
+  template <class Pointer, class Function, class... Arguments>
+  Outcome Do(Method method, const Pointer& object, Function function, Arguments... arguments) {
+    if (before_call) before_call();
+    const Outcome outcome = Call(object, function, arguments...);
+    std::ostringstream text;
+    text << Name(method) << " answered " << outcome;
+    if (!IsLegal(method, outcome) && !(lied_to && outcome == kInvalidParameter)) Fail(text.str());
+    return outcome;
+  }
+
+  bool Open() {
+    return Do(Method::kOpen, toolkit.scanner, &IScanner::OpenScannerSession,
+              Wide(place_.name).c_str(), place_.io_type, &session) == kOk;
+  }
+  bool Lock(uint16_t type = T_LOCK_PROCESS, uint32_t limit = 5000) {
+    return Do(Method::kLock, toolkit.scanner, &IScanner::LockScanner, session, type, limit) == kOk;
+  }
+  void Unlock() { Do(Method::kUnlock, toolkit.scanner, &IScanner::UnlockScanner, session); }
+  void Close() { Do(Method::kClose, toolkit.scanner, &IScanner::CloseScannerSession, session); }
+  void Compress(bool jpeg) {
+    Do(Method::kCompression, toolkit.compression, &ICompression::SetCompressionType, session,
+       jpeg ? T_COMPRESSION_JPEG : T_COMPRESSION_NONE);
+  }
+
+  // A page, with at most `reads` reads of it; false when it has not come to its end.
+  bool Scan(ScannedPage* page, uint32_t lines, int reads) {
+    const auto& scanner = toolkit.scanner;
+    page->bytes.clear();
+    Do(Method::kLocal, scanner, &IScanner::SetScannerParameters, session, &page->asked);
+    const Outcome known = Do(Method::kBufferInfo, scanner, &IScanner::GetBufferInfo, session,
+                             &page->asked, &page->granted);
+    const Outcome started = Do(Method::kStart, scanner, &IScanner::StartScan, session);
+    std::vector<uint8_t> piece(size_t{page->granted.dwBytesPerLine} * lines);
+    Outcome last = known == kOk && started == kOk && !piece.empty() ? kOk : kCommunication;
+    for (int read = 0; last == kOk && read < reads; ++read) {
+      uint32_t got = 0;
+      last = Do(Method::kRead, scanner, &IScanner::ReadScanEx, session, piece.data(),
+                static_cast<uint32_t>(piece.size()), &got);
+      if (got > piece.size()) Fail("a read gave more than was asked for");
+      page->bytes.insert(page->bytes.end(), piece.begin(), piece.begin() + got);
+    }
+    if (last == kOk && reads == kPatient) Fail("the page has no end");
+    return last == kEndOfPage;
+  }
+  void Stop() { Do(Method::kStop, toolkit.scanner, &IScanner::StopScan, session); }
+
+  // A page that nothing disturbs.
+  void ScanPerfectly(const char* when) {
+    ScannedPage page;
+    page.asked = PageParameters(T_GREYSCALE, 150, {200, 200});
+    Compress(false);
+    const bool whole = Scan(&page, 64, kPatient);
+    Stop();
+    const std::string difference =
+        Difference(PaperAsked(page, "pattern", {}), page.bytes, page.granted.dwBytesPerLine);
+    if (!whole || !difference.empty()) Fail(std::string(when) + ": no perfect page " + difference);
+  }
+
+  void Fail(const std::string& what) { problems.push_back(what); }
+
+  static constexpr int kPatient = 20000;
+  Toolkit toolkit;
+  uint32_t session = 0;
+  bool lied_to = false;
+  std::function<void()> before_call;
+  std::vector<std::string> problems;
+
+ private:
+  const Place& place_;
+};
+
+class Dice {
+ public:
+  Dice(uint64_t seed, int64_t job) : engine_(seed * 1000003 + static_cast<uint64_t>(job)) {}
+  int64_t Roll(int64_t least, int64_t most) {
+    return std::uniform_int_distribution<int64_t>(least, most)(engine_);
+  }
+  bool Coin() { return Roll(0, 1) == 1; }
+
+ private:
+  std::mt19937_64 engine_;
+};
+
+std::string RollFault(Dice& dice, const DeviceFault& fault) {
+  static const char* const kMoments[] = {"command", "answer", "page", "block"};
+  std::string text = fault.name;
+  const std::string moment = kMoments[dice.Roll(0, 3)];
+  // A moment that the fault never has would strike nobody.
+  const bool in_page = fault.own_length || strstr("truncate drop reset stall", fault.name);
+  if (strstr("busy refuse odd-greeting", fault.name))
+    text += "@connection:1";
+  else if (in_page && !strstr("answer error", fault.name))
+    text += "@block:" + std::to_string(dice.Roll(1, 4));
+  else
+    text += (moment == "answer" || strstr("error reserved", fault.name) == nullptr ? "@answer:"
+                                                                                   : "@command:") +
+            std::to_string(dice.Roll(1, 60));
+  if (fault.most) text += "=" + std::to_string(dice.Roll(0, fault.most));
+  return text + "*1";
+}
+
+// One job from a device that fails, and one behind it from the device as it is then.
+std::vector<std::string> RandomJob(uint64_t seed, int64_t number, std::string* what) {
+  Dice dice(seed, number);
+  Sandbox sandbox;
+  sim::DeviceConfig config;
+  config.sheets = static_cast<int>(dice.Roll(0, 2));
+  config.delivery.block_bytes = static_cast<size_t>(dice.Roll(1, 60)) * 1000;
+  const std::vector<Medium> media = Media();
+  Place place = NewPlace(sandbox, media[static_cast<size_t>(number) % media.size()], config);
+  const DeviceFault& fault = kFaults[dice.Roll(0, std::size(kFaults) - 1)];
+  const std::string text = RollFault(dice, fault);
+  place.device->AddFault(text);
+  ScannedPage page;
+  const uint32_t modes[] = {T_COLOR, T_GREYSCALE, T_BW};
+  page.asked = PageParameters(
+      modes[dice.Roll(0, 2)], static_cast<uint16_t>(dice.Roll(75, 300)),
+      {static_cast<uint32_t>(dice.Roll(30, 600)), static_cast<uint32_t>(dice.Roll(30, 400)),
+       static_cast<uint32_t>(dice.Roll(0, 300)), static_cast<uint32_t>(dice.Roll(0, 300))});
+  const bool jpeg = dice.Coin(), feeder = config.sheets > 0 && dice.Coin();
+  if (feeder) page.asked.wScanMethod = T_METHOD_ADF;
+  const int reads = dice.Coin() ? Host::kPatient : static_cast<int>(dice.Roll(0, 6));
+  const int64_t leaves = dice.Roll(0, 2);  // stops, unlocks, closes
+  *what = std::string(Name(place.medium)) + ", " + text + (jpeg ? ", JPEG" : "") +
+          (feeder ? ", feeder" : "");
+  Host host(place);
+  host.lied_to = fault.own_bytes;
+  int64_t calls = dice.Roll(-20, 20);  // the device is gone for a moment before a call of these
+  host.before_call = [&] {
+    if (--calls == 0) place.device->Unplug(), place.device->Plug(), *what += ", off and on";
+  };
+  if (host.Open() && host.Lock()) {
+    SCANNER_CAPABILITIES capabilities;
+    if (dice.Coin())
+      host.Do(Method::kCapabilities, host.toolkit.scanner, &IScanner::GetScannerCapabilities,
+              host.session, &capabilities);
+    host.Compress(jpeg);
+    if (feeder) host.Do(Method::kLocal, host.toolkit.feeder, &IADF::ADFPaperFeed, host.session);
+    const bool whole = host.Scan(&page, static_cast<uint32_t>(dice.Roll(1, 99)), reads);
+    if (leaves == 0) host.Stop();
+    std::vector<uint8_t> paper = PaperAsked(page, "pattern", {feeder ? 1 : 0, false});
+    const bool comparable = !jpeg && !fault.own_bytes;
+    if (comparable && page.bytes.size() > paper.size() && !fault.own_length)
+      host.Fail("more than the page");
+    if (comparable && whole && !fault.own_length && page.bytes.size() < paper.size())
+      host.Fail("a page that is told to be whole is not");
+    page.bytes.resize(std::min(page.bytes.size(), paper.size()));
+    paper.resize(page.bytes.size());
+    for (std::vector<uint8_t>* rows : {&paper, &page.bytes}) WhitenPadding(page, rows);
+    if (comparable) {
+      const std::string difference = Difference(paper, page.bytes, page.granted.dwBytesPerLine);
+      if (!difference.empty()) host.Fail("bytes that are not the page's: " + difference);
+    }
+    if (leaves < 2) host.Unlock();
+  }
+  host.before_call = {};
+  host.Close();
+  place.device->ReserveElsewhere(false);
+  for (int wait = 0; place.device->Locked() && wait < 1000; ++wait) TheClock().Sleep(10);
+  if (place.device->Locked()) host.Fail("the device stayed locked");
+  place.device->ClearFaults();
+  place.device->TakePaperOut();
+  host.lied_to = false;
+  // What was learnt of a device that lies is not asked for again; another session learns anew.
+  if (host.Open() && host.Lock()) {
+    host.Do(Method::kReset, host.toolkit.scanner, &IScanner::ResetScanner, host.session);
+    host.ScanPerfectly("the next job");
+  } else {
+    host.Fail("the next job cannot begin");
+  }
+  host.Close();
+  for (const std::string& layout : place.device->LayoutFaults()) host.Fail(layout);
+  return host.problems;
+}
+
+// Six threads with objects of their own, two at each device: each holds its device in turn and
+// scans, or, with locks of the process, they race for the first hold and share it. The kinds do not
+// mix.
+int RunThreads(int64_t rounds) {
+  Sandbox sandbox;
+  std::vector<Place> places;
+  for (const Medium medium : Media()) places.push_back(NewPlace(sandbox, medium, {}));
+  std::atomic<int> wrong{0};
+  const auto work = [&](const Place& place, bool shared) {
+    Host host(place);
+    for (int64_t round = 0; round < rounds && host.problems.empty(); ++round) {
+      if (!host.Open()) break;
+      uint8_t on = 0;
+      if (!host.Lock(shared ? T_LOCK_PROCESS : T_LOCK_THREAD, 60000))
+        host.Fail("no lock");
+      else if (shared)
+        host.Do(Method::kLocal, host.toolkit.scanner, &IScanner::GetLampStatus, host.session, &on);
+      else
+        host.ScanPerfectly("a thread");
+      if (host.problems.empty()) host.Unlock();
+      host.Close();
+    }
+    for (const std::string& problem : host.problems)
+      std::printf("a thread over %s: %s\n", Name(place.medium), problem.c_str());
+    wrong += !host.problems.empty();
+  };
+  for (const bool shared : {false, true}) {
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < 6; ++i)
+      threads.emplace_back(work, std::cref(places[i % places.size()]), shared);
+    for (std::thread& thread : threads) thread.join();
+  }
+  std::printf("threads: 6 over %zu devices, %lld rounds, %d went wrong\n", places.size(),
+              static_cast<long long>(rounds), wrong.load());
+  return wrong;
+}
+
+// Hosts that die at any step of their work, each followed at once by one that must do its own.
+int RunKills(int64_t kills, uint64_t seed) {
+  Sandbox sandbox;
+  std::vector<Place> places;
+  for (const Medium medium : Media()) places.push_back(NewPlace(sandbox, medium, {}));
+  int wrong = 0;
+  for (int64_t number = 0; number < kills; ++number) {
+    Dice dice(seed, number);
+    const Place& place = places[static_cast<size_t>(number) % places.size()];
+    std::string error, step;
+    auto victim = scanhost::ChildProcess::Start(
+        SCANTK_HELPER, {"work", place.name, std::to_string(place.io_type)}, &error);
+    for (int64_t steps = dice.Roll(1, 40); victim && steps > 0; --steps)
+      if (!victim->ReadLine(30000, &step)) step = "(nothing)";
+    victim.reset();
+    Host host(place);
+    if (!host.Open() || !host.Lock(T_LOCK_PROCESS, 1000)) host.Fail("no lock within a second");
+    // A terminal does not tell its far side that a host took over: nobody has it open for a while.
+    if (place.medium == Medium::kUsb) {
+      host.Close();
+      TheClock().Sleep(100);
+      if (!host.Open() || !host.Lock()) host.Fail("no lock again");
+    }
+    host.ScanPerfectly("the next host");
+    host.Close();
+    for (const std::string& problem : host.problems)
+      std::printf("kill %lld over %s, behind \"%s\": %s\n", static_cast<long long>(number),
+                  Name(place.medium), step.c_str(), problem.c_str());
+    wrong += !host.problems.empty() || step == "(nothing)";
+  }
+  std::printf("kill: %lld hosts, %d went wrong\n", static_cast<long long>(kills), wrong);
+  return wrong;
+}
+
+// What a job leaves open would add up.
+size_t OpenFiles() {
+  std::error_code none;
+  const std::filesystem::directory_iterator files("/proc/self/fd", none);
+  return static_cast<size_t>(std::distance(begin(files), end(files)));
+}
+
+int RunRandom(int64_t jobs, uint64_t seed, int64_t only) {
+  int wrong = 0;
+  size_t files = 0;
+  for (int64_t number = std::max<int64_t>(only, 0); number < (only < 0 ? jobs : only + 1);
+       ++number) {
+    std::string what;
+    const std::vector<std::string> problems = RandomJob(seed, number, &what);
+    if (number == 2) files = OpenFiles();
+    if (problems.empty()) continue;
+    ++wrong;
+    std::printf("WRONG: scantk-soak --seed %llu --at %lld (%s)\n",
+                static_cast<unsigned long long>(seed), static_cast<long long>(number),
+                what.c_str());
+    for (const std::string& problem : problems) std::printf("    %s\n", problem.c_str());
+  }
+  if (only < 0 && jobs > 3 && OpenFiles() > files) {
+    std::printf("%zu descriptors became %zu\n", files, OpenFiles());
+    ++wrong;
+  }
+  std::printf("random: seed %llu, %lld jobs, %d went wrong\n",
+              static_cast<unsigned long long>(seed), static_cast<long long>(jobs), wrong);
+  return wrong;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::map<std::string, int64_t> options = {
+      {"--random", 0}, {"--threads", 0}, {"--kill", 0}, {"--seed", 1}, {"--at", -1}};
+  for (int i = 1; i < argc; i += 2) {
+    const auto option = options.find(argv[i]);
+    if (option == options.end() || i + 1 == argc) {
+      std::fprintf(
+          stderr, "scantk-soak [--random N] [--threads ROUNDS] [--kill N] [--seed N] [--at JOB]\n");
+      return 2;
+    }
+    option->second = std::atoll(argv[i + 1]);
+  }
+  const auto seed = static_cast<uint64_t>(options["--seed"]);
+  int wrong = 0;
+  if (options["--random"] || options["--at"] >= 0)
+    wrong += RunRandom(options["--random"], seed, options["--at"]);
+  if (options["--threads"]) wrong += RunThreads(options["--threads"]);
+  if (options["--kill"]) wrong += RunKills(options["--kill"], seed);
+  return wrong ? 1 : 0;
+}
