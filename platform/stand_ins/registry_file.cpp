@@ -63,10 +63,18 @@ bool IsSettled(const FileState& state) {
   return age > kTimeStampStepNs;
 }
 
-// The file behind a symbolic link, so that a rewrite replaces it and not the link.
+// The file behind symbolic links, also one that is not there yet: a rewrite replaces the file, not
+// the link.
 std::string Resolved(const std::string& path) {
-  char resolved[PATH_MAX];
-  return realpath(path.c_str(), resolved) ? resolved : path;
+  std::string file = path;
+  char target[PATH_MAX];
+  for (int links = 0; links < 40; ++links) {
+    const ssize_t length = readlink(file.c_str(), target, sizeof target);
+    if (length <= 0 || length == sizeof target) break;
+    const std::string folder = target[0] == '/' ? "" : file.substr(0, file.rfind('/') + 1);
+    file = folder + std::string(target, static_cast<size_t>(length));
+  }
+  return file;
 }
 
 uint32_t ReadBytes(int file, std::string* bytes) {
