@@ -29,8 +29,7 @@ DeviceContext::DeviceContext(const DeviceOptions& options)
   try {
     session_.Lock(limit, [&](const Outcome& outcome) {
       if (!told)
-        std::fprintf(stderr, "waiting up to %u s: %s\n", (limit + 999) / 1000,
-                     AdviceFor(outcome.result, outcome.code));
+        std::fprintf(stderr, "waiting up to %u s: %s\n", (limit + 999) / 1000, AdviceFor(outcome));
       told = true;
       return Interruption::Status() == 0;
     });

@@ -32,8 +32,7 @@ Doctor::Result Doctor::Take(const Step& step) {
   try {
     result.text = (this->*step.run)();
   } catch (const ToolkitFailure& failure) {
-    result = {step.name, failure.what(),
-              AdviceFor(failure.outcome().result, failure.outcome().code), false, 0};
+    result = {step.name, failure.what(), AdviceFor(failure.outcome()), false, 0};
   } catch (const Finding& finding) {
     result = {step.name, finding.what(), finding.remedy(), false, 0};
   } catch (const std::exception& failure) {

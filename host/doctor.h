@@ -73,6 +73,7 @@ class Doctor {
   std::optional<Toolkit> toolkit_;
   std::optional<ChosenDevice> chosen_;
   std::string address_;
+  bool paper_ = false;  // lies in the feeder
   Probe probe_;
   std::optional<Session> session_;
   std::optional<Interruption::Guard> guard_;

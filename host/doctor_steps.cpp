@@ -120,7 +120,7 @@ std::string Doctor::Lock() {
     if (failure.outcome().code != TERR_SCANNER_LOCK_FAILED) throw;
     throw Finding("held on this computer by " + (holder.empty() ? "another program" : holder) +
                       " (" + failure.what() + ")",
-                  AdviceFor(failure.outcome().result, failure.outcome().code));
+                  AdviceFor(failure.outcome()));
   }
   return "free, taken, connected";
 }
@@ -147,10 +147,14 @@ std::string Doctor::Feeder() {
   const Outcome outcome =
       Try("ADFIsReady", feeder.Get(), &IADF3::ADFIsReady, session_->handle(), &ready);
   if (!outcome.Clean() && outcome.code != TERR_ADF_EMPTY) throw ToolkitFailure(outcome);
-  return ready ? "paper is loaded" : "empty";
+  paper_ = ready != 0;
+  return paper_ ? "paper is loaded" : "empty";
 }
 
 std::string Doctor::Scan() {
+  if (paper_ && !request_.feeder)
+    throw Finding("paper lies in the feeder, which the device would take",
+                  "Take it out, or have a sheet scanned: `scanhost doctor --feeder`.");
   const std::string file =
       (fs::temp_directory_path() / ("scanhost-doctor." + std::to_string(ProcessId()))).string();
   ScanRequest request;

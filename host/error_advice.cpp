@@ -1,6 +1,7 @@
 #include "host/error_advice.h"
 
 #include <cstdio>
+#include <string_view>
 
 namespace scanhost {
 namespace {
@@ -109,14 +110,19 @@ std::string Describe(const Outcome& outcome) {
   return text + "result " + ResultName(outcome.result) + number;
 }
 
-const char* AdviceFor(HRESULT result, uint32_t code) {
+const char* AdviceFor(const Outcome& outcome) {
+  // There is a connection by then: what the device keeps is an error.
+  if (outcome.result == VELKAN_E_SCONF_REJECTED && outcome.method == std::string_view("StartScan"))
+    return "The device reports an error and does not let go of it: look at its display, mend what "
+           "it "
+           "shows, or try `scanhost reset`.";
   for (const ResultAdvice& entry : kResultAdvice)
-    if (entry.result == result) return entry.advice;
+    if (entry.result == outcome.result) return entry.advice;
   for (const CodeAdvice& entry : kCodeAdvice)
-    if (entry.code == code) return entry.advice;
-  if (code >= TERR_JAM_INPUT_TRAY && code <= TERR_JAM_DOOR3)
+    if (entry.code == outcome.code) return entry.advice;
+  if (outcome.code >= TERR_JAM_INPUT_TRAY && outcome.code <= TERR_JAM_DOOR3)
     return "Paper is jammed. Follow the device's display, then try again.";
-  if (code >= TERR_OPEN_DOOR1 && code <= TERR_OPEN_ADF_PLATEN)
+  if (outcome.code >= TERR_OPEN_DOOR1 && outcome.code <= TERR_OPEN_ADF_PLATEN)
     return "A door, tray or lid is open. Close it and try again.";
   return "Look at the device's display. `scanhost trace on` records the conversation with it.";
 }

@@ -23,7 +23,7 @@ struct Outcome {
 std::string Describe(const Outcome& outcome);
 
 // One or two sentences for the person at the keyboard; never empty.
-const char* AdviceFor(HRESULT result, uint32_t code);
+const char* AdviceFor(const Outcome& outcome);
 
 class ToolkitFailure : public std::runtime_error {
  public:

@@ -26,8 +26,7 @@ int Run(int argc, char** argv) {
     std::fprintf(stderr, "scanhost: cancelled\n");
     return interrupted.status;
   } catch (const ToolkitFailure& failure) {
-    std::fprintf(stderr, "scanhost: %s\n  %s\n", failure.what(),
-                 AdviceFor(failure.outcome().result, failure.outcome().code));
+    std::fprintf(stderr, "scanhost: %s\n  %s\n", failure.what(), AdviceFor(failure.outcome()));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "scanhost: %s\n", error.what());
   }

@@ -52,13 +52,19 @@ bool ScanJob::FeederIsLoaded() {
   return ready != 0;
 }
 
-void ScanJob::WaitForPaper(const char* why) {
-  const auto end = Clock::now() + std::chrono::seconds(*request_.wait_s);
-  std::fprintf(stderr, "waiting up to %u s: %s\n", *request_.wait_s, why);
-  do {
-    Interruption::ThrowIfAsked();
-    std::this_thread::sleep_for(kPoll);
-  } while (!FeederIsLoaded() && Clock::now() < end);
+// After a failure that people mend: whether to try again, after a while. It is said once, and the
+// time is counted from the page before.
+bool ScanJob::WaitAfter(const ToolkitFailure& failure) {
+  const uint32_t code = failure.outcome().code;
+  const bool paper = code == TERR_ADF_JAMMED || code == TERR_ADF_EMPTY;
+  if (!feeder_job_ || !request_.wait_s || !paper) return false;
+  if (!give_up_) {
+    give_up_ = Clock::now() + std::chrono::seconds(*request_.wait_s);
+    std::fprintf(stderr, "scanhost: %s\nwaiting up to %u s: %s\n", failure.what(), *request_.wait_s,
+                 AdviceFor(failure.outcome()));
+  }
+  std::this_thread::sleep_for(kPoll);
+  return Clock::now() < *give_up_;
 }
 
 void ScanJob::Run() {
@@ -86,23 +92,16 @@ void ScanJob::Run() {
 }
 
 void ScanJob::RunPages() {
-  if (feeder_job_ && !FeederIsLoaded()) {
-    const Outcome empty = {"ADFIsReady", S_OK, TERR_ADF_EMPTY};
-    if (request_.wait_s) WaitForPaper("put paper into the feeder");
-    if (!request_.wait_s || !FeederIsLoaded()) throw ToolkitFailure(empty);
-  }
   for (;;) {
     Interruption::ThrowIfAsked();
     try {
+      if (feeder_job_ && !FeederIsLoaded())
+        throw ToolkitFailure({"ADFIsReady", S_OK, TERR_ADF_EMPTY});
       ScanPage();
+      give_up_.reset();
       if (!AnotherPage()) return;
     } catch (const ToolkitFailure& failure) {
-      const bool paper =
-          failure.outcome().code == TERR_ADF_JAMMED || failure.outcome().code == TERR_ADF_EMPTY;
-      if (!feeder_job_ || !request_.wait_s || !paper) throw;
-      std::fprintf(stderr, "scanhost: %s\n", failure.what());
-      WaitForPaper(AdviceFor(failure.outcome().result, failure.outcome().code));
-      if (!FeederIsLoaded()) throw;
+      if (!WaitAfter(failure)) throw;
     }
   }
 }
@@ -266,10 +265,10 @@ void ScanJob::Keep(Receipt* receipt, Spool& spool) {
   page.bytes_per_row = receipt->bytes_per_row;
   page.x_resolution = receipt->granted.x_resolution;
   page.y_resolution = receipt->granted.y_resolution;
+  receipt->file = output_->FileOf(receipt->page);
   page.description = ReceiptJson(*receipt);
   page.time = receipt->time;
   page.device = device_;
-  receipt->file = output_->FileOf(receipt->page);
   output_->AddPage(receipt->page, page, spool);
   ++result_.pages;
   if (receipt->cut_short) {

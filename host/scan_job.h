@@ -2,8 +2,10 @@
 #ifndef SCANTK_HOST_SCAN_JOB_H_
 #define SCANTK_HOST_SCAN_JOB_H_
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,7 +41,7 @@ class ScanJob {
   void PrepareCompression();
   void PrepareTone(uint32_t entries);
   bool FeederIsLoaded();
-  void WaitForPaper(const char* why);
+  bool WaitAfter(const ToolkitFailure& failure);
   void RunPages();
   bool AnotherPage();
   void ScanPage();
@@ -64,6 +66,7 @@ class ScanJob {
   JobReceipt result_;
   bool told_difference_ = false;
   bool sheet_in_path_ = false;  // of a page that ended while paper waits behind it
+  std::optional<std::chrono::steady_clock::time_point> give_up_;  // while it waits for paper
   std::vector<uint8_t> buffer_;
 };
 

@@ -57,16 +57,16 @@ ScannerCore::Answer ScannerCore::AnswerTo(const Conversation& host, int number, 
 bool ScannerCore::Computed(int number, int64_t* answer) const {
   switch (number) {
     case kErrorCount:
-      *answer = static_cast<int64_t>(errors.size()) + Rests(AtRest::State::kJam);
+      *answer = static_cast<int64_t>(errors.size());
       return true;
     case kOldestError:
-      *answer = Rests(AtRest::State::kJam) ? error::kJam : errors.empty() ? 0 : errors.front();
+      *answer = errors.empty() ? 0 : errors.front();
       return true;
     case kFeederStatus:
       *answer = Rests(AtRest::State::kJam) ? error::kJam : feeder_status_;
       return true;
     case kFeederReady:
-      *answer = HasMoreSides();
+      *answer = HasMoreSides() || Rests(AtRest::State::kJam);  // the sheet that sticks
       return true;
     case kPixelsPerLine:
       *answer = PixelsPerRow(Settings());

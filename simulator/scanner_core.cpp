@@ -35,6 +35,7 @@ ScannerCore::ScannerCore(const DeviceConfig& config, LogLine log,
       started_(milliseconds_()) {
   for (const VariableOverride& change : config.overrides) variables.Change(change);
   for (const Fault& fault : config.faults) faults.Add(fault);
+  if (Rests(AtRest::State::kJam)) errors.push_back(error::kJam);
 }
 
 void ScannerCore::Log(const Conversation& host, const std::string& text) {
