@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "contract/records.h"
 #include "host/device_context.h"
 #include "host/scan_request.h"
 
@@ -25,8 +26,12 @@ struct PanelRequest {
 int RunPanel(const DeviceOptions& device, const PanelRequest& request);
 
 int RunSpf(const DeviceOptions& device, const std::string& file, bool force);
-// `milliseconds` 0: until Ctrl-C.
-int RunReserve(const DeviceOptions& device, uint32_t milliseconds);
+
+struct ReserveRequest {
+  uint32_t milliseconds = 0;  // 0: until Ctrl-C
+  URS_STATE state{};          // to be set once the device is reserved; 0 sets none
+};
+int RunReserve(const DeviceOptions& device, const ReserveRequest& request);
 
 struct DoctorRequest {
   bool feeder = false;

@@ -134,17 +134,21 @@ int RunSpf(const DeviceOptions& options, const std::string& file, bool force) {
   return kExitDone;
 }
 
-int RunReserve(const DeviceOptions& options, uint32_t milliseconds) {
+int RunReserve(const DeviceOptions& options, const ReserveRequest& request) {
   DeviceContext context(options);
   const auto reserve = context.toolkit().Ask<IReserve>(IID_IReserve);
   const uint32_t handle = context.session().handle();
   SCANNER_CAPABILITIES learnt = {};  // the handshake's state comes with them
   context.session().Do("GetScannerCapabilities", &IScanner::GetScannerCapabilities, &learnt);
   Call("JobReserveHW", reserve.Get(), &IReserve::JobReserveHW, handle, 0u);
+  if (request.state != URS_STATE{})
+    Call("SetUserReadyToScanState", reserve.Get(), &IReserve::SetUserReadyToScanState, handle,
+         request.state);
   constexpr const char* kStates[] = {"unknown", "free", "waiting for the user at the device",
                                      "may start"};
   URS_STATE shown{};
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(request.milliseconds);
   do {
     URS_STATE state{};
     Call("GetUserReadyToScanState", reserve.Get(), &IReserve::GetUserReadyToScanState, handle,
@@ -155,7 +159,7 @@ int RunReserve(const DeviceOptions& options, uint32_t milliseconds) {
     shown = state;
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   } while (Interruption::Status() == 0 &&
-           (milliseconds == 0 || std::chrono::steady_clock::now() < end));
+           (request.milliseconds == 0 || std::chrono::steady_clock::now() < end));
   Call("JobReleaseHW", reserve.Get(), &IReserve::JobReleaseHW, handle);
   std::printf("released\n");
   return Interruption::Status();

@@ -76,8 +76,9 @@ class PdfFile : public PictureFile {
     ++pages_;
     std::string when = page.time;
     std::erase_if(when, [](char c) { return c < '0' || c > '9'; });
+    receipts_ += page.description + "\n";
     info_ = "<</Producer(scanhost)/Creator" + PdfText(page.device) + "/CreationDate" +
-            PdfText("D:" + when) + "/Subject" + PdfText(page.description) + ">>";
+            PdfText("D:" + when) + "/Subject" + PdfText(receipts_) + ">>";
     WriteTable();
   }
 
@@ -159,7 +160,7 @@ class PdfFile : public PictureFile {
   Stream file_;
   std::vector<long> offsets_;  // of the objects from kFirstFree on
   std::string kids_;
-  std::string info_;
+  std::string receipts_, info_;
   int pages_ = 0;
 };
 

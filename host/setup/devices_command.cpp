@@ -30,6 +30,16 @@ void CheckAddress(const std::string& address) {
   if (!good) throw UsageError("\"" + address + "\" is no host name and no IPv4 address");
 }
 
+// What would only be found out when the device is opened.
+void CheckValue(const std::string& name, const std::string& value) {
+  const auto is = [&](const char* known) { return SameText(name, known); };
+  if (is("PortID") || (is("StaticIP") && !value.empty())) CheckAddress(value);
+  if (is("PortNumber") && value != "1" && value != "2" && value != "3")
+    throw UsageError("PortNumber is 1, 2 or 3, not \"" + value + "\"");
+  if (is("VelkanIOType") && value != "1" && value != "4" && value != "5")
+    throw UsageError("VelkanIOType is 1 (USB), 4 (DOT4) or 5 (network), not \"" + value + "\"");
+}
+
 }  // namespace
 
 int ListDevices() {
@@ -72,8 +82,7 @@ int SetDevice(const std::string& name, const std::vector<std::string>& assignmen
     const size_t equals = assignment.find('=');
     if (equals == std::string::npos) throw UsageError("\"" + assignment + "\" is not NAME=VALUE");
     values.emplace_back(assignment.substr(0, equals), assignment.substr(equals + 1));
-    if (values.back().first == "PortID" || values.back().first == "StaticIP")
-      CheckAddress(values.back().second);
+    CheckValue(values.back().first, values.back().second);
   }
   SetDeviceValues(device.key, values);
   return ShowDevice(device.key);
