@@ -31,9 +31,8 @@ std::vector<std::string> MaskedTrace(const std::vector<std::string>& lines,
       {std::regex("(PID|TID)=0x[0-9a-f]+\\(\\d+\\)"), "$1=<number>"},
       {std::regex("(SessionID=|Session ID is )0x[0-9a-f]+|\\b(0x)?[0-9a-f]{12,16}\\b"),
        "$1<number>"},
-      {std::regex("(skt |Socket |Created socket |to socket |WSAWOULDBLOCK\\): |lpBuffer = "
-                  "|hKeyRoot: |Handle (?:= "
-                  ")?)(0x)?[0-9a-fA-F]+\\b"),
+      {std::regex("(skt |Socket |(?:Created|to) socket |(?:Connected socket|WSAWOULDBLOCK\\)): |"
+                  "lpBuffer = |hKeyRoot: |Handle (?:= )?)(0x)?[0-9a-fA-F]+\\b"),
        "$1<number>"},
       {std::regex("(Asked 1, Got 1, Buf: ).*"), "$1<byte>"},
   };
