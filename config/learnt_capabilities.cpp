@@ -10,7 +10,7 @@ namespace scantk {
 namespace {
 
 constexpr uint32_t kModelSize = sizeof(SCANNER_CAPABILITIES::byModelNumber);
-constexpr uint32_t kLegalHeight = 4200;  // in 1/300 inch: 14 inches
+constexpr uint32_t kLegalHeight = 14 * T_UNITS_PER_INCH;
 
 std::string ModelOf(const SCANNER_CAPABILITIES& record) {
   const uint8_t* begin = record.byModelNumber;

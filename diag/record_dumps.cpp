@@ -49,7 +49,8 @@ constexpr Name kGreyChannels[] = {
 };
 
 constexpr Name kPixelOrders[] = {
-    {1, "RGB"}, {2, "BGR"}, {3, "RGBABC"}, {4, "BGRABC"}, {5, "RGB_CYBORG"}, {6, "BGR_CYBORG"},
+    {T_ORDER_RGB, "RGB"}, {2, "BGR"},        {3, "RGBABC"},
+    {4, "BGRABC"},        {5, "RGB_CYBORG"}, {6, "BGR_CYBORG"},
 };
 
 constexpr Name kScanMethods[] = {
@@ -60,10 +61,10 @@ constexpr Name kScanMethods[] = {
 };
 
 constexpr Name kFeedEdges[] = {
-    {0, "Top Edge Feed (default)"},
-    {1, "Left Edge Feed"},
-    {2, "Bottom Edge Feed"},
-    {3, "Right Edge Feed"},
+    {T_FEED_TOP, "Top Edge Feed (default)"},
+    {T_FEED_LEFT, "Left Edge Feed"},
+    {T_FEED_BOTTOM, "Bottom Edge Feed"},
+    {T_FEED_RIGHT, "Right Edge Feed"},
 };
 
 constexpr Name kContentTypes[] = {
@@ -72,7 +73,8 @@ constexpr Name kContentTypes[] = {
     {T_CONTENT_DOCUMENT, "T_CONTENT_DOCUMENT"},
 };
 
-constexpr Name kFeederTypes[] = {{0, "Platen/Flatbed"}, {1, "Scroll Fed"}};
+constexpr Name kFeederTypes[] = {{T_FEEDER_PLATEN, "Platen/Flatbed"},
+                                 {T_FEEDER_SCROLL, "Scroll Fed"}};
 
 constexpr Name kFeederOptions[] = {
     {T_ADF_DUPLEX, "DUPLEX"},
@@ -284,11 +286,11 @@ void DumpScannerCapabilities(TraceLog& trace, const SCANNER_CAPABILITIES* record
     dump.Label("Pixel Order");
     dump.AppendOne(r.wRawPixelOrder, kPixelOrders, "Unknown Type: %u");
     line.append("\n");
-    dump.Text("Pixel Packing", r.wPixelPacking == 1 ? "PACKED" : "PLANAR");
+    dump.Text("Pixel Packing", r.wPixelPacking == T_PACKED ? "PACKED" : "PLANAR");
     dump.Set("Scan Modes Supported", r.dwScanModesSupported, kScanModes);
     dump.Set("Scan Options Supported", r.dwScanOptionsSupported, kScanOptions);
     dump.Set("Grey Channels Supported", r.wGreyChannelsSupported, kGreyChannelSet);
-    dump.Text("Scanner Paper Path", r.wPaperPath == 0 ? "Flatbed" : "Scroll");
+    dump.Text("Scanner Paper Path", r.wPaperPath == T_PATH_FLATBED ? "Flatbed" : "Scroll");
     dump.Number("Gamma Table Size (obsolete)", r.wGammaTableSize);
     DumpBitDepths(dump, r);
     DumpGamma(dump, r);

@@ -10,11 +10,7 @@
 namespace scantk {
 namespace {
 
-constexpr int32_t kExtentResolution = 300;  // extents then come in 1/300 inch
-constexpr int32_t kColourDataType = 5;
-constexpr uint32_t kPreviewAndPixels = T_PREVIEW | T_PIXEL_COORDINATES;
-constexpr uint32_t kDefaultDestinations = 2;
-constexpr uint32_t kCodePage = 1252;
+constexpr int32_t kExtentResolution = T_UNITS_PER_INCH;  // makes pixels of the extents' unit
 
 void SetBits(uint8_t (&list)[8], std::initializer_list<uint8_t> bits) {
   std::fill(std::begin(list), std::end(list), uint8_t{0});
@@ -105,10 +101,10 @@ bool CapabilityLearner::LearnFlatbedLimits() {
     const bool height = id == SL_YEXT_PIXEL_FLAT || id == SL_YEXT_PIXEL;
     if (height)
       trace_.Print(id == SL_YEXT_PIXEL_FLAT
-                       ? (kind == 'H' ? "FillOutCaps: Model %ld: SL_YEXT_PIXEL_FLAT Hi %d "
-                                      : "FillOutCaps: Model %ld: SL_YEXT_PIXEL_FLAT Lo %d ")
-                       : (kind == 'H' ? "FillOutCaps: Model %ld: SL_YEXT_PIXEL Hi %d "
-                                      : "FillOutCaps: Model %ld: SL_YEXT_PIXEL Lo %d "),
+                       ? (kind == kMaximum ? "FillOutCaps: Model %ld: SL_YEXT_PIXEL_FLAT Hi %d "
+                                           : "FillOutCaps: Model %ld: SL_YEXT_PIXEL_FLAT Lo %d ")
+                       : (kind == kMaximum ? "FillOutCaps: Model %ld: SL_YEXT_PIXEL Hi %d "
+                                           : "FillOutCaps: Model %ld: SL_YEXT_PIXEL Lo %d "),
                    state_.m_ModelID, *field);
     return true;
   };
@@ -118,10 +114,10 @@ bool CapabilityLearner::LearnFlatbedLimits() {
 
 bool CapabilityLearner::LearnWidths() {
   SCANNER_CAPABILITIES& caps = state_.capabilities;
-  if (!AskInto(SL_XEXT_PIXEL, 'H', &caps.dwMaximumWidth)) return false;
+  if (!AskInto(SL_XEXT_PIXEL, kMaximum, &caps.dwMaximumWidth)) return false;
   trace_.Print("FillOutCaps: Model %ld: SL_XEXT_PIXEL Hi %d ", state_.m_ModelID,
                caps.dwMaximumWidth);
-  if (!AskInto(SL_XEXT_PIXEL, 'L', &caps.dwMinimumWidth)) return false;
+  if (!AskInto(SL_XEXT_PIXEL, kMinimum, &caps.dwMinimumWidth)) return false;
   trace_.Print("FillOutCaps: Model %ld: SL_XEXT_PIXEL Lo %d ", state_.m_ModelID,
                caps.dwMinimumWidth);
   return true;
@@ -129,8 +125,8 @@ bool CapabilityLearner::LearnWidths() {
 
 void CapabilityLearner::SetFixedValues() {
   SCANNER_CAPABILITIES& caps = state_.capabilities;
-  caps.wRawPixelOrder = 1;  // RGB
-  caps.wPixelPacking = 1;   // packed
+  caps.wRawPixelOrder = T_ORDER_RGB;
+  caps.wPixelPacking = T_PACKED;
   caps.dwScanModesSupported = T_COLOR | T_GREYSCALE;
   if (switches_.DeviceBW != 0) {
     caps.dwScanModesSupported |= T_BW;
@@ -148,21 +144,21 @@ void CapabilityLearner::SetFixedValues() {
 }
 
 HRESULT CapabilityLearner::LearnColourDepth(bool* null_response, uint32_t* error_code) {
-  QrlStatus status = engine_.exchange.SendCommand(SL_DATA_TYPE, kColourDataType);
+  QrlStatus status = engine_.exchange.SendCommand(SL_DATA_TYPE, kColour);
   if (status != SL_OK) {
     trace_.Print(TRACE_CLASS_ERROR, "ERROR: Setting Data Type (%d) Failed, QRL Error Code = %d",
-                 kColourDataType, status);
+                 kColour, status);
     return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
   }
   int32_t bits = 0;
-  status = engine_.exchange.InquireNumber(SL_BITS_PER_PIXEL, 'H', &bits);
+  status = engine_.exchange.InquireNumber(SL_BITS_PER_PIXEL, kMaximum, &bits);
   *null_response = status == SL_NULLRESPONSE;
   if (*null_response) return S_OK;
   if (status != SL_OK) return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
   SCANNER_CAPABILITIES& caps = state_.capabilities;
   SetBits(caps.byColorBitsPerChannel, {8, SecondColourDepth(bits)});
   SetBits(caps.byGreyBitsPerChannel, {8});
-  caps.dwScanOptionsSupported = kPreviewAndPixels;
+  caps.dwScanOptionsSupported = T_PREVIEW | T_PIXEL_COORDINATES;
   return S_OK;
 }
 
@@ -170,7 +166,7 @@ void CapabilityLearner::SetPaperPath() {
   SCANNER_CAPABILITIES& caps = state_.capabilities;
   caps.wPaperPath = ModelOf(state_.m_ModelID).paperPath;
   if (caps.dwMaximumHeight == 0) {
-    caps.wPaperPath = kPathScroll;
+    caps.wPaperPath = T_PATH_SCROLL;
     trace_.Print("FillOutCaps: dwMaximumHeight %d, set paper path to %d", caps.dwMaximumHeight,
                  caps.wPaperPath);
   }
@@ -195,11 +191,11 @@ HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
   CONTROL_PANEL_CAPABILITIES& panel = state_.panel;
   panel = {};
   panel.byHasControlPanel = 1;
-  panel.dwSupportedCodePages[0] = kCodePage;
+  panel.dwSupportedCodePages[0] = T_CODE_PAGE;
   panel.dwDestinationListEntries = kDefaultDestinations;
 
   int32_t destinations = 0;
-  QrlStatus status = engine_.exchange.InquireNumber(SL_SCANTO_SETTINGS, 'R', &destinations);
+  QrlStatus status = engine_.exchange.InquireNumber(SL_SCANTO_SETTINGS, kCurrent, &destinations);
   if (status == SL_OK) {
     panel.dwDestinationListEntries = static_cast<uint32_t>(destinations);
     trace_.Print(" SL_SCANTO_SETTINGS  = %d", destinations);
@@ -213,7 +209,7 @@ HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
   }
 
   int32_t variable = 0;
-  status = engine_.exchange.InquireNumber(SL_URS_VARIABLE, 'R', &variable);
+  status = engine_.exchange.InquireNumber(SL_URS_VARIABLE, kCurrent, &variable);
   if (status == SL_NULLRESPONSE) {
     trace_.Print("FillOutCaps: SL_URS_VARIABLE NullResponse (%d) so default %d", status, variable);
   } else if (status != SL_OK) {

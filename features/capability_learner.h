@@ -11,6 +11,9 @@
 
 namespace scantk {
 
+// The scan-to destinations of a device that does not tell them.
+inline constexpr uint32_t kDefaultDestinations = 2;
+
 // One fill-in. The caller holds the device.
 class CapabilityLearner {
  public:
@@ -65,14 +68,14 @@ struct LimitIds {
 // flatbed and the feeder, whose records have the same field names.
 template <class Asker, class Record>
 bool LearnLimits(Asker ask, const LimitIds& ids, Record* record) {
-  if (!ask(ids.xResolution, 'H', &record->wMaximumXResolution)) return false;
-  if (!ask(ids.yResolution, 'H', &record->wMaximumYResolution)) return false;
+  if (!ask(ids.xResolution, kMaximum, &record->wMaximumXResolution)) return false;
+  if (!ask(ids.yResolution, kMaximum, &record->wMaximumYResolution)) return false;
   record->wOpticalResolution = record->wMaximumXResolution > record->wMaximumYResolution
                                    ? record->wMaximumXResolution
                                    : record->wMaximumYResolution;
-  return ask(ids.xResolution, 'L', &record->wMinimumResolution) &&
-         ask(ids.yExtent, 'H', &record->dwMaximumHeight) &&
-         ask(ids.yExtent, 'L', &record->dwMinimumHeight);
+  return ask(ids.xResolution, kMinimum, &record->wMinimumResolution) &&
+         ask(ids.yExtent, kMaximum, &record->dwMaximumHeight) &&
+         ask(ids.yExtent, kMinimum, &record->dwMinimumHeight);
 }
 
 // Copies the four resolutions and the four extents between records that name them alike.

@@ -13,7 +13,7 @@ namespace {
 constexpr const char* kPathNames[] = {"Flatbed", "Scroll"};
 
 const char* PathName(uint16_t path) {
-  return kPathNames[path == kPathFlatbed ? 0 : 1];
+  return kPathNames[path == T_PATH_FLATBED ? 0 : 1];
 }
 
 template <class To>
@@ -50,7 +50,7 @@ HRESULT CapabilityLearner::LearnFeederPresence(uint32_t* error_code) {
   const auto set = [this](uint8_t has) {
     state_.adf.byHasADF = state_.adf2.byHasADF = state_.adf3.byHasADF = has;
   };
-  if (!Ask(SL_ADF_PRESENT, 'R', &present)) {
+  if (!Ask(SL_ADF_PRESENT, kCurrent, &present)) {
     set(0);
     return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
   }
@@ -82,7 +82,7 @@ void CapabilityLearner::LearnFirstRecord() {
   const auto ask = [this](uint32_t id, char kind, auto* field) { return AskInto(id, kind, field); };
   if (LearnLimits(ask, kFeeder, &adf)) {
     const char* path = PathName(scanner.wPaperPath);
-    if (scanner.wPaperPath != kPathScroll) {
+    if (scanner.wPaperPath != T_PATH_SCROLL) {
       trace_.Print("FillOutCapabilities: ADF but PaperPath %d %s", scanner.wPaperPath, path);
     } else if (switches_.ScrollCap0 != 1) {
       CopyLimits(adf, &scanner);
@@ -122,7 +122,7 @@ void CapabilityLearner::LearnDuplex() {
   ADF2_CAPABILITIES& adf2 = state_.adf2;
   const ADF_CAPABILITIES& adf = state_.adf;
   int32_t duplex = 0;
-  const QrlStatus status = engine_.exchange.InquireNumber(SL_DUPLEX_SUPPORTED, 'R', &duplex);
+  const QrlStatus status = engine_.exchange.InquireNumber(SL_DUPLEX_SUPPORTED, kCurrent, &duplex);
   if (status != SL_OK) {
     trace_.Print(TRACE_CLASS_ERROR, "FillOutCaps: Problem Model %ld: SL_DUPLEX_SUPPORTED Hi %d ",
                  state_.m_ModelID, duplex);
@@ -135,7 +135,7 @@ void CapabilityLearner::LearnDuplex() {
     adf2.dwDuplexMaximumHeight = adf.dwMaximumHeight;
     adf2.dwDuplexMinimumHeight = adf.dwMinimumHeight;
     adf2.dwADFOptionsSupported = T_ADF_DUPLEX | T_ADF_MULTIPAGE_FLOW | T_ADF_FLIP_DUPLEX_PAGE_DATA;
-    if (!AskInto(SL_YEXT_PIXEL_DUPLEX, 'H', &adf2.dwDuplexMaximumHeight))
+    if (!AskInto(SL_YEXT_PIXEL_DUPLEX, kMaximum, &adf2.dwDuplexMaximumHeight))
       trace_.Print(TRACE_CLASS_ERROR, "FillOutCaps: Problem Model %ld: SL_YEXT_PIXEL_DUPLEX Hi %d ",
                    state_.m_ModelID, adf2.dwDuplexMaximumHeight);
   }

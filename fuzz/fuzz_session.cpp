@@ -24,8 +24,6 @@ using namespace scantk::fuzz;
 
 namespace {
 
-constexpr char kClassKey[] =
-    "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}\\0000";
 constexpr uint32_t kMostRowBytes = 1 << 20;
 constexpr size_t kMostPageBytes = 2 << 20;
 constexpr int kMostReads = 200;
@@ -43,7 +41,8 @@ class Registry {
     name_ = "fuzzed scanner " + std::to_string(ProcessId());
     RegistryKey data;
     Require(RegistryKey::Create(RegistryRoot::kLocalMachine,
-                                std::string(kClassKey) + "\\DeviceData", &data, nullptr) == 0,
+                                std::string(kImagingClassPath) + "\\0000\\DeviceData", &data,
+                                nullptr) == 0,
             "a registry");
     data.SetDword("VelkanIOType", T_IO_NETWORK);
     SetText(data, "NetworkDeviceID", name_);

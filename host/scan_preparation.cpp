@@ -31,7 +31,7 @@ Source ScanJob::ChooseSource(const SCANNER_CAPABILITIES& glass) {
   ADF_CAPABILITIES has = {};
   Call("GetADFCapabilities", feeder.Get(), &IADF3::GetADFCapabilities, session_.handle(), &has);
   if (has.byHasADF) feeder_ = feeder;
-  const bool glass_exists = glass.wPaperPath == 0;
+  const bool glass_exists = glass.wPaperPath == T_PATH_FLATBED;
   switch (request_.source) {
     case Source::kAuto:
       if (!feeder_) return Source::kGlass;

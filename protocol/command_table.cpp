@@ -56,7 +56,7 @@ size_t BuildInquire(uint32_t id, char kind, char* buffer) {
   *out++ = kEscape;
   *out++ = '*';
   *out++ = 's';
-  for (const char* in = kCommands[id].inquiry; *in; ++in) *out++ = *in == 'R' ? kind : *in;
+  for (const char* in = kCommands[id].inquiry; *in; ++in) *out++ = *in == kCurrent ? kind : *in;
   *out = '\0';
   return static_cast<size_t>(out - buffer);
 }

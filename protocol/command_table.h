@@ -18,8 +18,16 @@ enum CommandId : uint32_t {
 
 inline constexpr uint32_t kCommandCount = 169;
 
+// Values of SL_DATA_TYPE.
+inline constexpr int32_t kThresholded = 0;
+inline constexpr int32_t kDithered = 3;
+inline constexpr int32_t kGrey = 4;
+inline constexpr int32_t kColour = 5;
+
 // Values of SL_COMPRESSION and SL_SCAN_TRANSFER_TYPE.
+inline constexpr int32_t kNoCompression = 0;
 inline constexpr int32_t SL_JPEG = 2;
+inline constexpr int32_t kPlainTransfer = 0;
 inline constexpr int32_t SL_PACKETIZED2 = 2;
 
 // The kinds of a numeric inquiry.
@@ -47,9 +55,9 @@ bool HasTrait(uint32_t id, uint32_t traits);
 // NUL. 0, and nothing written: there is no such command.
 size_t BuildCommand(uint32_t id, int32_t value, char* buffer);
 
-// Writes the inquiry for the current ('R'), least ('L') or greatest ('H') value of `id`,
-// NUL-terminated, and returns its length without the NUL. 0, and nothing written: it cannot be
-// inquired.
+// Writes the inquiry for the current, least or greatest value of `id` (kCurrent, kMinimum,
+// kMaximum), NUL-terminated, and returns its length without the NUL. 0, and nothing written: it
+// cannot be inquired.
 size_t BuildInquire(uint32_t id, char kind, char* buffer);
 
 }  // namespace scantk

@@ -1,21 +1,17 @@
 // The model families: what the toolkit must know of a device because the device does not say it, or
 // says it wrong. One row a family; a value that is not named in a row is that of every other
-// device.
+// device, as the structure has it.
 #ifndef SCANTK_PROTOCOL_MODELS_H_
 #define SCANTK_PROTOCOL_MODELS_H_
 
 #include <cstdint>
 
+#include "contract/values.h"
+
 namespace scantk {
 
 inline constexpr int32_t SL_UNKNOWN = 0;          // the number of a device that nobody has seen
 inline constexpr int32_t kModelAlternative = 64;  // the number of the first family, see its row
-
-// Values of wPaperPath and wADFType in the capability records.
-inline constexpr uint16_t kPathFlatbed = 0;
-inline constexpr uint16_t kPathScroll = 1;
-inline constexpr uint16_t kFeederPlaten = 0;
-inline constexpr uint16_t kFeederScroll = 1;
 
 // Whether SPF data is offered; the trace tells the two refusals apart.
 enum class SpfSupport { kAsked, kNotOnDot4, kNotOnParallelDot4 };
@@ -27,18 +23,18 @@ enum class PageSize { kTaken, kUnknown };    // SL_SET_ADF_PAGESIZE
 enum class ColourMap { kTaken, kOfItsOwn };  // as a binary table
 
 struct Model {
-  int32_t number;
-  const char* identification;  // its answer to SL_MODEL_ID; null: it does not answer
-  const char* modelNumber;     // byModelNumber, when SL_MODEL_RIX is not answered; null: no name
-  RowCounts rowCounts;
-  uint16_t paperPath;        // wPaperPath
-  uint16_t feederType;       // wADFType
-  uint8_t detectsEndOfPage;  // second feeder record
-  uint32_t feederOptions;    // scan options of the second feeder record
-  SpfSupport spf;
-  PageSize pageSize;
-  ColourMap colourMap;
-  int32_t verticalExtent;  // shown in place of SL_YEXT_PIXEL's answer; 0: the answer
+  int32_t number = SL_UNKNOWN;
+  const char* identification = nullptr;  // its answer to SL_MODEL_ID; null: it does not answer
+  const char* modelNumber = nullptr;     // byModelNumber, when SL_MODEL_RIX is not answered
+  RowCounts rowCounts = RowCounts::kNone;
+  uint16_t paperPath = T_PATH_FLATBED;           // wPaperPath
+  uint16_t feederType = T_FEEDER_SCROLL;         // wADFType
+  uint8_t detectsEndOfPage = 1;                  // second feeder record
+  uint32_t feederOptions = T_PIXEL_COORDINATES;  // scan options of the second feeder record
+  SpfSupport spf = SpfSupport::kAsked;
+  PageSize pageSize = PageSize::kTaken;
+  ColourMap colourMap = ColourMap::kTaken;
+  int32_t verticalExtent = 0;  // shown in place of SL_YEXT_PIXEL's answer; 0: the answer
 };
 
 // 64 to 66 are parallel devices behind a DOT4 stack, which count no rows. 64 answers the
@@ -46,29 +42,51 @@ struct Model {
 // values are cached (Exchange::InquireModel). 67 to 69 are DOT4 devices of later kinds. 67 has its
 // feeder above the platen, does not see the end of a sheet, and writes its counts in either order
 // of bytes. 68 has no glass.
-// clang-format off
 inline constexpr Model kModels[] = {
-    {kModelAlternative,
-         nullptr, "KXT",    RowCounts::kNone,         kPathFlatbed, kFeederScroll, 1, 2,
-         SpfSupport::kNotOnParallelDot4, PageSize::kTaken,   ColourMap::kTaken,    3508},
-    {65, "ZM-11", "KXT",    RowCounts::kNone,         kPathFlatbed, kFeederScroll, 1, 2,
-         SpfSupport::kNotOnParallelDot4, PageSize::kTaken,   ColourMap::kTaken,    0},
-    {66, "ZM-12", "KXT",    RowCounts::kNone,         kPathFlatbed, kFeederScroll, 1, 2,
-         SpfSupport::kNotOnParallelDot4, PageSize::kTaken,   ColourMap::kTaken,    0},
-    {67, "ZM-13", "ZR-618", RowCounts::kEitherOrder,  kPathFlatbed, kFeederPlaten, 0, 3,
-         SpfSupport::kNotOnDot4,         PageSize::kUnknown, ColourMap::kOfItsOwn, 0},
-    {68, "ZM-14", "NPQ-S",  RowCounts::kLittleEndian, kPathScroll,  kFeederScroll, 1, 2,
-         SpfSupport::kNotOnDot4,         PageSize::kUnknown, ColourMap::kOfItsOwn, 0},
-    {69, "ZM-15", "VX3840", RowCounts::kLittleEndian, kPathFlatbed, kFeederScroll, 1, 2,
-         SpfSupport::kNotOnDot4,         PageSize::kUnknown, ColourMap::kOfItsOwn, 0},
-    {70, "ZM-16", nullptr,  RowCounts::kLittleEndian, kPathFlatbed, kFeederScroll, 1, 2,
-         SpfSupport::kAsked,             PageSize::kTaken,   ColourMap::kOfItsOwn, 0},
+    {.number = kModelAlternative,
+     .modelNumber = "KXT",
+     .spf = SpfSupport::kNotOnParallelDot4,
+     .verticalExtent = 3508},
+    {.number = 65,
+     .identification = "ZM-11",
+     .modelNumber = "KXT",
+     .spf = SpfSupport::kNotOnParallelDot4},
+    {.number = 66,
+     .identification = "ZM-12",
+     .modelNumber = "KXT",
+     .spf = SpfSupport::kNotOnParallelDot4},
+    {.number = 67,
+     .identification = "ZM-13",
+     .modelNumber = "ZR-618",
+     .rowCounts = RowCounts::kEitherOrder,
+     .feederType = T_FEEDER_PLATEN,
+     .detectsEndOfPage = 0,
+     .feederOptions = T_PREVIEW | T_PIXEL_COORDINATES,
+     .spf = SpfSupport::kNotOnDot4,
+     .pageSize = PageSize::kUnknown,
+     .colourMap = ColourMap::kOfItsOwn},
+    {.number = 68,
+     .identification = "ZM-14",
+     .modelNumber = "NPQ-S",
+     .rowCounts = RowCounts::kLittleEndian,
+     .paperPath = T_PATH_SCROLL,
+     .spf = SpfSupport::kNotOnDot4,
+     .pageSize = PageSize::kUnknown,
+     .colourMap = ColourMap::kOfItsOwn},
+    {.number = 69,
+     .identification = "ZM-15",
+     .modelNumber = "VX3840",
+     .rowCounts = RowCounts::kLittleEndian,
+     .spf = SpfSupport::kNotOnDot4,
+     .pageSize = PageSize::kUnknown,
+     .colourMap = ColourMap::kOfItsOwn},
+    {.number = 70,
+     .identification = "ZM-16",
+     .rowCounts = RowCounts::kLittleEndian,
+     .colourMap = ColourMap::kOfItsOwn},
 };
 
-inline constexpr Model kUnknownModel =
-    {SL_UNKNOWN, nullptr, nullptr, RowCounts::kNone,  kPathFlatbed, kFeederScroll, 1, 2,
-         SpfSupport::kAsked,             PageSize::kTaken,   ColourMap::kTaken,    0};
-// clang-format on
+inline constexpr Model kUnknownModel = {};
 
 // byModelNumber of devices without a name.
 inline constexpr char kPlainModelNumber[] = "ZT-4410";

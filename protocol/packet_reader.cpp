@@ -49,7 +49,7 @@ QrlStatus PacketReader::ReadUnpacketizedData(int32_t transfer_type, uint32_t pha
     return SL_OK;
   }
   if (phase == kScanStarted) BeginPage();
-  if (transfer_type == 0) return ReadPlain(buffer, wanted, got);
+  if (transfer_type == kPlainTransfer) return ReadPlain(buffer, wanted, got);
   if (transfer_type != SL_PACKETIZED2) return SL_BADPARAM;
   if (phase == kScanStarted && !PacketBuffer_ && !PacketBuffer_.Allocate(kScanBufferBytes)) {
     return SL_NOMEMORY;

@@ -25,10 +25,15 @@ inline constexpr QrlStatus SL_ERROR_INQUIRY_FAILED = 61;
 // Mapped device errors, from InquireOldestError.
 inline constexpr QrlStatus SL_ERR_MAPPED_JAM = 15;
 inline constexpr QrlStatus SL_ERR_MAPPED_FEEDER_EMPTY = 19;
+inline constexpr QrlStatus SL_ERR_MAPPED_OTHER = 17;
 inline constexpr QrlStatus SL_CANCEL = 502;  // the device cancelled the page
 inline constexpr QrlStatus SL_CANCEL_504 = 504;
 inline constexpr QrlStatus SL_CANCEL_505 = 505;
-inline constexpr QrlStatus SL_ERR_ADF_JAM = 1024;
+
+// Numbers of the device itself: its errors, and the states of its feeder (SL_ADF_STATUS).
+inline constexpr int32_t kDeviceJam = 1024;
+inline constexpr int32_t kDeviceFeederEmpty = 1026;
+inline constexpr QrlStatus SL_ERR_ADF_JAM = kDeviceJam;  // the jam as it is
 
 // The phases of a scan.
 inline constexpr uint32_t kScanStarted = 2;

@@ -42,7 +42,7 @@ void ResolutionState::Reset() {
   gUpScaling = 0;
   gDevYRes = gReqXRes = gReqYRes = 150;
   gDevPixelsPerLine = gDevLinesPerScan = gOutPixelsPerLine = 0;
-  gTransferType = 0;
+  gTransferType = kPlainTransfer;
 }
 
 int32_t ResolutionState::OnCommand(uint32_t id, int32_t value, TraceLog& trace) {

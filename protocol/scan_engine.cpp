@@ -70,7 +70,7 @@ QrlStatus ScanEngine::Transfer(uint32_t phase, uint8_t* buffer, uint32_t size, u
 // Gets device bytes into the empty input buffer. 0 without a byte only at the end of the page.
 QrlStatus ScanEngine::Refill(uint32_t* phase) {
   const int32_t transfer_type = exchange_.resolution().gTransferType;
-  const bool plain = transfer_type == 0;
+  const bool plain = transfer_type == kPlainTransfer;
   auto wanted = static_cast<uint32_t>(ScanInputBuffer_.size());
   if (plain) wanted = std::min(wanted, static_cast<uint32_t>(std::max(bytes_to_come_, 0)));
   const QrlStatus status = reader_.ReadUnpacketizedData(

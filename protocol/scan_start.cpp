@@ -79,7 +79,7 @@ QrlStatus ScanEngine::AskTraits(ImageTraits* traits) {
 QrlStatus ScanEngine::AskCompression(int32_t* compression) {
   const QrlStatus status = exchange_.InquireNumber(SL_COMPRESSION, kCurrent, compression);
   if (status == SL_NULLRESPONSE) {
-    exchange_.SendCommand(SL_COMPRESSION, 0);
+    exchange_.SendCommand(SL_COMPRESSION, kNoCompression);
     return SL_OK;
   }
   if (status != SL_OK) {

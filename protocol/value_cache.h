@@ -18,7 +18,7 @@ class QrlCache {
   void SetCacheEnable(bool enable) { QRL_CACHE_ENABLE_ = enable; }
   bool IsEnabled() const { return QRL_CACHE_ENABLE_; }
 
-  // True and *value: the minimum ('L'), current ('R') or maximum ('H') value of `id` is known.
+  // True and *value: the value of that kind of `id` is known.
   bool Cache_Qrl_Val_Lookup(uint32_t id, char kind, int32_t* value) const;
   // Learns a value. A reset, an error clearing and a scan start make it forget the settings that
   // the device may have changed.

@@ -1,17 +1,10 @@
 // IControlPanel: every request is gated by what the panel record offers.
+#include "features/capability_learner.h"
 #include "scanner/capability_copy.h"
 #include "scanner/method.h"
 #include "scanner/scanner_object.h"
 
 namespace scantk {
-namespace {
-
-constexpr uint32_t kVariableZero = 4;    // always reads 0
-constexpr uint32_t kVariableScanTo = 8;  // the scan-to settings
-constexpr uint32_t kDefaultScanTo = 2;
-constexpr uint32_t kCodePage = 1252;
-
-}  // namespace
 
 HRESULT STDMETHODCALLTYPE ScannerObject::GetControlPanelCapabilities(
     uint32_t hSession, CONTROL_PANEL_CAPABILITIES* pCapabilities, uint32_t* pdwErrorCode) {
@@ -34,14 +27,14 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetControlPanelValue(uint32_t hSession,
               dwVariable);
           return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
         }
-        if (dwVariable == kVariableZero) {
+        if (dwVariable == T_CONTROL_PANEL_ZERO) {
           *pdwValue = 0;
-        } else if (dwVariable == kVariableScanTo) {
+        } else if (dwVariable == T_CONTROL_PANEL_SCANTO) {
           int32_t value = 0;
           const QrlStatus status =
-              state.engine->exchange.InquireNumber(SL_SCANTO_SETTINGS, 'R', &value);
+              state.engine->exchange.InquireNumber(SL_SCANTO_SETTINGS, kCurrent, &value);
           if (status == SL_NULLRESPONSE) {
-            value = kDefaultScanTo;
+            value = kDefaultDestinations;
             trace_.Print("SL_SCANTO_SETTINGS NullResponse, %d, default to 2", status);
           } else if (status != SL_OK) {
             trace_.Print("ERROR: InquireNumber SL_SCANTO_SETTINGS Failed, QRL Error Code = %d",
@@ -75,7 +68,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetCodePage(uint32_t hSession, uint32_t
   return Method("scantk::SetCodePage", TRACE_API, hSession, pdwErrorCode)
       .KeepingErrorCode()
       .Run([&](SessionEntry&) -> HRESULT {
-        return dwValue == kCodePage ? S_OK : Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
+        return dwValue == T_CODE_PAGE ? S_OK : Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
       });
 }
 
@@ -133,7 +126,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetControlPanelDestinationString(uint32
       .Requires({pszString})
       .Run([&](SessionEntry& entry) -> HRESULT {
         const CONTROL_PANEL_CAPABILITIES& panel = entry.state.panel;
-        if ((panel.dwSupportedValues & kVariableScanTo) == 0) {
+        if ((panel.dwSupportedValues & T_CONTROL_PANEL_SCANTO) == 0) {
           trace_.Print("SetControlPanelDestinationString not supported dwIndex %d pszString%ws",
                        dwIndex, pszString);
           return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);

@@ -9,14 +9,13 @@ namespace {
 
 constexpr uint32_t kNoCategory = 0;
 
-// Feeder statuses after a move.
-constexpr int32_t kStatusJam = 1024;
+// States of the feeder after a sheet was moved.
 constexpr int32_t kStatusesMoved[] = {0, 1000, 1027};
 
 uint32_t CodeOfFeederStatus(int32_t status, uint32_t unchanged) {
   for (int32_t moved : kStatusesMoved)
     if (status == moved) return unchanged;
-  return status == kStatusJam ? TERR_ADF_JAMMED : TERR_ADF_EMPTY;
+  return status == kDeviceJam ? TERR_ADF_JAMMED : TERR_ADF_EMPTY;
 }
 
 HRESULT NothingToDo(SessionEntry&) {
@@ -95,12 +94,13 @@ HRESULT STDMETHODCALLTYPE ScannerObject::ADFIsReady(uint32_t hSession, uint8_t* 
                return S_OK;
              }
              int32_t ready = 0;
-             QrlStatus status = state.engine->exchange.InquireNumber(SL_ADF_READY, 'R', &ready);
+             QrlStatus status =
+                 state.engine->exchange.InquireNumber(SL_ADF_READY, kCurrent, &ready);
              if (status != SL_OK) {
                trace_.Print(
                    "ERROR: ADFIsReady Failed try one more time: Model %ld:  QRL Error Code = %d",
                    state.m_ModelID, status);
-               status = state.engine->exchange.InquireNumber(SL_ADF_READY, 'R', &ready);
+               status = state.engine->exchange.InquireNumber(SL_ADF_READY, kCurrent, &ready);
              }
              if (status != SL_OK) {
                trace_.Print("ERROR: ADFIsReady Failed 2nd time,: Model %ld:  QRL Error Code = %d",
@@ -173,7 +173,7 @@ HRESULT ScannerObject::ADFMovePaper(uint32_t hSession, uint32_t lFlag, uint32_t*
           *pdwErrorCode = TERR_SCANNER_COMMUNICATION_FAILED;
         }
         int32_t feeder = 0;
-        status = state.engine->exchange.InquireNumber(SL_ADF_STATUS, 'R', &feeder);
+        status = state.engine->exchange.InquireNumber(SL_ADF_STATUS, kCurrent, &feeder);
         *pdwErrorCode = status == SL_OK ? CodeOfFeederStatus(feeder, *pdwErrorCode)
                                         : uint32_t{TERR_SCANNER_COMMUNICATION_FAILED};
         if (*pdwErrorCode == TERR_NONE) return S_OK;

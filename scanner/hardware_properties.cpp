@@ -69,7 +69,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetHWPropString(uint32_t hSession,
              trace_.Print("GetHWPropValue pszTagString %ws", pszTagString);
              int32_t vendor = 0;
              const QrlStatus status =
-                 entry.state.engine->exchange.InquireNumber(SL_SCANNER_VENDOR, 'R', &vendor);
+                 entry.state.engine->exchange.InquireNumber(SL_SCANNER_VENDOR, kCurrent, &vendor);
              if (status != SL_OK) {
                vendor = 0;
                trace_.Print(

@@ -10,7 +10,6 @@
 namespace scantk {
 namespace {
 
-constexpr int32_t kCompressionNone = 0;
 constexpr uint32_t kToneMapTable = 1;
 constexpr int32_t kDownloadedToneMap = -1;
 
@@ -34,7 +33,7 @@ class Download {
     return CheckPlain(engine_.exchange.SendCommand(id, value), format);
   }
   bool Ask(uint32_t id, int32_t* value, const char* format) {
-    const QrlStatus status = engine_.exchange.InquireNumber(id, 'R', value);
+    const QrlStatus status = engine_.exchange.InquireNumber(id, kCurrent, value);
     return Check(status, format, *value);
   }
   bool Check(QrlStatus status, const char* format, int64_t shown) {
@@ -78,8 +77,8 @@ bool SendFormat(Download& to, const SCANNER_PARAMETERS& wanted, const DataType& 
 
 bool SendWindow(Download& to, const SCANNER_PARAMETERS& wanted) {
   const bool pixels = (wanted.dwScanOptions & T_PIXEL_COORDINATES) != 0;
-  const uint32_t x = pixels ? wanted.wXResolution : kDeviceUnitsPerInch;
-  const uint32_t y = pixels ? wanted.wYResolution : kDeviceUnitsPerInch;
+  const uint32_t x = pixels ? wanted.wXResolution : T_UNITS_PER_INCH;
+  const uint32_t y = pixels ? wanted.wYResolution : T_UNITS_PER_INCH;
   const auto send = [&to](uint32_t id, uint32_t value, uint32_t resolution, const char* format) {
     return to.Send(id, static_cast<uint16_t>(ToDeviceUnits(value, resolution)), format, value);
   };
@@ -126,7 +125,7 @@ bool SendCompression(Download& to, const SCANNER_PARAMETERS& wanted, const Sessi
   constexpr char kFailed[] = "ERROR:SL_COMPRESSION SL_JPEG Failed, QRL Error Code = %d";
   const uint32_t mode = wanted.dwScanMode;
   if (state.m_bEnableJPEG != 1) {
-    const bool sent = to.SendPlain(SL_COMPRESSION, kCompressionNone, kFailed);
+    const bool sent = to.SendPlain(SL_COMPRESSION, kNoCompression, kFailed);
     trace.Print(
         " DownLoadScannerParameters: JPEG NOT enabled, ScanMode: %d (color 1,gray 2, bw 3 "
         "ModelNumber %s Model ID %d",
@@ -139,7 +138,7 @@ bool SendCompression(Download& to, const SCANNER_PARAMETERS& wanted, const Sessi
       mode, state.ModelNumber(), state.m_ModelID);
   // The streams carry 8 bits a channel, and colours or grey.
   if ((mode != T_COLOR && mode != T_GREYSCALE) || wanted.byBitsPerChannel > 8)
-    return to.SendPlain(SL_COMPRESSION, kCompressionNone, kFailed);
+    return to.SendPlain(SL_COMPRESSION, kNoCompression, kFailed);
   if (!to.SendPlain(SL_COMPRESSION, SL_JPEG, kFailed)) return false;
   uint32_t factor = state.m_JPEGCompressionLevel;
   if (factor == 0) {

@@ -5,20 +5,19 @@
 #include <cstdint>
 
 #include "contract/records.h"
+#include "protocol/command_table.h"
 
 namespace scantk {
 
 // Positions and extents go to the device in 1/300 inch.
-inline constexpr uint32_t kDeviceUnitsPerInch = 300;
-
 constexpr uint32_t ToDeviceUnits(uint32_t value, uint32_t resolution) {
-  if (resolution == kDeviceUnitsPerInch || resolution == 0) return value;
-  return value * kDeviceUnitsPerInch / resolution;
+  if (resolution == T_UNITS_PER_INCH || resolution == 0) return value;
+  return value * T_UNITS_PER_INCH / resolution;
 }
 
 // What the device calls a colour mode.
 struct DataType {
-  int32_t code;  // 5 colour, 4 grey, 3 dithered, 0 thresholded
+  int32_t code;  // of SL_DATA_TYPE
   int32_t bitsPerPixel;
 };
 
@@ -26,13 +25,13 @@ struct DataType {
 constexpr bool DataTypeOf(const SCANNER_PARAMETERS& wanted, DataType* type) {
   switch (wanted.dwScanMode) {
     case T_COLOR:
-      *type = {5, wanted.byBitsPerChannel * 3};
+      *type = {kColour, wanted.byBitsPerChannel * 3};
       return true;
     case T_GREYSCALE:
-      *type = {4, wanted.byBitsPerChannel};
+      *type = {kGrey, wanted.byBitsPerChannel};
       return true;
     case T_BW:
-      *type = {(wanted.dwScanOptions & T_BW_DITHER) ? 3 : 0, 1};
+      *type = {(wanted.dwScanOptions & T_BW_DITHER) ? kDithered : kThresholded, 1};
       return true;
     default:
       return false;

@@ -37,7 +37,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
           return Fail(pdwErrorCode, TERR_RESERVE_FAILED);
         }
         int32_t urs = 0;
-        const QrlStatus asked = state.engine->exchange.InquireNumber(SL_URS_STATE, 'R', &urs);
+        const QrlStatus asked = state.engine->exchange.InquireNumber(SL_URS_STATE, kCurrent, &urs);
         if (asked != SL_OK && asked != SL_NULLRESPONSE) {
           trace_.Print(TRACE_CLASS_ERROR, " GetUserReadyToScanState: Comm error %d  ", asked);
           return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
@@ -108,7 +108,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetUserReadyToScanState(uint32_t hSessi
           return S_OK;
         }
         int32_t urs = 0;
-        const QrlStatus status = state.engine->exchange.InquireNumber(SL_URS_STATE, 'R', &urs);
+        const QrlStatus status = state.engine->exchange.InquireNumber(SL_URS_STATE, kCurrent, &urs);
         if (status == SL_NULLRESPONSE) {
           state.m_URS_SW_semaphore = T_URS_START;
           trace_.Print(" GetUserReadyToScanState: device doesn't support usr, sw set urs to %d",

@@ -44,7 +44,7 @@ HRESULT ScannerObject::LearnSpfSize(SessionState& state, uint32_t* pdwErrorCode)
   QrlStatus status = SL_NULLRESPONSE;
   if (!refused) {
     int32_t size = 0;
-    status = state.engine->exchange.InquireNumber(SL_SPF_SIZE, 'R', &size);
+    status = state.engine->exchange.InquireNumber(SL_SPF_SIZE, kCurrent, &size);
     spf.dwSPFsize = static_cast<uint32_t>(size);
     refused = " GetSPFCapabilities: device doesn't support spf, spf.size set to %d";
   }

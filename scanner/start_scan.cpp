@@ -28,7 +28,7 @@ HRESULT ScannerObject::StartPage(uint32_t hSession, SessionState& state, uint32_
   if (FAILED(result)) return result;
 
   const uint16_t method = state.parameters.wScanMethod;
-  if (state.capabilities.wPaperPath == kPathScroll) {
+  if (state.capabilities.wPaperPath == T_PATH_SCROLL) {
     trace_.Print("StartScan: Scrollfed device ");
     if (method == T_METHOD_FLATBED) {
       trace_.Print(

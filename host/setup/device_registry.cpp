@@ -16,8 +16,6 @@ using scantk::RegistryAccess;
 using scantk::RegistryKey;
 using scantk::RegistryRoot;
 
-constexpr char kClassPath[] =
-    "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
 constexpr char kDataKey[] = "\\DeviceData";
 
 // Sanity limit of one value's text.
@@ -30,8 +28,8 @@ const DeviceValue& ValueByName(const std::string& name) {
 }
 
 void WriteValue(const std::string& instance, const DeviceValue& value, const std::string& text) {
-  const std::string path =
-      std::string(kClassPath) + "\\" + instance + (value.device_data ? kDataKey : "");
+  const std::string path = std::string(scantk::kImagingClassPath) + "\\" + instance +
+                           (value.device_data ? kDataKey : "");
   RegistryKey key;
   CheckRegistry(RegistryKey::Create(RegistryRoot::kLocalMachine, path, &key, nullptr), path);
   const std::string name(value.name);
@@ -65,7 +63,7 @@ std::vector<std::string> InstanceKeys() {
 }
 
 Device ReadDevice(const std::string& instance) {
-  const std::string path = std::string(kClassPath) + "\\" + instance;
+  const std::string path = std::string(scantk::kImagingClassPath) + "\\" + instance;
   RegistryKey key;
   CheckRegistry(RegistryKey::Open(RegistryRoot::kLocalMachine, path, RegistryAccess::kRead, &key),
                 path);
@@ -166,7 +164,7 @@ std::string AddDevice(const std::vector<std::pair<std::string, std::string>>& va
                     [&](const std::string& name) { return name.substr(0, 4) == key; }))
       continue;
     // Whoever makes the key has it: another process may be adding a device at this moment.
-    const std::string path = std::string(kClassPath) + "\\" + key;
+    const std::string path = std::string(scantk::kImagingClassPath) + "\\" + key;
     RegistryKey made;
     bool created = false;
     CheckRegistry(RegistryKey::Create(RegistryRoot::kLocalMachine, path, &made, &created), path);
@@ -185,10 +183,10 @@ void SetDeviceValues(const std::string& key,
 
 void RemoveDevice(const std::string& key) {
   RegistryKey class_key;
-  CheckRegistry(RegistryKey::Open(RegistryRoot::kLocalMachine, kClassPath,
+  CheckRegistry(RegistryKey::Open(RegistryRoot::kLocalMachine, scantk::kImagingClassPath,
                                   RegistryAccess::kReadWrite, &class_key),
-                kClassPath);
-  CheckRegistry(class_key.DeleteSubtree(key), std::string(kClassPath) + "\\" + key);
+                scantk::kImagingClassPath);
+  CheckRegistry(class_key.DeleteSubtree(key), std::string(scantk::kImagingClassPath) + "\\" + key);
 }
 
 std::string DeviceEntryText(const Device& device) {
@@ -205,8 +203,8 @@ std::string DeviceEntryText(const Device& device) {
 }
 
 std::optional<std::string> DeviceValueText(const std::string& instance, const DeviceValue& value) {
-  const std::string path =
-      std::string(kClassPath) + "\\" + instance + (value.device_data ? kDataKey : "");
+  const std::string path = std::string(scantk::kImagingClassPath) + "\\" + instance +
+                           (value.device_data ? kDataKey : "");
   RegistryKey key;
   if (RegistryKey::Open(RegistryRoot::kLocalMachine, path, RegistryAccess::kRead, &key) != 0)
     return std::nullopt;

@@ -14,8 +14,6 @@
 namespace scantk::test {
 namespace {
 
-constexpr char kClassKey[] =
-    "SYSTEM\\CurrentControlSet\\Control\\Class\\{6BDD1FC6-810F-11D0-BEC7-08002BE2092F}";
 constexpr char kTraceKey[] =
     "Software\\Orvane\\Lumora\\Velkan\\{7A41C0D2-5E3B-4F19-9C6A-2B8D0E4F1A37}";
 
@@ -57,7 +55,7 @@ Sandbox::Sandbox() {
                 .string();
   std::filesystem::create_directories(folder_);
   registry_ = std::make_unique<OwnRegistry>(folder_);
-  MachineKey(kClassKey);
+  MachineKey(kImagingClassPath);
 }
 
 Sandbox::~Sandbox() {
@@ -77,7 +75,7 @@ std::string Sandbox::NextInstance() const {
 std::string Sandbox::AddNetworkDevice(const std::string& address, int port_number) {
   const std::string key = NextInstance();
   std::string name = "test scanner " + key + " " + std::to_string(ProcessId());
-  const std::string instance = std::string(kClassKey) + "\\" + key;
+  const std::string instance = std::string(kImagingClassPath) + "\\" + key;
   RegistryKey description = MachineKey(instance);
   SetText(description, "DriverDesc", "A scanner of the tests");
   RegistryKey data = MachineKey(instance + "\\DeviceData");
@@ -90,7 +88,7 @@ std::string Sandbox::AddNetworkDevice(const std::string& address, int port_numbe
 }
 
 std::string Sandbox::AddAttachedDevice(const std::string& path, uint32_t io_type) {
-  const std::string instance = std::string(kClassKey) + "\\" + NextInstance();
+  const std::string instance = std::string(kImagingClassPath) + "\\" + NextInstance();
   RegistryKey description = MachineKey(instance);
   SetText(description, "DriverDesc", "A scanner of the tests");
   SetText(description, "CreateFileName", path);

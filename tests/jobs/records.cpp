@@ -49,7 +49,9 @@ void AddField(const Header& header, RecordType* record, const std::string& type,
 Header ReadHeader() {
   Header header;
   RecordType* record = nullptr;
-  std::ifstream file(SCANTK_CONTRACT_FOLDER "/records.h");
+  std::stringstream file;
+  file << std::ifstream(SCANTK_CONTRACT_FOLDER "/records.h").rdbuf()
+       << std::ifstream(SCANTK_CONTRACT_FOLDER "/values.h").rdbuf();
   for (std::string line; std::getline(file, line);) {
     std::istringstream words(line.substr(0, line.find("//")));
     std::vector<std::string> word{std::istream_iterator<std::string>(words), {}};
