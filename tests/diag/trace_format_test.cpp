@@ -78,14 +78,10 @@ TEST(TraceFormat, SeveralArguments) {
   EXPECT_EQ("7  |te|text", Format("%*d|%.*s|%.*s", -3, 7, 2, "text", -1, "text"));
   EXPECT_EQ("1 (?) (?)", Format("%d %d %s", 1));
   EXPECT_EQ("", Format(nullptr));
-}
-
-// A precise text need not have a terminator behind the characters that are wanted.
-TEST(TraceFormat, ReadsNoFurtherThanThePrecision) {
-  const std::vector<char> narrow = {'a', 'b', 'c'};
-  const std::vector<WideChar> wide = {'a', 'b', 'c'};
-  EXPECT_EQ("abc", Format("%.3s", narrow.data()));
-  EXPECT_EQ("abc", Format("%.3ls", wide.data()));
+  // A precise text need not have a terminator behind the characters that are wanted.
+  const std::vector<WideChar> precise = {'a', 'b', 'c'};
+  EXPECT_EQ("abc", Format("%.3ls", precise.data()));
+  EXPECT_EQ("ab", Format("%.2s", std::vector<char>{'a', 'b'}.data()));
 }
 
 TEST(TraceFormat, CutsAtTheEndOfTheBuffer) {

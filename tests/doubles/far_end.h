@@ -4,7 +4,6 @@
 #define SCANTK_TESTS_DOUBLES_FAR_END_H_
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 namespace scantk {
@@ -13,42 +12,26 @@ namespace scantk {
 class Peer {
  public:
   explicit Peer(uintptr_t socket) : socket_(socket) {}
+  Peer(Peer&& other) noexcept : socket_(other.socket_) { other.socket_ = ~uintptr_t{0}; }
   ~Peer() { Close(); }
-  Peer(const Peer&) = delete;
-  Peer& operator=(const Peer&) = delete;
 
-  bool Send(const std::string& bytes);
+  void Send(const std::string& bytes);
   // Up to `size` bytes; fewer when the connection ended before.
   std::string Receive(size_t size);
   void Close();
-  // Ends the connection with a reset.
-  void Reset();
 
- private:
+ protected:
   uintptr_t socket_;
 };
 
-// Listens at a loopback address; at a free port without one.
-class FarEnd {
+// Listens at a loopback address.
+class FarEnd : private Peer {
  public:
-  explicit FarEnd(const char* address = "127.0.0.1", uint16_t port = 0);
-  ~FarEnd() { Close(); }
-  FarEnd(const FarEnd&) = delete;
-  FarEnd& operator=(const FarEnd&) = delete;
-
-  // In network byte order.
-  uint16_t Port() const { return port_; }
+  FarEnd(const char* address, uint16_t port);
   // Ends the test program when nobody connects.
-  std::unique_ptr<Peer> Accept();
-  void Close();
-
- private:
-  uintptr_t socket_;
-  uint16_t port_ = 0;
+  Peer Accept();
 };
 
-// The next connect of this program fails with this number of the system's own, which may be 0.
-void FailNextConnect(int number);
 // Whether a program that this one starts would hold the socket open, too.
 bool IsInherited(uintptr_t socket);
 

@@ -16,7 +16,7 @@ class TestClock : public Clock {
   ~TestClock() override { SetClock(nullptr); }
   uint32_t TickCount() override { return ticks += step; }
   int64_t SecondsSince1970() override { return ticks / 1000; }
-  LocalTime Now() override { return {}; }
+  LocalTime Now() override { return {2026, 11, 7, 9, 5, 3, 250}; }
   void Sleep(uint32_t milliseconds) override {
     sleeps.push_back(milliseconds);
     ticks += milliseconds;

@@ -23,19 +23,10 @@ using testing::Contains;
 // With time-outs that a test can wait for.
 class QuickTransport : public MXVIO_NET {
  public:
-  using MXVIO_NET::Connection;
-  using MXVIO_NET::connection_;
-
   explicit QuickTransport(const char* name, uint32_t limit = 250) {
     IoTimeouts timeouts = {limit, limit, limit};
     Escape(SET_TIMEOUTS, &timeouts, sizeof timeouts, nullptr, 0, nullptr);
     OpenIO(name);
-  }
-  std::string Read(uint32_t size, IoResult* result) {
-    std::string text(size, '\0');
-    *result = ReadData(text.data(), &size, nullptr);
-    text.resize(size);
-    return text;
   }
   IoResult Write(const std::string& text, uint32_t* written) {
     return WriteData(text.data(), static_cast<uint32_t>(text.size()), written, nullptr);
@@ -49,18 +40,24 @@ class NetLoopback : public TraceFixture {};
 TEST_F(NetLoopback, WritesToADeviceThatIsSlowOrTakesNothing) {
   FarEnd far_end("127.0.61.5", 9290);
   const std::string much(32 << 20, 'c');
+  // The target's system moves a send as a whole: there, all of it has to be taken in time.
+  const uint32_t limit = kPathSeparator == '/' ? 700 : 5000;
   std::promise<void> given_up;
   size_t received = 0;
   std::thread device([&] {
-    const auto slow = far_end.Accept();
-    slow->Send("00");
-    while (received < much.size() && slow->Receive(1 << 20).size() == 1 << 20) received += 1 << 20;
-    const auto deaf = far_end.Accept();
-    deaf->Send("00");
-    given_up.get_future().wait();
+    Peer slow = far_end.Accept();
+    slow.Send("00");
+    for (size_t last = 1; received < much.size() && last > 0; received += last) {
+      const bool late = limit < 5000 && received < much.size() / 4 * 3;
+      std::this_thread::sleep_for(milliseconds(late ? 80 : 0));  // a device's own pace
+      last = slow.Receive(2 << 20).size();
+    }
+    Peer deaf = far_end.Accept();
+    deaf.Send("00");
+    given_up.get_future().wait_for(std::chrono::seconds(60));
   });
   uint32_t written = 0;
-  QuickTransport patient("\\name:127.0.61.5", 5000), transport("\\name:127.0.61.5");
+  QuickTransport patient("\\name:127.0.61.5", limit), transport("\\name:127.0.61.5");
   EXPECT_EQ(S_OK, patient.Write(much, &written));
   EXPECT_EQ(much.size(), written);
   patient.DisConnectFromIO();
@@ -68,53 +65,35 @@ TEST_F(NetLoopback, WritesToADeviceThatIsSlowOrTakesNothing) {
   EXPECT_EQ(kIoTimeout, transport.Write(much, &written));
   EXPECT_LT(written, much.size());
   EXPECT_LT(std::chrono::steady_clock::now() - start, milliseconds(5000));
-  EXPECT_EQ(QuickTransport::Connection::kNoSocket, transport.connection_);
   EXPECT_THAT(NewLines(), Contains(testing::StartsWith("WriteData: Timed Out - Asked 33554432")));
   EXPECT_EQ(much.size(), received);
   given_up.set_value();
   device.join();
 }
 
-// Catches a failed connect that counts as one, and a number that nobody can look up.
-TEST_F(NetLoopback, ConnectsThatFail) {
-  FarEnd gone("127.0.61.6", 9290);
-  gone.Close();
-  QuickTransport transport("\\name:127.0.61.6");
-  FailNextConnect(0);
-  EXPECT_EQ(59, transport.ConnectToIO());
-  FailNextConnect(11111);  // of the system's own that the toolkit does not know
-  transport.ConnectToIO();
-  EXPECT_THAT(NewLines(), Contains(testing::HasSubstr("11111")));
-  EXPECT_EQ(10061, transport.ConnectToIO());
-  EXPECT_EQ(SL_FIREWALL, ConnectStatus(10061));
-}
-
-// Catches a connection that a program of the host's holds open, and an end that throws away the
-// last command.
+// Catches a connection that a program of the host's holds open, a cancelled receive that takes
+// bytes, and an end that throws away the last command.
 TEST_F(NetLoopback, SocketsOfTheSystem) {
   SocketLibraryInfo info;
   ASSERT_EQ(0u, TheNetwork().StartUp(&info));
-  FarEnd far_end;
+  FarEnd far_end("127.0.61.6", 9290);
   auto socket = TheNetwork().CreateStreamSocket();
   EXPECT_FALSE(IsInherited(socket->Handle()));
-  const SocketAddress address = {2, far_end.Port(), TheNetwork().ParseDotted("127.0.0.1"), {}};
-  socket->Connect(address);
+  socket->Connect({2, 0x4A24, TheNetwork().ParseDotted("127.0.61.6"), {}});
   ASSERT_GT(socket->WaitWritable(5000), 0);
-  const auto peer = far_end.Accept();
-  // Data after a cancelled receive leaves its buffer alone.
-  std::string buffer(8, '.');
+  Peer peer = far_end.Accept();
+  std::string buffer(8, '.'), received;
   uint32_t moved = 99;
   ASSERT_TRUE(socket->BeginTransfer());
   ASSERT_EQ(error::kIoPending, socket->PostReceive(buffer.data(), 8));
   EXPECT_EQ(WaitResult::kTimeout, socket->WaitTransfer(20));
   socket->EndTransfer(&moved);
   EXPECT_EQ(0u, moved);
-  peer->Send("unread");
+  peer.Send("unread");
   const std::string last(300000, 'x');
-  std::string received;
   std::thread reader([&] {
-    received = peer->Receive(last.size() + 1);
-    peer->Close();
+    received = peer.Receive(last.size() + 1);
+    peer.Close();
   });
   ASSERT_TRUE(socket->BeginTransfer());
   socket->PostSend(last.data(), static_cast<uint32_t>(last.size()));
@@ -128,16 +107,17 @@ TEST_F(NetLoopback, SocketsOfTheSystem) {
   TheNetwork().CleanUp();
 }
 
-class NetScripted : public testing::Test {
+class NetScripted : public TraceFixture {
  protected:
-  static std::string Text(const IoTimeouts& t) {
-    return std::to_string(t.read) + " " + std::to_string(t.write) + " " + std::to_string(t.flush);
-  }
-  // Connects with the script and forgets what was asked so far.
-  void Connect(QuickTransport& transport, const SocketScript& script) {
-    network_.scripts = {script};
-    ASSERT_EQ(S_OK, transport.ConnectToIO());
-    network_.TakeCalls();
+  // Connects with these scripts and one more; tells how many were not used.
+  size_t Connect(std::deque<SocketScript> scripts, IoResult result,
+                 const char* name = "\\name:10.1.2.3") {
+    network_.scripts = std::move(scripts);
+    network_.scripts.push_back({});
+    QuickTransport transport(name);
+    EXPECT_EQ(result, transport.ConnectToIO());
+    EXPECT_EQ(result == S_OK ? 1 : 0, network_.open_sockets);
+    return network_.scripts.size();
   }
 
   ScriptedNetwork network_;
@@ -146,24 +126,15 @@ class NetScripted : public testing::Test {
 // Catches a greeting told as another one, and a busy device asked too often or too rarely.
 TEST_F(NetScripted, Greetings) {
   const std::pair<std::vector<const char*>, IoResult> cases[] = {
-      {{"00"}, S_OK},
-      {{"01", "01", "01", "00"}, S_OK},
+      {{"01", "01", "01", "01", "00"}, S_OK},
       {{"01", "01", "01", "01", "01"}, E_ACCESSDENIED},
       {{"02"}, E_FAIL},
       {{"0"}, E_UNEXPECTED},
-      {{""}, E_UNEXPECTED},
-      {{"SSH-"}, E_UNEXPECTED}};
+      {{""}, E_UNEXPECTED}};
   for (const auto& [greetings, result] : cases) {
-    network_.scripts = {{}};  // one more would be accepted
-    for (const char* greeting : greetings) {
-      SocketScript script;
-      script.receives = {{greeting}};
-      network_.scripts.insert(network_.scripts.end() - 1, script);
-    }
-    QuickTransport transport("\\name:10.1.2.3");
-    EXPECT_EQ(result, transport.ConnectToIO()) << greetings.back();
-    EXPECT_EQ(1u, network_.scripts.size()) << greetings.back();
-    EXPECT_EQ(result == S_OK ? 1 : 0, network_.open_sockets) << greetings.back();
+    std::deque<SocketScript> scripts(greetings.size());
+    for (size_t i = 0; i < greetings.size(); ++i) scripts[i].receives = {{greetings[i]}};
+    EXPECT_EQ(1u, Connect(scripts, result)) << greetings.back();
   }
 }
 
@@ -175,16 +146,13 @@ TEST_F(NetScripted, AskedOfTheSystemInASession) {
   network_.scripts = {script, {}};
   {
     QuickTransport transport("\\name:10.1.2.3\\port:2", 7000);
-    EXPECT_EQ("", network_.TakeCalls());
     EXPECT_EQ(S_OK, transport.OpenIO("\\name:other"));  // the first name stays
     EXPECT_EQ(S_OK, transport.ConnectToIO());
+    transport.DisConnectFromIO();
     EXPECT_EQ("connect 36 75 10 1 2 3|writable 10000|linger 0|receive 7000|send 7000|",
               network_.TakeCalls());
-    transport.DisConnectFromIO();
-    EXPECT_EQ("", network_.TakeCalls());
     uint32_t written = 0;
     EXPECT_EQ(S_OK, transport.Write("hello", &written));  // connects by itself
-    EXPECT_EQ(5u, written);
     EXPECT_EQ(1, network_.open_sockets);
     network_.TakeCalls();
     transport.CloseIO();
@@ -210,16 +178,14 @@ TEST_F(NetScripted, NamesBecomeAddresses) {
                {"", E_FAIL, ""}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    network_.scripts = {{}};
+    Connect({}, c.connected, c.name);
+    EXPECT_TRUE(network_.TakeCalls().starts_with(c.address));
     MXVIO_NET transport;
     EXPECT_EQ(E_INVALIDARG, transport.OpenIO(nullptr));
     EXPECT_EQ(*c.name ? S_OK : E_FAIL, transport.OpenIO(c.name));
-    EXPECT_EQ(c.connected, transport.ConnectToIO());
-    EXPECT_TRUE(network_.TakeCalls().starts_with(c.address));
-    EXPECT_EQ(c.connected == S_OK ? 1 : 0, network_.open_sockets);
   }
   network_.version = 0x0101;  // a socket library that is too old is none
-  EXPECT_EQ(10093, QuickTransport("\\name:10.1.2.3").ConnectToIO());
+  Connect({}, 10093);
   EXPECT_EQ(0, network_.started);
 }
 
@@ -227,7 +193,7 @@ TEST_F(NetScripted, ConnectsThatDoNotSucceedAtOnce) {
   struct Case {
     IoResult result;
     uint32_t connect, last_error, pending;
-    std::deque<int> writable;
+    std::deque<int> writable = {};
     int pending_asked = 0;
   };
   std::vector<Case> cases = {{10035, 10035, 10035, 0, {0}},  // expired
@@ -236,108 +202,86 @@ TEST_F(NetScripted, ConnectsThatDoNotSucceedAtOnce) {
                              {10038, 10035, 10038, 10065, {-1}},  // the wait failed
                              {59, 10035, 0, 10065, {-1}},
                              {S_OK, 10035, 10038, 0, {-1, 1}},  // on a connected socket
-                             {59, 59, 0, 0, {}},                // at once
-                             {10051, 10051, 0, 0, {}}};
+                             {59, 59, 0, 0},                    // at once
+                             {10051, 10051, 0, 0}};
   for (const uint32_t refusal : {5u, 65u, 31u, 1314u, 1236u, 10061u}) {
     const auto result = static_cast<IoResult>(refusal);
-    cases.push_back({result, refusal, 0, 0, {}});
+    cases.push_back({result, refusal, 0, 0});
     cases.push_back({result, 10035, 10035, refusal, {0}});
     EXPECT_EQ(SL_FIREWALL, ConnectStatus(result));
   }
+  network_.unknown_error = 11111;  // a number of the system's own
   for (const Case& c : cases) {
     SCOPED_TRACE(&c - cases.data());
-    network_.scripts = {{c.connect, c.writable, 0, c.last_error, c.pending_asked, c.pending}};
-    QuickTransport transport("\\name:10.1.2.3");
-    EXPECT_EQ(c.result, transport.ConnectToIO());
-    EXPECT_EQ(c.result == S_OK ? 1 : 0, network_.open_sockets);
+    Connect({{c.connect, c.writable, c.last_error, c.pending_asked, c.pending}}, c.result);
   }
+  EXPECT_THAT(NewLines(), Contains(testing::HasSubstr("11111")));
 }
 
-// What becomes of ten bytes wanted of which four have come.
-TEST_F(NetScripted, ReadsThatDoNotComeWhole) {
+// Catches bytes that are lost or counted twice where a transfer does not come or go whole, a
+// connection that is kept when it is gone or dropped when it is not, and a buffer left posted.
+TEST_F(NetScripted, TransfersThatAreNotWhole) {
   constexpr uint32_t kPending = error::kIoPending;
+  constexpr auto kExpired = WaitResult::kTimeout;
   const struct {
-    ScriptedTransfer second;
+    ScriptedTransfer transfer;
     IoResult result;
-    const char* text;
+    const char* text;  // of ten bytes wanted, four of which have come; null: of five written
     bool connected;
+    uint32_t written = 0;
   } cases[] = {
       {{"efghij"}, S_OK, "abcdefghij", true},
-      {{"", kPending, WaitResult::kTimeout}, 258, "abcd", true},
-      {{"", kPending, WaitResult::kTimeout, 0, "ef"}, 258, "abcdef", true},
-      {{"", kPending, WaitResult::kTimeout, 0, "efghij"}, S_OK, "abcdefghij", true},
+      {{"", kPending, kExpired}, 258, "abcd", true},
+      {{"", kPending, kExpired, 0, "ef"}, 258, "abcdef", true},
+      {{"", kPending, kExpired, 0, "efghij"}, S_OK, "abcdefghij", true},
       {{""}, 10058, "abcd", false},  // closed by the device
       {{"", kPending, WaitResult::kSignalled, 10054}, 10058, "abcd", false},
       {{"", 10054}, 10054, "abcd", false},
       {{"", kPending, WaitResult::kFailed}, 10038, "abcd", true},
+      {{"123", kPending}, S_OK, nullptr, true, 3},
+      {{"", kPending, WaitResult::kSignalled, 10054}, 10054, nullptr, true},
+      {{"", 10054}, 10054, nullptr, false},
+      {{"", 996}, 996, nullptr, true},
+      {{"", kPending, WaitResult::kFailed}, 10038, nullptr, true},
+      {{"", kPending, kExpired, 0, "12"}, 258, nullptr, false, 2},  // nothing moves
+      {{"", kPending, kExpired, 0, "12345"}, S_OK, nullptr, true, 5},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     SocketScript script;
     script.last_error = 10038;
-    script.receives = {{"00"}, {"abcd", kPending}, c.second};
-    QuickTransport transport("\\name:10.1.2.3");
-    Connect(transport, script);
-    IoResult result = S_OK;
-    EXPECT_EQ(c.text, transport.Read(10, &result));
-    EXPECT_EQ(c.result, result);
-    EXPECT_EQ(c.connected ? 1 : 0, network_.open_sockets);
-    EXPECT_EQ(0, network_.unfinished) << "none is left posted into a buffer that is gone";
-  }
-  // Without an event, and without a connection.
-  network_.scripts = {{10035, {}, 0, 8, 0, 0, false}};
-  QuickTransport transport("\\name:10.1.2.3");
-  EXPECT_EQ(E_UNEXPECTED, transport.ConnectToIO());
-  uint32_t length = 7;
-  char buffer[7];
-  EXPECT_EQ(E_FAIL, transport.ReadData(buffer, &length, nullptr));
-  EXPECT_EQ(7u, length);
-}
-
-TEST_F(NetScripted, WritesThatDoNotGoWhole) {
-  constexpr uint32_t kPending = error::kIoPending;
-  const struct {
-    ScriptedTransfer transfer;
-    IoResult result;
-    uint32_t written;
-    bool connected;
-  } cases[] = {
-      {{"123", kPending}, S_OK, 3, true},
-      {{"", kPending, WaitResult::kSignalled, 10054}, 10054, 0, true},
-      {{"", 10054}, 10054, 0, false},
-      {{"", 996}, 996, 0, true},
-      {{"", kPending, WaitResult::kFailed}, 10038, 0, true},
-      {{"", kPending, WaitResult::kTimeout, 0, "12"}, 258, 2, false},  // nothing moves
-      {{"", kPending, WaitResult::kTimeout, 0, "12345"}, S_OK, 5, true},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    SocketScript script;
-    script.last_error = 10038;
+    script.receives = {{"00"}, {"abcd", kPending}, c.transfer};
     script.sends = {c.transfer};
+    network_.scripts = {script};
     QuickTransport transport("\\name:10.1.2.3");
-    Connect(transport, script);
-    uint32_t written = 99;
-    EXPECT_EQ(c.result, transport.Write("hello", &written));
-    EXPECT_EQ(c.written, written);
+    char buffer[10];
+    uint32_t length = 10, written = 99;
+    if (c.text) {
+      EXPECT_EQ(c.result, transport.ReadData(buffer, &length, nullptr));
+      EXPECT_EQ(c.text, std::string(buffer, length));
+    } else {
+      EXPECT_EQ(c.result, transport.Write("hello", &written));
+      EXPECT_EQ(c.written, written);
+    }
     EXPECT_EQ(c.connected ? 1 : 0, network_.open_sockets);
     EXPECT_EQ(0, network_.unfinished);
   }
+  SocketScript no_event;
+  no_event.begin_transfer = false;
+  Connect({no_event}, E_UNEXPECTED);
 }
 
-TEST_F(NetScripted, Timeouts) {
+TEST_F(NetScripted, TimeoutsOfNothingStayAsTheyWere) {
   MXVIO_NET transport;
-  IoTimeouts timeouts = {0, 5000, 0}, old = {};
+  IoTimeouts timeouts = {0, 5000, 0}, now = {};
   const auto escape = [&](uint32_t function, IoTimeouts* buffer, uint32_t length) {
     return transport.Escape(function, buffer, length, nullptr, 0, nullptr);
   };
-  EXPECT_EQ(S_OK, escape(GET_TIMEOUTS, &old, 12));
   EXPECT_EQ(E_INVALIDARG, escape(SET_TIMEOUTS, &timeouts, 8));
   EXPECT_EQ(E_INVALIDARG, escape(GET_TIMEOUTS, nullptr, 12));
   EXPECT_EQ(S_OK, escape(SET_TIMEOUTS, &timeouts, 12));
-  EXPECT_EQ(S_OK, escape(GET_TIMEOUTS, &timeouts, 12));
-  EXPECT_EQ("30000 30000 30000", Text(old));
-  EXPECT_EQ("30000 5000 30000", Text(timeouts));
+  EXPECT_EQ(S_OK, escape(GET_TIMEOUTS, &now, 12));
+  EXPECT_TRUE(now.read == 30000 && now.write == 5000 && now.flush == 30000);
 }
 
 }  // namespace

@@ -26,8 +26,7 @@ struct ScriptedTransfer {
 struct SocketScript {
   uint32_t connect = error::kSocketWouldBlock;
   std::deque<int> writable = {};  // answers of WaitWritable, then 1
-  int exception = 0;
-  uint32_t last_error = 0;  // after every operation
+  uint32_t last_error = 0;        // after every operation
   int pending_asked = 0;
   uint32_t pending = 0;
   bool begin_transfer = true;
@@ -35,8 +34,8 @@ struct SocketScript {
   std::deque<ScriptedTransfer> sends = {};           // then all is sent
 };
 
-// Sockets are numbered from 101 and take their scripts from `scripts` in turn; without one, none is
-// made. `calls` tells what they were asked.
+// Sockets take their scripts from `scripts` in turn; without one, none is made. `calls` tells what
+// they were asked.
 class ScriptedNetwork : public Network {
  public:
   ScriptedNetwork() { SetNetwork(this); }
@@ -54,12 +53,13 @@ class ScriptedNetwork : public Network {
   }
   uint32_t ParseDotted(const std::string& text) override { return system_.ParseDotted(text); }
   uint32_t LastSocketError() override { return last_error; }
+  uint32_t TakeUnknownError() override { return std::exchange(unknown_error, 0); }
 
   std::string TakeCalls() { return std::exchange(calls, {}); }
 
   std::deque<SocketScript> scripts;
   std::string calls;
-  uint32_t last_error = 0;
+  uint32_t last_error = 0, unknown_error = 0;
   uint16_t version = 0x0202;
   int started = 0, open_sockets = 0, unfinished = 0;  // transfers that are still posted
 
@@ -81,25 +81,22 @@ class ScriptedSocket : public StreamSocket {
     std::memcpy(bytes, &address.port, 6);
     network_.calls += "connect";
     for (const uint8_t byte : bytes) network_.calls += " " + std::to_string(byte);
-    network_.calls += "|";
-    return Ended(script_.connect);
+    return Log("", 0), Ended(script_.connect);
   }
   int WaitWritable(uint32_t milliseconds) override {
-    Log("writable", milliseconds);
+    Log("writable ", milliseconds);
     return Ended(script_.writable.empty() ? 1 : Pop(script_.writable));
   }
-  int WaitException(uint32_t) override { return Ended(script_.exception); }
+  int WaitException(uint32_t) override { return Ended(0); }
   int PendingError(uint32_t* pending) override {
     *pending = script_.pending;
     return script_.pending_asked;
   }
   uint32_t SetLinger(bool on, uint16_t seconds) override {
-    return Log(on ? "linger" : "no linger", seconds);
+    return Log(on ? "linger " : "no linger ", seconds);
   }
-  uint32_t SetReceiveTimeout(uint32_t milliseconds) override {
-    return Log("receive", milliseconds);
-  }
-  uint32_t SetSendTimeout(uint32_t milliseconds) override { return Log("send", milliseconds); }
+  uint32_t SetReceiveTimeout(uint32_t ms) override { return Log("receive ", ms); }
+  uint32_t SetSendTimeout(uint32_t ms) override { return Log("send ", ms); }
   bool BeginTransfer() override { return Ended(script_.begin_transfer); }
   uint32_t PostReceive(void* data, uint32_t size) override {
     buffer_ = static_cast<char*>(data);
@@ -114,18 +111,14 @@ class ScriptedSocket : public StreamSocket {
   uint32_t PostSend(const void* data, uint32_t size) override {
     buffer_ = nullptr;
     current_ = {std::string(static_cast<const char*>(data), size)};
-    network_.calls += "send " + current_.data + "|";
     if (!script_.sends.empty()) current_ = Pop(script_.sends);
     return Posted();
   }
-  WaitResult WaitTransfer(uint32_t milliseconds) override {
-    if (!buffer_) Log("wait", milliseconds);
-    return Ended(current_.wait);
-  }
+  WaitResult WaitTransfer(uint32_t) override { return Ended(current_.wait); }
   uint32_t TransferResult(uint32_t* bytes) override { return Finish(current_.data, bytes); }
   void ResetTransfer() override {}
   void EndTransfer(uint32_t* late_bytes) override { Finish(current_.late, late_bytes); }
-  void FinishSending(uint32_t milliseconds) override { Log("finish", milliseconds); }
+  void FinishSending(uint32_t milliseconds) override { Log("finish ", milliseconds); }
   uint32_t Control(uint32_t, const void*, uint32_t, void*, uint32_t, uint32_t*) override {
     return error::kNotSupported;
   }
@@ -143,7 +136,7 @@ class ScriptedSocket : public StreamSocket {
     return answer;
   }
   uint32_t Log(const std::string& call, uint32_t number) {
-    network_.calls += call + " " + std::to_string(number) + "|";
+    network_.calls += (call.empty() ? "" : call + std::to_string(number)) + "|";
     return 0;
   }
   uint32_t Posted() {

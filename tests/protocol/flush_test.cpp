@@ -45,13 +45,13 @@ TEST(Flush, EndsWhereItShould) {
        [](Script& s) { s.Read(Header(20, 8, 2)).EndRead(0).Read("abc").EndRead(0); }, 11},
       {"a plain read of an end block's size",
        [](Script& s) { s.EndRead(0).Read(std::string(20, 'x')).EndRead(0); }, 20},
-      {"512 blocks", [&](Script& s) { s.Read(blocks); }, 512 * 9, "never read: \\x09\\x00"},
+      {"512 blocks", [&](Script& s) { s.Read(blocks); }, 512 * 9, "never read: \"\\t\\0"},
       {"512 plain reads",
        [](Script& s) {
          s.EndRead(0);
          for (int i = 0; i < 513; ++i) s.Read("a").EndRead(0);
        },
-       512, "never read: a\n"},
+       512, "never read: \"a\"\nno read ended: \"\"\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -70,11 +70,13 @@ TEST(Flush, SetsTheFlushTimeoutAndPutsTheOldOneBack) {
   e.script.timeouts = {30000, 20000, 500};
   e.script.Read(Block("", 0x02));
   e.engine.flush.FlushTheScanner();
+  e.engine.channel.SetExpectsNothing(true);  // after the last block
+  e.engine.flush.FlushTheScanner();
   std::string set;
   for (const IoTimeouts& t : e.script.timeouts_set)
     set += std::to_string(t.read) + " " + std::to_string(t.write) + " " + std::to_string(t.flush) +
            "|";
-  EXPECT_EQ("500 20000 500|30000 20000 500|", set);
+  EXPECT_EQ("500 20000 500|30000 20000 500|100 20000 500|30000 20000 500|", set);
 }
 
 // A silent device costs four time-outs; one that trickles costs about as much, not hundreds.

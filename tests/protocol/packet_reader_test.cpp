@@ -72,6 +72,7 @@ TEST(PacketReader, UnpacksInPiecesOfEverySize) {
     EXPECT_TRUE(r.end);
     EXPECT_EQ(image, r.image);
     EXPECT_EQ(reads, r.script.reads);
+    EXPECT_TRUE(r.channel.ExpectsNothing()) << "a drain need not wait";
     EXPECT_EQ("", r.script.Faults());
   }
 }

@@ -18,7 +18,7 @@
 #include "platform/posix/file_lock.h"
 #include "platform/registry_values.h"
 #include "tests/diag/test_place.h"
-#include "tests/doubles/virtual_clock.h"
+#include "tests/doubles/test_clock.h"
 
 namespace scantk {
 namespace {
@@ -193,14 +193,14 @@ TEST_F(RegistryFileTest, PerUserKeysWorkWhereTheRegistryMayNotBeWritten) {
 
 TEST_F(RegistryFileTest, ALockThatIsKeptIsNotWaitedForWithoutEnd) {
   Put(kHead);
-  VirtualClock clock;
+  TestClock clock;
   {
     const File lock = OpenLockFile(path_ + ".lock");
     ASSERT_EQ(0, TryLock(lock.Get(), F_WRLCK, 0, 0));
     const auto takes = [&](uint32_t from, uint32_t to) {
-      const uint32_t start = clock.now;
+      const uint32_t start = clock.ticks;
       EXPECT_EQ(Store(kMachine, "K", "", "x"), error::kTimeout);
-      EXPECT_TRUE(clock.now - start >= from && clock.now - start <= to) << clock.now - start;
+      EXPECT_TRUE(clock.ticks - start >= from && clock.ticks - start <= to) << clock.ticks - start;
     };
     takes(5000, 5020);
     takes(100, 120);
