@@ -134,8 +134,7 @@ std::string Doctor::Capabilities() {
               ? ", no glass"
               : ", glass " + SizeInMillimetres(can.dwMaximumWidth, can.dwMaximumHeight)) +
          ", " + std::to_string(can.wMinimumResolution) + " to " +
-         std::to_string(can.wMaximumXResolution) + " dpi" +
-         (can.dwScanModesSupported & T_BW ? ", color, gray, bw" : ", color, gray");
+         std::to_string(can.wMaximumXResolution) + " dpi, " + ModeNames(can.dwScanModesSupported);
 }
 
 std::string Doctor::Feeder() {

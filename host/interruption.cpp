@@ -18,6 +18,7 @@ std::atomic<int> g_status{0};
 
 struct Rescues {
   std::mutex mutex;
+  bool counting = false;  // the line on the terminal is open
   std::vector<std::pair<const void*, std::function<void()>>> actions;
 };
 // Never destroyed: the other threads may outlive main.
@@ -35,9 +36,10 @@ bool InUse() {
 void TellSeconds() {
   for (int seconds = 1; InUse(); ++seconds) {
     std::this_thread::sleep_for(std::chrono::seconds(1));
-    if (InUse())
-      std::fprintf(stderr, "\rcancelling at the device (%d s); press again to end at once ",
-                   seconds);
+    const std::lock_guard lock(TheRescues().mutex);
+    if (TheRescues().actions.empty()) return;
+    std::fprintf(stderr, "\rcancelling at the device (%d s); press again to end at once ", seconds);
+    TheRescues().counting = true;
   }
 }
 
@@ -73,6 +75,12 @@ int Interruption::Status() {
 
 void Interruption::ThrowIfAsked() {
   if (const int status = Status()) throw Interrupted{status};
+}
+
+void Interruption::EndLine() {
+  const std::lock_guard lock(TheRescues().mutex);
+  if (TheRescues().counting) std::fputc('\n', stderr);
+  TheRescues().counting = false;
 }
 
 Interruption::Guard::Guard(std::function<void()> rescue) {

@@ -19,6 +19,8 @@ class Interruption {
   // 0, or the exit status of a program that ends because of it (130 after Ctrl-C). Any thread.
   static int Status();
   static void ThrowIfAsked();
+  // Before something else is said: ends the line that counts the seconds.
+  static void EndLine();
 
   // While one lives, a device is in use: the first request says what happens, the second calls the
   // rescues of all that live, the newest first, on another thread before the program ends.

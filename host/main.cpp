@@ -1,7 +1,5 @@
 // scanhost: a host for the scanner toolkit. It configures devices, shows what they can do, scans.
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 
 #include "host/command_line.h"
@@ -23,6 +21,7 @@ int Run(int argc, char** argv) {
     std::fprintf(stderr, "scanhost: not as asked: %s\n", error.what());
     return kExitNotAsAsked;
   } catch (const Interrupted& interrupted) {
+    Interruption::EndLine();
     std::fprintf(stderr, "scanhost: cancelled\n");
     return interrupted.status;
   } catch (const ToolkitFailure& failure) {
@@ -39,9 +38,8 @@ int main(int argc, char** argv) {
   Interruption::Watch();
   const int status = Run(argc, argv);
   // What was printed may only now turn out not to have arrived.
-  if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
-    std::fprintf(stderr, "scanhost: cannot write standard output: %s\n", std::strerror(errno));
-    return status == kExitDone ? kExitFailed : status;
-  }
-  return status;
+  const bool lost = std::fflush(stdout) != 0 || std::ferror(stdout) != 0;
+  if (!lost || status != kExitDone) return status;
+  std::fprintf(stderr, "scanhost: cannot write standard output\n");
+  return kExitFailed;
 }

@@ -58,12 +58,14 @@ Output::Output(const ScanRequest& request, bool numbered)
       force_(request.force),
       numbered_(numbered && !format_.many_pages && request.output != kStandardOutput),
       stream_(IsStream(request.output)) {
+  std::error_code error;
+  if (fs::is_directory(pattern_, error)) throw HostFailure(pattern_ + " is a folder");
   FileOf(1);
 }
 
 Output::~Output() {
-  Discard();
-  Remove(spool_);
+  file_.reset();
+  Remove(part_);
 }
 
 std::string Output::FileOf(uint32_t number) const {
@@ -75,9 +77,8 @@ std::string Output::FileOf(uint32_t number) const {
 }
 
 std::unique_ptr<Spool> Output::NewSpool() {
-  if (spool_.empty())
-    spool_ = Temporary(Followed(PageFileName(pattern_, 1, false)), stream_, ".rows");
-  return std::make_unique<Spool>(spool_);
+  return std::make_unique<Spool>(
+      Temporary(Followed(PageFileName(pattern_, 1, false)), stream_, ".rows"));
 }
 
 void Output::AddPage(uint32_t number, const PageFormat& page, Spool& rows) {
@@ -119,14 +120,7 @@ void Output::Commit() {
   files_.push_back(final_);
 }
 
-void Output::Discard() {
-  file_.reset();
-  Remove(part_);
-  part_.clear();
-}
-
 void Output::Rescue() {
-  const std::string spool = spool_;
   if (mutex_.try_lock_for(std::chrono::milliseconds(300))) {
     // The lock is kept: nobody writes any more.
     try {
@@ -144,7 +138,6 @@ void Output::Rescue() {
       Remove(part_);
     }
   }
-  Remove(spool);
 }
 
 std::string PageFileName(const std::string& pattern, uint32_t number, bool numbered) {

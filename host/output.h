@@ -40,7 +40,6 @@ class Output {
 
  private:
   void Commit();
-  void Discard();
 
   std::string pattern_;
   const PictureFormat& format_;
@@ -52,7 +51,6 @@ class Output {
   std::unique_ptr<PictureFile> file_;
   std::string final_;
   std::string part_;
-  std::string spool_;
   std::atomic<uint64_t> good_bytes_{0};  // of part_, with complete pages
   std::vector<std::string> files_;
 };

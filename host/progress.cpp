@@ -39,6 +39,7 @@ void Progress::Update(uint32_t rows) {
 void Progress::Close() {
   if (open_) std::fputc('\n', stderr);
   open_ = false;
+  Interruption::EndLine();
 }
 
 }  // namespace scanhost

@@ -28,10 +28,8 @@ const Mode& ModeOf(PixelKind kind) {
 
 void CheckMode(const ScanRequest& request, const Abilities& can) {
   if (can.modes & ModeOf(request.kind).bit) return;
-  std::string offered;
-  for (const Mode& mode : kModes)
-    if (can.modes & mode.bit) offered += std::string(offered.empty() ? "" : ", ") + mode.name;
-  throw HostFailure("the device scans " + offered + ", not " + ModeOf(request.kind).name +
+  throw HostFailure("the device scans " + ModeNames(can.modes) + ", not " +
+                    ModeOf(request.kind).name +
                     (request.kind == PixelKind::kBlackAndWhite
                          ? "; if it can, `scanhost devices set DEVICE DeviceBW=1` says so"
                          : ""));
@@ -146,6 +144,13 @@ bool Differ(const Geometry& asked, const Geometry& granted) {
   return asked.x_resolution != granted.x_resolution || asked.y_resolution != granted.y_resolution ||
          apart(asked.width_mm, granted.width_mm, granted.x_resolution) ||
          apart(asked.height_mm, granted.height_mm, granted.y_resolution);
+}
+
+std::string ModeNames(uint32_t modes) {
+  std::string names;
+  for (const Mode& mode : kModes)
+    if (modes & mode.bit) names += std::string(names.empty() ? "" : ", ") + mode.name;
+  return names;
 }
 
 std::string KindName(PixelKind kind) {

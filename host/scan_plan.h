@@ -72,6 +72,8 @@ Geometry ReadGranted(const ScanPlan& plan, bool own_resolutions, const BUFFER_IN
 bool Differ(const Geometry& asked, const Geometry& granted);
 
 std::string KindName(PixelKind kind);
+// Of a capability record's modes: "color, gray".
+std::string ModeNames(uint32_t modes);
 // "300 dpi", "300 x 600 dpi".
 std::string ResolutionText(const Geometry& geometry);
 

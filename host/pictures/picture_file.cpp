@@ -40,14 +40,6 @@ void CloseStream(Stream file, const std::string& path) {
     throw HostFailure("cannot write " + path + ": " + std::strerror(errno));
 }
 
-Spool::Spool(const std::string& path) : path_(path), file_(OpenStream(path, "w+b")) {}
-
-Spool::~Spool() {
-  file_.reset();
-  std::error_code ignored;
-  std::filesystem::remove(path_, ignored);
-}
-
 void Spool::Write(const void* rows, size_t bytes) {
   WriteAll(file_.get(), rows, bytes, path_);
 }

@@ -41,22 +41,23 @@ using Stream = std::unique_ptr<std::FILE, StreamCloser>;
 
 // Throw HostFailure with the system's reason.
 Stream OpenStream(const std::string& path, const char* mode);
+// A new file to write and read, which the system removes when it is closed.
+Stream OpenShortLived(const std::string& path);
 void WriteAll(std::FILE* file, const void* data, size_t size, const std::string& path);
 void CloseStream(Stream file, const std::string& path);
 
 // Rows of one page on their way to a file.
 class Spool {
  public:
-  // Makes the file; the destructor removes it. Throws HostFailure, as do the others.
-  explicit Spool(const std::string& path);
-  ~Spool();
+  // Makes the file, which is gone when the spool or the process is, however that ends. Throws
+  // HostFailure, as do the others.
+  explicit Spool(const std::string& path) : path_(path), file_(OpenShortLived(path)) {}
   Spool(const Spool&) = delete;
   Spool& operator=(const Spool&) = delete;
 
   void Write(const void* rows, size_t bytes);
   void Rewind();
   void Read(void* rows, size_t bytes);
-  const std::string& path() const { return path_; }
 
  private:
   std::string path_;

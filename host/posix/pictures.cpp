@@ -197,6 +197,12 @@ class JpegFile : public PictureFile {
 
 }  // namespace
 
+Stream OpenShortLived(const std::string& path) {
+  Stream file = OpenStream(path, "w+b");
+  std::remove(path.c_str());
+  return file;
+}
+
 std::unique_ptr<PictureFile> MakePngFile(const std::string& path, const PictureOptions&) {
   return std::make_unique<PngFile>(path);
 }

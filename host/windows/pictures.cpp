@@ -124,6 +124,10 @@ class SystemPicture : public PictureFile {
 
 }  // namespace
 
+Stream OpenShortLived(const std::string& path) {
+  return OpenStream(path, "w+bD");
+}
+
 std::unique_ptr<PictureFile> MakePngFile(const std::string& path, const PictureOptions&) {
   return std::make_unique<SystemPicture>(path, GUID_ContainerFormatPng, 0);
 }
