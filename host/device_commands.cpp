@@ -60,6 +60,18 @@ void RunPanelRequests(IControlPanel* panel, uint32_t handle, const PanelRequest&
   }
 }
 
+void Reserve(IReserve* reserve, uint32_t handle, uint32_t seconds) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+  for (;;) {
+    const Outcome outcome = Try("JobReserveHW", reserve, &IReserve::JobReserveHW, handle, 0u);
+    if (outcome.Clean()) return;
+    if (outcome.code != TERR_RESERVE_BUSY || std::chrono::steady_clock::now() >= end)
+      throw ToolkitFailure(outcome);
+    Interruption::ThrowIfAsked();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+}
+
 }  // namespace
 
 int RunProperties(const DeviceOptions& options) {
@@ -140,7 +152,7 @@ int RunReserve(const DeviceOptions& options, const ReserveRequest& request) {
   const uint32_t handle = context.session().handle();
   SCANNER_CAPABILITIES learnt = {};  // the handshake's state comes with them
   context.session().Do("GetScannerCapabilities", &IScanner::GetScannerCapabilities, &learnt);
-  Call("JobReserveHW", reserve.Get(), &IReserve::JobReserveHW, handle, 0u);
+  Reserve(reserve.Get(), handle, options.wait_s.value_or(0));
   if (request.state != URS_STATE{})
     Call("SetUserReadyToScanState", reserve.Get(), &IReserve::SetUserReadyToScanState, handle,
          request.state);

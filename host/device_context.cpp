@@ -1,6 +1,5 @@
 #include "host/device_context.h"
 
-#include <algorithm>
 #include <cstdio>
 
 #include "contract/records.h"
@@ -24,7 +23,7 @@ DeviceContext::DeviceContext(const DeviceOptions& options)
       toolkit_(options.library),
       session_(toolkit_, chosen_.device()),
       guard_(nullptr) {
-  const uint32_t limit = std::max(options.timeout_ms, options.wait_s.value_or(0) * 1000);
+  const uint32_t limit = options.wait_s ? *options.wait_s * 1000 : options.timeout_ms;
   bool told = false;
   try {
     session_.Lock(limit, [&](const Outcome& outcome) {

@@ -1,7 +1,9 @@
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 
 #include "host/console.h"
 #include "host/crc32.h"
@@ -17,6 +19,7 @@ namespace fs = std::filesystem;
 
 constexpr uint16_t kFirstScanPort = 9290;
 constexpr uint32_t kProbeMs = 5000;
+constexpr char kBusy[] = "01";  // a greeting
 
 }  // namespace
 
@@ -69,7 +72,7 @@ std::string Doctor::Name() {
   if (address_.empty())
     throw Finding("the host name \"" + device.address + "\" cannot be resolved: " + reason,
                   "Check the name, or put the address in its place: `scanhost devices set " +
-                      device.key + " PortID=ADDRESS`.");
+                      device.key + (device.fixed_address ? " StaticIP" : " PortID") + "=ADDRESS`.");
   return address_ == device.address ? "an address, needs no name service"
                                     : device.address + " is " + address_;
 }
@@ -81,7 +84,13 @@ std::string Doctor::Port() {
     throw Finding("the port \"" + chosen_->device().port + "\" is not 1, 2 or 3",
                   "`scanhost devices set " + chosen_->device().key + " PortNumber=1`");
   const auto port = static_cast<uint16_t>(kFirstScanPort + number - 1);
-  probe_ = ProbePort(address_, port, kProbeMs);
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::seconds(options_.wait_s.value_or(0));
+  while ((probe_ = ProbePort(address_, port, kProbeMs)).greeting == kBusy &&
+         std::chrono::steady_clock::now() < end) {
+    Interruption::ThrowIfAsked();
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  }
   const std::string place = address_ + ", TCP port " + std::to_string(port);
   if (!probe_.connected)
     throw Finding(place + ": " + probe_.reason,
@@ -93,9 +102,12 @@ std::string Doctor::Port() {
 std::string Doctor::Greeting() {
   if (!IsNetwork()) return "not on the network";
   if (probe_.greeting == "00") return "a scanner, and it is free";
-  if (probe_.greeting == "01")
-    throw Finding("the device is busy: it serves another host",
-                  "Wait until it has finished (--wait), or find the computer that scans.");
+  if (probe_.greeting == kBusy) {
+    const std::string holder = LockHolder(chosen_->device().name);
+    throw Finding("the device is busy: it serves " +
+                      (holder.empty() ? "another host" : holder + " on this computer"),
+                  "Wait until it has finished (--wait), or find who scans.");
+  }
   if (probe_.greeting == "02")
     throw Finding("the device refuses this host",
                   "Look at the device's settings: scanning may be switched off or limited.");

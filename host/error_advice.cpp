@@ -14,11 +14,12 @@ struct ResultAdvice {
 // Asked first: these results say more than the code that comes with them.
 constexpr ResultAdvice kResultAdvice[] = {
     {VELKAN_E_SCONF_FIREWALL,
-     "The connection was refused: no scanner at that address and port (scanhost devices), scanning "
-     "switched off at the device, or a firewall between here and its TCP ports 9290 to 9292."},
+     "The connection was refused: no scanner at that address and port, scanning switched off at "
+     "the "
+     "device, or a firewall between here and its TCP ports 9290 to 9292; `scanhost doctor` tells."},
     {VELKAN_E_SCONF_REJECTED,
      "No connection to the device. Check that it is switched on and that its address and port are "
-     "right (scanhost devices); `scanhost trace on` records the conversation."},
+     "right (`scanhost devices`); `scanhost doctor` finds where the way to it ends."},
     {VELKAN_E_BDR_IP,
      "The device sent image data that could not be decoded. Try once more; if it comes again, scan "
      "with --no-jpeg and send the trace (scanhost trace on) to the driver's makers."},
@@ -39,13 +40,13 @@ constexpr CodeAdvice kCodeAdvice[] = {
     {TERR_INVALID_PARAMETER,
      "The device cannot scan with these settings. Look at `scanhost info` for what it offers."},
     {TERR_SCANNER_NOT_FOUND,
-     "The device could not be set up. Check its entry with `scanhost devices`; on USB and DOT4, "
-     "that "
-     "its device file is there and may be opened."},
+     "The device could not be set up. Check its entry with `scanhost devices`, and on USB and DOT4 "
+     "that its device file is there and may be opened; `scanhost doctor` tells."},
     {TERR_SCANNER_NOT_LOCKED, "The device is not locked by this program. Please report it."},
     {TERR_SCANNER_LOCK_FAILED,
-     "Another program on this computer is using the device. Wait until it has finished, or give "
-     "more time with --timeout."},
+     "Another program on this computer is using the device (`scanhost doctor` names it). Wait "
+     "until "
+     "it has finished, or give more time with --wait."},
     {TERR_SCANNER_LAMP_OFF, "The lamp is off. Switch the device off and on."},
     {TERR_CALIBRATION_FAILED,
      "The device could not calibrate. Clean the glass, then switch it off and on."},
@@ -54,18 +55,18 @@ constexpr CodeAdvice kCodeAdvice[] = {
      "The carriage does not move. Check the transport lock, then switch the device off and on."},
     {TERR_SCANNER_COMMUNICATION_FAILED,
      "The device did not answer as it should. Check the cable or the network and try again; "
-     "`scanhost trace on` records the conversation."},
+     "`scanhost doctor --report FILE.zip` packs what the driver's makers need."},
     {TERR_INVALID_TOOLKIT, "The toolkit could not start its protocol engine. Reinstall it."},
     {TERR_INVALID_PROPERTY, "The device has no such property."},
     {TERR_CANCEL_PRESSED, "The scan was cancelled at the device, or one is under way already."},
     {TERR_SCANNER_LAMP_FAILED, "The lamp is broken. The device needs service."},
     {TERR_NET_SOCKET_BUSY,
      "The device is serving another computer. Try again when it has finished, or give more time "
-     "with --timeout."},
+     "with --wait."},
     {TERR_THERMAL_FAN_FAILED, "The fan is broken. The device needs service."},
     {TERR_ADF_JAMMED,
      "Paper is jammed in the feeder. Open it, take the paper out, close it and scan the remaining "
-     "pages again."},
+     "pages again; with --wait the job goes on by itself."},
     {TERR_ADF_EMPTY, "The feeder is empty. Put paper in, or scan from the glass without --feeder."},
     {TERR_ADF_HATCH_OPEN, "The feeder's hatch is open. Close it."},
     {TERR_APF_JAMMED, "A photo is jammed in the feeder. Take it out."},
@@ -74,7 +75,7 @@ constexpr CodeAdvice kCodeAdvice[] = {
     {TERR_ADF_PICK_FAILED, "The feeder could not take the page. Straighten the stack."},
     {TERR_ADF_MPD, "Two pages were taken at once. Fan the stack and scan again."},
     {TERR_RESERVE_BUSY,
-     "Another computer has reserved the device. Wait until its job has ended and try again."},
+     "Another computer has reserved the device. Wait until its job has ended, or give --wait."},
     {TERR_RESERVE_FAILED, "The device did not take the reservation. Try again."},
     {TERR_SPF_NOT_SUPPORTED, "The device holds no SPF data."},
 };
@@ -124,7 +125,9 @@ const char* AdviceFor(const Outcome& outcome) {
     return "Paper is jammed. Follow the device's display, then try again.";
   if (outcome.code >= TERR_OPEN_DOOR1 && outcome.code <= TERR_OPEN_ADF_PLATEN)
     return "A door, tray or lid is open. Close it and try again.";
-  return "Look at the device's display. `scanhost trace on` records the conversation with it.";
+  return "Look at the device's display; `scanhost doctor --report FILE.zip` packs what the "
+         "driver's "
+         "makers need.";
 }
 
 ToolkitFailure::ToolkitFailure(const Outcome& outcome)

@@ -56,8 +56,8 @@ bool ScanJob::FeederIsLoaded() {
 // time is counted from the page before.
 bool ScanJob::WaitAfter(const ToolkitFailure& failure) {
   const uint32_t code = failure.outcome().code;
-  const bool paper = code == TERR_ADF_JAMMED || code == TERR_ADF_EMPTY;
-  if (!feeder_job_ || !request_.wait_s || !paper) return false;
+  const bool paper = feeder_job_ && (code == TERR_ADF_JAMMED || code == TERR_ADF_EMPTY);
+  if (!request_.wait_s || !(paper || code == TERR_RESERVE_BUSY)) return false;
   if (!give_up_) {
     give_up_ = Clock::now() + std::chrono::seconds(*request_.wait_s);
     std::fprintf(stderr, "scanhost: %s\nwaiting up to %u s: %s\n", failure.what(), *request_.wait_s,

@@ -66,7 +66,7 @@ class ScanJob {
   JobReceipt result_;
   bool told_difference_ = false;
   bool sheet_in_path_ = false;  // of a page that ended while paper waits behind it
-  std::optional<std::chrono::steady_clock::time_point> give_up_;  // while it waits for paper
+  std::optional<std::chrono::steady_clock::time_point> give_up_;  // while it waits for people
   std::vector<uint8_t> buffer_;
 };
 
