@@ -33,7 +33,7 @@ StackReply Answer(const StackRequest& request, FuzzInput& input) {
   const uint8_t kind = input.Byte();
   if (kind < 0xA0) {
     const std::string reply = SoundReply(request, kind, input);
-    const size_t taken = kind & 1 ? request.Data().size() : request.Data().size() / 2;
+    const size_t taken = request.Data().size() / (kind & 1 ? 1 : 2);
     return StackAnswer(0, static_cast<uint32_t>(request.reply_limit > 0 ? reply.size() : taken),
                        reply);
   }
@@ -41,61 +41,34 @@ StackReply Answer(const StackRequest& request, FuzzInput& input) {
     constexpr uint32_t kErrors[] = {6, 31, 1609, 121, 997, 0x80004005, 258, 5};
     return StackAnswer(kErrors[kind % std::size(kErrors)], 0);
   }
-  StackReply any = {"", false};
-  if (kind < 0xE0) {  // any numbers, with as many bytes as they announce or fewer
-    const uint32_t failure = input.Byte(), moved = static_cast<uint32_t>(input.Number(4));
-    const std::string reply(input.PieceSize() - 1, static_cast<char>(kind));
-    const auto size = static_cast<uint32_t>(kind & 1 ? reply.size() : input.Number(4));
-    any.bytes = StackNumber(failure) + StackNumber(moved) + StackNumber(size) + reply;
-  } else {
-    for (int i = kind % 16; i > 0; --i) any.bytes.push_back(static_cast<char>(input.Byte()));
-  }
-  return any;
+  if (kind >= 0xE0) return {input.Text(kind % 16), false};
+  // Any numbers, with as many bytes as they announce or fewer.
+  const uint32_t failure = input.Byte(), moved = static_cast<uint32_t>(input.Number(4));
+  const std::string reply(input.PieceSize() - 1, static_cast<char>(kind));
+  const auto size = static_cast<uint32_t>(kind & 1 ? reply.size() : input.Number(4));
+  return {StackNumber(failure) + StackNumber(moved) + StackNumber(size) + reply, false};
 }
 
-void Read(mxvio& transport, uint32_t wanted) {
-  std::vector<uint8_t> buffer(wanted);
-  uint32_t length = wanted;
-  const IoResult result = transport.ReadData(buffer.data(), &length, nullptr);
-  Require(length <= wanted, "no more was read than was wanted");
-  Require(result <= 0 || length == 0, "a read that does not succeed brings nothing");
-}
-
-void Write(mxvio& transport, uint32_t size) {
-  const std::vector<uint8_t> data(size, 0x1B);
-  uint32_t written = 0;
-  const IoResult result = transport.WriteData(data.data(), size, &written, nullptr);
-  Require(written <= size, "no more was written than there was");
-  Require(result == 0 || written == 0, "a failed write has written nothing");
+// A read or a write of `size` bytes.
+void Move(mxvio& transport, bool reads, uint32_t size) {
+  std::vector<uint8_t> bytes(size, 0x1B);
+  uint32_t moved = reads ? size : 0;
+  const IoResult result = reads ? transport.ReadData(bytes.data(), &moved, nullptr)
+                                : transport.WriteData(bytes.data(), size, &moved, nullptr);
+  Require(moved <= size, "no more was moved than was wanted");
+  Require(moved == 0 || result == 0 || (reads && result < 0), "what fails has moved nothing");
 }
 
 void Operate(mxvio& transport, uint8_t operation, const std::string& path) {
-  switch (operation % 8) {
-    case 0:
-      transport.OpenIO(path.c_str());
-      break;
-    case 1:
-      transport.ConnectToIO();
-      break;
-    case 2:
-      Read(transport, 1);
-      break;
-    case 3:
-      Read(transport, 512u << operation / 32);
-      break;
-    case 4:
-      Write(transport, 1 + operation / 8 * 1000u);
-      break;
-    case 5:
-      transport.DisConnectFromIO();
-      break;
-    case 6:
-      transport.CloseIO();
-      break;
-    case 7:
-      transport.Escape(operation / 8, nullptr, 0, nullptr, 0, nullptr);
-      break;
-  }
+  const uint8_t kind = operation % 8;
+  if (kind == 0) transport.OpenIO(path.c_str());
+  if (kind == 1) transport.ConnectToIO();
+  if (kind == 2) Move(transport, true, 1);
+  if (kind == 3) Move(transport, true, 512u << operation / 32);
+  if (kind == 4) Move(transport, false, 1 + operation / 8 * 1000u);
+  if (kind == 5) transport.DisConnectFromIO();
+  if (kind == 6) transport.CloseIO();
+  if (kind == 7) transport.Escape(operation / 8, nullptr, 0, nullptr, 0, nullptr);
 }
 
 }  // namespace
@@ -105,13 +78,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static const std::string path =
       (std::filesystem::temp_directory_path() / ("fuzz_dot4_" + std::to_string(getpid()))).string();
   FuzzInput input(data, std::min<size_t>(size, 4096));
-  std::vector<uint8_t> operations(input.Byte() % 24);
-  for (uint8_t& operation : operations) operation = input.Byte();
+  const std::string operations = std::string(1, '\0') + input.Text(input.Byte() % 24);
   {
     StackServer stack(path, [&](const StackRequest& request) { return Answer(request, input); });
     MXVIO_DOT4MS transport;
-    transport.OpenIO(path.c_str());
-    for (const uint8_t operation : operations) Operate(transport, operation, path);
+    for (const char operation : operations)
+      Operate(transport, static_cast<uint8_t>(operation), path);
   }
   std::filesystem::remove(path);
   return 0;

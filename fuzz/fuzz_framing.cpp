@@ -3,15 +3,48 @@
 //
 // Input: size of the host's reads, which reads of the device are cut (2 bytes), when the host stops
 // (in reads), stream; the stream is taken for a page, and for answers.
-#include "fuzz/memory_transport.h"
+#include "fuzz/fuzz_input.h"
 #include "protocol/command_table.h"
 #include "protocol/flush.h"
 #include "protocol/packet_reader.h"
+#include "tests/doubles/scripted_transport.h"
 
 using namespace scantk;
 using namespace scantk::fuzz;
 
 namespace {
+
+// Read number i is cut in half and runs out of time when bit i % 16 of `cut_reads` is set. What is
+// written changes nothing.
+class CutTransport : public test::ScriptedTransport {
+ public:
+  CutTransport(test::Script& script, uint16_t cut_reads)
+      : ScriptedTransport(script), script_(script), cut_reads_(cut_reads) {}
+  IoResult ReadData(void* buffer, uint32_t* length, Overlapped* overlapped) override {
+    const bool cut = cut_reads_ >> script_.reads % 16 & 1;
+    *length >>= cut;
+    const IoResult result = ScriptedTransport::ReadData(buffer, length, overlapped);
+    return cut ? kIoTimeout : result;
+  }
+
+ private:
+  const test::Script& script_;
+  const uint16_t cut_reads_;
+};
+
+// An engine's parts, and what they talk to.
+struct Parts {
+  Parts(const std::vector<uint8_t>& stream, uint16_t cut_reads) {
+    script.Read({stream.begin(), stream.end()});
+    channel.Attach(std::make_unique<CutTransport>(script, cut_reads));
+  }
+  test::Script script;
+  TraceLog trace;
+  Channel channel{trace};
+  Exchange exchange{channel, trace};
+  PacketReader reader{channel, trace};
+  Flush flush{channel, exchange, reader, trace};
+};
 
 struct Page {
   std::vector<uint8_t> image;
@@ -19,20 +52,11 @@ struct Page {
   int32_t flushed = 0;
 };
 
-bool IsReadStatus(QrlStatus status) {
+Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t wanted, int reads) {
   constexpr QrlStatus kLegal[] = {SL_OK,        SL_BADRESPONSE, SL_BADPARAM,
                                   SL_SHORTREAD, SL_NOMEMORY,    SL_CANCEL};
-  return std::find(std::begin(kLegal), std::end(kLegal), status) != std::end(kLegal);
-}
-
-Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t wanted, int reads) {
-  TraceLog trace;
-  Channel channel(trace);
-  channel.Attach(std::make_unique<MemoryTransport>(stream, cut_reads));
-  Exchange exchange(channel, trace);
-  PacketReader reader(channel, trace);
-  Flush flush(channel, exchange, reader, trace);
-
+  Parts parts(stream, cut_reads);
+  PacketReader& reader = parts.reader;
   Page page;
   uint32_t phase = kScanStarted;
   reader.ForgetEndPage();
@@ -43,12 +67,13 @@ Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t w
         reader.ReadUnpacketizedData(SL_PACKETIZED2, phase, buffer.data(), wanted, &got, &ended);
     phase = kScanTransferring;
     Require(got <= wanted, "no more than wanted");
-    Require(IsReadStatus(page.status), "a read answers a legal status");
+    Require(std::count(std::begin(kLegal), std::end(kLegal), page.status) == 1,
+            "a read answers a legal status");
     Require(got == wanted || ended || page.status != SL_OK, "a read is whole or the last one");
     Require(reader.capacity() <= std::max(kMaxBlockBytes, kScanBufferBytes), "memory is bounded");
     page.image.insert(page.image.end(), buffer.begin(), buffer.begin() + got);
   }
-  page.flushed = flush.FlushTheScanner();
+  page.flushed = parts.flush.FlushTheScanner();
   uint32_t got = 0;
   bool ended = false;
   Require(reader.ReadUnpacketizedData(SL_PACKETIZED2, kScanIdle, nullptr, 0, &got, &ended) == SL_OK,
@@ -57,10 +82,8 @@ Page ReadPage(const std::vector<uint8_t>& stream, uint16_t cut_reads, uint32_t w
 }
 
 void Converse(const std::vector<uint8_t>& stream, uint16_t cut_reads) {
-  TraceLog trace;
-  Channel channel(trace);
-  channel.Attach(std::make_unique<MemoryTransport>(stream, cut_reads));
-  Exchange exchange(channel, trace);
+  Parts parts(stream, cut_reads);
+  Exchange& exchange = parts.exchange;
   int32_t value = -2, length = -2;
   Require(exchange.InquireNumber(SL_X_RESOLUTION, 'R', &value) == SL_OK || value == 0,
           "a failed inquiry has no value");

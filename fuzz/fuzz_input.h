@@ -44,27 +44,25 @@ class FuzzInput {
     const size_t root = Byte();
     return root * root + 1;
   }
+  // Fewer at the end of the input.
+  std::string Text(size_t count = SIZE_MAX) {
+    const std::vector<uint8_t> text = Rest(count);
+    return {text.begin(), text.end()};
+  }
   // Up to the next line feed, which is taken and left out.
   std::string Line() {
-    std::string line;
-    while (left_ > 0) {
-      const char c = static_cast<char>(Byte());
-      if (c == '\n') break;
-      line += c;
-    }
+    const std::string line =
+        Text(static_cast<size_t>(std::find(next_, next_ + left_, '\n') - next_));
+    Byte();
     return line;
   }
   // All that is left, `most` bytes of it; in memory of its own and exactly as large, so that a
   // sanitizer sees every byte beyond.
   std::vector<uint8_t> Rest(size_t most = SIZE_MAX) {
-    const size_t count = std::min(most, left_);
-    std::vector<uint8_t> rest(next_, next_ + count);
-    left_ = 0;
-    return rest;
-  }
-  std::string RestText() {
-    const std::vector<uint8_t> rest = Rest();
-    return std::string(rest.begin(), rest.end());
+    const uint8_t* const first = next_;
+    next_ += std::min(most, left_);
+    left_ -= static_cast<size_t>(next_ - first);
+    return {first, next_};
   }
 
  private:

@@ -1,72 +1,143 @@
-// Chains of row transforms: pieces of any size give what one whole buffer gives.
+// Image pipelines: pieces of any size give what one whole buffer gives.
 //
-// Input: width (2 bytes), depth, announced rows, input piece, output piece, length of the chain;
-// for each transform its kind and parameters; image.
-#include "fuzz/pipeline_run.h"
+// Input: a byte for what the image is. 1: a JPEG stream; flags (1: colour conversion, 2: samples as
+// coded), input piece, output piece, stream. Otherwise rows, through a chain of transforms: width
+// (2 bytes), depth, announced rows, input piece, output piece, length of the chain; for each
+// transform its kind and parameters; image.
+#include <memory>
+#include <span>
+
+#include "fuzz/fuzz_input.h"
+#include "imaging/image_pipeline.h"
 
 using namespace scantk;
 using namespace scantk::fuzz;
 
 namespace {
 
+using Bytes = std::vector<uint8_t>;
+
+// A run stops when it has given this much; a header may announce any size.
+constexpr size_t kMostOutput = size_t{512} << 10;
 constexpr int64_t kScaleOne = 1 << 24;
 constexpr uint8_t kWildParameters = 0x80;
 constexpr int64_t kMostMadeUpRows = 16;
 
-struct Chain {
-  std::vector<XformDescriptor> xforms;
-  bool is_wild = false;  // a parameter is any number
-  int enlarging = 0;
+struct Run {
+  Bytes output;
+  IpResult result = 0;  // of the last call; 0: stopped at kMostOutput
 };
 
-void AddXform(FuzzInput& input, bool is_last, Chain* chain) {
+// In pieces of these sizes.
+Run RunPipeline(const std::vector<XformDescriptor>& chain, const ImageTraits& traits,
+                const Bytes& input, size_t input_piece, size_t output_piece) {
+  Run run;
+  IpHandle handle = nullptr;
+  run.result = ipCreatePipeline(static_cast<int>(chain.size()), chain.data(), 0, &handle);
+  const std::unique_ptr<ImagePipeline, decltype(&ipDestroyPipeline)> owner(handle,
+                                                                           ipDestroyPipeline);
+  if (run.result == IP_FINISHED) run.result = ipSetInputTraits(handle, &traits);
+  if (run.result != IP_FINISHED) return run;
+  run.result = 0;
+  Bytes room(std::min(output_piece, kMostOutput));
+  for (size_t at = 0; run.result == 0 && run.output.size() < kMostOutput;) {
+    const auto from = input.begin() + static_cast<ptrdiff_t>(at);
+    const Bytes given(from,
+                      from + static_cast<ptrdiff_t>(std::min(input.size() - at, input_piece)));
+    size_t used = 0, produced = 0;
+    uint64_t next = 0, position = 0;
+    run.result = ipConvert(handle, given.size(), given.empty() ? nullptr : given.data(), &used,
+                           &next, room.size(), room.data(), &produced, &position);
+    Require(used <= given.size() && produced <= room.size(), "a call moves what it was given");
+    Require((run.result & ~IP_RESULT_MASK) == 0, "a call answers result bits alone");
+    Require(run.result || used || produced, "a call moves something or ends the run");
+    Require(produced == 0 || position == run.output.size(), "the output's position is its place");
+    at += used;
+    run.output.insert(run.output.end(), room.begin(),
+                      room.begin() + static_cast<ptrdiff_t>(produced));
+  }
+  return run;
+}
+
+// What comes out depends on the image alone. A run that stopped at the limit is compared that far.
+void RequireSame(const std::vector<XformDescriptor>& chain, const ImageTraits& traits,
+                 const Bytes& image, size_t input_piece, size_t output_piece) {
+  Run whole = RunPipeline(chain, traits, image, SIZE_MAX, kMostOutput);
+  Run pieces = RunPipeline(chain, traits, image, input_piece, output_piece);
+  const size_t common = std::min(whole.output.size(), pieces.output.size());
+  if (std::max(whole.output.size(), pieces.output.size()) < kMostOutput) {
+    Require(whole.output.size() == pieces.output.size(), "pieces do not change the output's size");
+    Require(whole.result == pieces.result, "pieces do not change the result");
+  }
+  whole.output.resize(common);
+  pieces.output.resize(common);
+  Require(whole.output == pieces.output, "pieces do not change the output");
+}
+
+XformDescriptor BuiltIn(XformId id) {
+  XformDescriptor descriptor{};
+  descriptor.builtInId = id;
+  return descriptor;
+}
+
+void DecodeJpeg(FuzzInput& input) {
+  const uint8_t flags = input.Byte();
+  const size_t input_piece = input.PieceSize();
+  // A byte at a time out of a picture that a header made large would only cost time.
+  const size_t output_piece = input.PieceSize() + 63;
+  std::vector<XformDescriptor> chain = {BuiltIn(XFORM_JPEG_DECODE), BuiltIn(XFORM_COLOR_SPACE)};
+  chain[0].params[0] = flags >> 1 & 1;
+  chain[1].params[0] = 2;
+  chain.resize(1 + (flags & 1));
+  RequireSame(chain, {1, 8, 1, 300, 300, -1, -1, -1}, input.Rest(size_t{1} << 16), input_piece,
+              output_piece);
+}
+
+// One wild factor is enough: two of them make minutes of work out of a few rows; eight that enlarge
+// turn a pixel into a gigabyte.
+XformDescriptor TakeXform(FuzzInput& input, bool is_last, bool* is_wild, int* enlarging) {
   const uint8_t kind = input.Byte();
   constexpr XformId kIds[] = {XFORM_SCALE, XFORM_COLOR_SPACE, XFORM_TABLE, XFORM_FLIP};
   XformDescriptor xform = BuiltIn(kIds[kind & 3]);
-  if (kind & kWildParameters) {
-    for (int i = 0; i < 4; ++i) xform.params[i] = static_cast<int64_t>(input.Number(8));
-    chain->is_wild = true;
+  const bool wild = kind & kWildParameters, scales = xform.builtInId == XFORM_SCALE;
+  *is_wild |= wild;
+  for (int64_t& param : std::span(xform.params).first(4))
+    param = static_cast<int64_t>(input.Number(wild ? 8 : 1));
+  if (xform.builtInId == XFORM_FLIP) {
+    if (!wild) xform.params[1] &= 1;
     // Rows that never came are made up. Two thousand million of them are for the host to refuse,
     // and not for another transform to store.
-    if (xform.builtInId == XFORM_FLIP && !is_last)
-      xform.params[2] = std::min(xform.params[2], kMostMadeUpRows);
-    // One wild factor is enough: two of them make minutes of work out of a few rows.
-    if (xform.builtInId == XFORM_SCALE && chain->enlarging++ > 0)
-      for (int i = 0; i < 2; ++i) xform.params[i] = std::min(xform.params[i], kScaleOne);
-  } else if (xform.builtInId == XFORM_SCALE) {
-    // Two that enlarge are enough: eight of them turn a pixel into a gigabyte.
-    for (int i = 0; i < 2; ++i) {
-      xform.params[i] = (input.Byte() + int64_t{1}) * kScaleOne / 48;
-      if (chain->enlarging >= 2) xform.params[i] = std::min(xform.params[i], kScaleOne);
-    }
-    chain->enlarging += xform.params[0] > kScaleOne || xform.params[1] > kScaleOne;
-    xform.params[2] = input.Byte() & 1;
-  } else {
-    for (int i = 0; i < 4; ++i) xform.params[i] = input.Byte();
-    if (xform.builtInId == XFORM_FLIP) xform.params[1] &= 1;
+    if (!is_last) xform.params[2] = std::min(xform.params[2], wild ? kMostMadeUpRows : 255);
   }
-  chain->xforms.push_back(xform);
+  for (int64_t& factor : std::span(xform.params).first(scales ? 2 : 0)) {
+    if (!wild) factor = (factor + 1) * kScaleOne / 48;
+    if (*enlarging >= (wild ? 1 : 2)) factor = std::min(factor, kScaleOne);
+  }
+  if (scales && !wild) xform.params[2] &= 1;
+  *enlarging += scales && (wild || xform.params[0] > kScaleOne || xform.params[1] > kScaleOne);
+  return xform;
+}
+
+void RunChain(FuzzInput& input) {
+  const int32_t pixels = static_cast<int32_t>(input.Number(2) % 700);
+  constexpr int32_t kDepths[] = {24, 8, 1, 16, 48};
+  const int32_t bits = kDepths[input.Byte() % std::size(kDepths)];
+  const int32_t rows = static_cast<int8_t>(input.Byte());
+  const size_t input_piece = input.PieceSize(), output_piece = input.PieceSize();
+  bool is_wild = false;
+  int enlarging = 0;
+  std::vector<XformDescriptor> chain(input.Byte() % IP_MAX_XFORMS + 1u);
+  for (XformDescriptor& xform : chain)
+    xform = TakeXform(input, &xform == &chain.back(), &is_wild, &enlarging);
+  // A wild factor makes rows as long as the transform allows: few of them will do.
+  RequireSame(chain, {pixels, bits, bits % 3 == 0 ? 3 : 1, 300, 300, rows, -1, -1},
+              input.Rest(is_wild ? 64 : 4096), input_piece, output_piece);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzInput input(data, size);
-  const int32_t pixels = static_cast<int32_t>(input.Number(2) % 700);
-  constexpr int32_t kDepths[] = {24, 8, 1, 16, 48};
-  const int32_t bits = kDepths[input.Byte() % std::size(kDepths)];
-  const int32_t rows = static_cast<int8_t>(input.Byte());
-  const ImageTraits traits = {pixels, bits, bits % 3 == 0 ? 3 : 1, 300, 300, rows, -1, -1};
-  Pieces pieces;
-  pieces.input = input.PieceSize();
-  pieces.output = input.PieceSize();
-
-  Chain chain;
-  const int count = input.Byte() % IP_MAX_XFORMS + 1;
-  for (int i = 0; i < count; ++i) AddXform(input, i + 1 == count, &chain);
-  // A wild factor makes rows as long as the transform allows: few of them will do.
-  const Bytes image = input.Rest(chain.is_wild ? 64 : 4096);
-  RequireSame(RunPipeline(chain.xforms, traits, image, {}),
-              RunPipeline(chain.xforms, traits, image, pieces));
+  input.Byte() == 1 ? DecodeJpeg(input) : RunChain(input);
   return 0;
 }

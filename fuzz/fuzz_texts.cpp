@@ -1,8 +1,9 @@
 // Everything that takes texts apart: answers of a device, names of network devices, registry files,
-// registration scripts, the store of discovered devices.
+// registration scripts, the store of discovered devices, recordings of conversations.
 //
 // Input: a byte that chooses the parser, and what that one reads.
 #include <cstring>
+#include <stdexcept>
 
 #include "fuzz/fuzz_input.h"
 #include "io/network_name.h"
@@ -10,6 +11,8 @@
 #include "platform/stand_ins/registration_script.h"
 #include "platform/stand_ins/registry_text.h"
 #include "protocol/answer_parser.h"
+#include "simulator/recording.h"
+#include "simulator/replay_core.h"
 
 using namespace scantk;
 using namespace scantk::fuzz;
@@ -45,7 +48,7 @@ void RequireText(const char (&text)[kSize]) {
 }
 
 void NetworkName(FuzzInput& input) {
-  const std::vector<char> text = Terminated(input.RestText());
+  const std::vector<char> text = Terminated(input.Text());
   NetworkDeviceId id, again;
   std::memset(&id, 0x5A, sizeof id);
   const int32_t result = ParseNetworkDeviceName(text.data(), &id);
@@ -80,7 +83,7 @@ void Registry(FuzzInput& input) {
   const std::string path = input.Line(), name = input.Line();
   const uint32_t type = input.Byte() % 8;
   const RegistryValue value = {type, input.Line()};
-  const std::string bytes = input.RestText();
+  const std::string bytes = input.Text();
   RegistryText text(bytes);
   int budget = 500;
   for (const char* root : {"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_CLASSES_ROOT"})
@@ -100,7 +103,7 @@ void Registry(FuzzInput& input) {
 }
 
 void RegistrationScript(FuzzInput& input) {
-  const std::string script = input.RestText();
+  const std::string script = input.Text();
   std::vector<ScriptEntry> entries, again;
   const bool is_sound = ParseRegistrationScript(script, "/lib/%MODULE%.so", &entries);
   Require(entries.size() <= script.size(), "no entry comes from nothing");
@@ -125,7 +128,7 @@ void RequireDevice(const StoredDevice& device) {
 
 // The store, a line with a plus sign alone, the table.
 void DeviceStore(FuzzInput& input) {
-  const std::string both = input.RestText();
+  const std::string both = input.Text();
   const size_t cut = std::min(both.find("\n+\n"), both.size());
   const std::string table = both.substr(std::min(cut + 3, both.size()));
   const std::vector<StoredDevice> devices = ParseDeviceStore(both.substr(0, cut));
@@ -140,12 +143,57 @@ void DeviceStore(FuzzInput& input) {
   if (FindStoredDevice(devices, table, "", "00:11:22:33:44:55", &found)) RequireDevice(found);
 }
 
+using Kind = sim::RecordedKind;
+using Sent = std::vector<uint8_t>;
+
+// A host that takes what there is before it speaks.
+void Play(sim::ReplayCore& core, int64_t id, const sim::RecordedConversation& events) {
+  sim::Conversation host;
+  host.id = id;
+  core.Greet(host, false);
+  Sent expected, heard;
+  const auto listen = [&] {
+    for (core.Produce(host); !host.out.empty(); host.out.pop_front(), core.Produce(host))
+      heard.insert(heard.end(), host.out.front().begin(), host.out.front().end());
+  };
+  for (const auto& [kind, pause_ms, bytes] : events) {
+    if (kind == Kind::kDevice) expected.insert(expected.end(), bytes.begin(), bytes.end());
+    for (size_t at = 0; kind == Kind::kHost && at < bytes.size(); listen())
+      at += core.Receive(host, bytes.data() + at, bytes.size() - at);
+    listen();
+  }
+  Require(heard == expected, "the same host is answered the same");
+  core.Leave(host);
+}
+
+// Taking a recording apart, writing it, and playing it to the host that what was written is of.
+void Recordings(FuzzInput& input) {
+  sim::Recording recording;
+  try {
+    recording = sim::ParseRecording(input.Text(), size_t{1} << 20);
+  } catch (const std::invalid_argument& problem) {
+    return Require(std::string(problem.what()).starts_with("line "), "a refusal names the line");
+  }
+  std::string text = "scantk conversation 1\n";
+  int64_t id = 0;
+  for (const sim::RecordedConversation& events : recording.conversations) {
+    text += sim::RecordingLines(++id, Kind::kOpen, 0, {});
+    for (const sim::RecordedEvent& event : events)
+      text += sim::RecordingLines(id, event.kind, event.pause_ms, event.bytes);
+  }
+  const sim::Recording again = sim::ParseRecording(text);
+  Require(again.conversations.size() == recording.conversations.size(), "none is lost");
+  sim::ReplayCore core(recording, 0, nullptr, [] { return 0; });
+  for (const sim::RecordedConversation& events : again.conversations) Play(core, id++, events);
+  Require(core.departures == 0, "a recording's own host does not depart from it");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  FuzzInput input(data, std::min(size, size_t{8192}));
-  constexpr decltype(&Answers) kParsers[] = {&Answers, &NetworkName, &Registry, &RegistrationScript,
-                                             &DeviceStore};
+  FuzzInput input(data, std::min(size, size_t{16384}));
+  constexpr decltype(&Answers) kParsers[] = {
+      &Answers, &NetworkName, &Registry, &RegistrationScript, &DeviceStore, &Recordings};
   kParsers[input.Byte() % std::size(kParsers)](input);
   return 0;
 }

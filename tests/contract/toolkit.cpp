@@ -148,8 +148,19 @@ std::basic_string<WideChar> Wide(const std::string& text) {
   return {wide.begin(), wide.end()};
 }
 
-Toolkit::Toolkit(const std::string& library) {
+namespace {
+
+ComPtr<IScanner> MakeScanner(const std::string& library) {
+  ComPtr<IScanner> scanner;
   EXPECT_EQ(S_OK, CreateComponentFrom(library, CLSID_scanner, IID_IScanner, scanner.OutVoid()));
+  return scanner;
+}
+
+}  // namespace
+
+Toolkit::Toolkit(const std::string& library) : Toolkit(MakeScanner(library)) {}
+
+Toolkit::Toolkit(const ComPtr<IScanner>& object) : scanner(object) {
   if (!scanner) throw std::runtime_error("the library makes no scanner object");
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_IADF3, feeder.OutVoid()));
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_ICompression, compression.OutVoid()));

@@ -54,6 +54,8 @@ std::basic_string<WideChar> Wide(const std::string& text);
 // A `scanner` object with all its interfaces.
 struct Toolkit {
   explicit Toolkit(const std::string& library = LibraryPath());
+  // Of an object that this program made.
+  explicit Toolkit(const ComPtr<IScanner>& object);
 
   ComPtr<IScanner> scanner;
   ComPtr<IADF3> feeder;
