@@ -4,8 +4,9 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "diag/record_dumps.h"
 #include "protocol/models.h"
-#include "session/outcome.h"
+#include "session/traced_step.h"
 
 namespace scantk {
 namespace {
@@ -220,6 +221,25 @@ HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
   state_.ursVariable = static_cast<uint32_t>(variable);
   state_.m_URS_SW_semaphore = T_URS_DEFAULT;
   return S_OK;
+}
+
+HRESULT FillOutCapabilities(SessionEntry& entry, const DeviceSwitches& switches, TraceLog& trace,
+                            uint32_t* error_code) {
+  return TracedStep("scantk::FillOutCapabilities", TRACE_API, entry, error_code, [&]() -> HRESULT {
+    SessionState& state = entry.state;
+    if (state.m_ModelID != 0) {
+      trace.Print("Already filled out caps : ModelId %ld", state.m_ModelID);
+      DumpScannerCapabilities(trace, &state.capabilities, TRACE_DUMP);
+      return S_OK;
+    }
+    CapabilityLearner learner(state, switches, trace);
+    const HRESULT result = learner.Learn(error_code);
+    if (!learner.Complete()) return result;
+    StoreVelkanCaps(
+        trace, switches.deviceKeyName,
+        {state.capabilities, state.adf, state.adf2, state.adf3, state.compression, state.panel});
+    return result;
+  });
 }
 
 }  // namespace scantk

@@ -7,7 +7,7 @@
 
 #include "config/device_settings.h"
 #include "diag/trace_log.h"
-#include "session/session_state.h"
+#include "session/session_registry.h"
 
 namespace scantk {
 
@@ -63,6 +63,11 @@ struct LimitIds {
   uint32_t yResolution;
   uint32_t yExtent;
 };
+
+// Runs a fill-in unless the session has had one, and stores what is worth it for the host's own
+// components. In the trace a method of its own. The caller holds the device.
+HRESULT FillOutCapabilities(SessionEntry& entry, const DeviceSwitches& switches, TraceLog& trace,
+                            uint32_t* error_code);
 
 // Asks the five limits of a path into a record, stopping at the first failure. Shared by the
 // flatbed and the feeder, whose records have the same field names.

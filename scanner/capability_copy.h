@@ -3,6 +3,7 @@
 #ifndef SCANTK_SCANNER_CAPABILITY_COPY_H_
 #define SCANTK_SCANNER_CAPABILITY_COPY_H_
 
+#include "features/capability_learner.h"
 #include "scanner/method.h"
 #include "scanner/scanner_object.h"
 
@@ -18,7 +19,7 @@ HRESULT ScannerObject::CopyCapabilities(const char* name, uint32_t category, uin
       .Requires({out})
       .Run([&] { *out = {}; },
            [&](SessionEntry& entry) -> HRESULT {
-             HRESULT result = FillOutCapabilities(hSession, pdwErrorCode);
+             HRESULT result = FillOutCapabilities(entry, Switches(), trace_, pdwErrorCode);
              if (FAILED(result)) result = Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
              *out = entry.state.*record;
              if (dump) dump(trace_, out, TRACE_DUMP);

@@ -1,5 +1,4 @@
 // IControlPanel: every request is gated by what the panel record offers.
-#include "features/capability_learner.h"
 #include "scanner/capability_copy.h"
 #include "scanner/method.h"
 #include "scanner/scanner_object.h"

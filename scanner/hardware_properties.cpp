@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <string>
 
+#include "features/capability_learner.h"
 #include "platform/component.h"
 #include "platform/system.h"
 #include "scanner/method.h"
@@ -39,7 +40,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetHWPropValue(uint32_t hSession,
              constexpr char kTracedXpa[] = "GetHWPropValue XPA pszTagString %s pdwValue %d";
              if (TagIs(pszTagString, "HardwareProperty")) return S_OK;
              if (TagIs(pszTagString, "ADF")) {
-               if (FAILED(FillOutCapabilities(hSession, pdwErrorCode)))
+               if (FAILED(FillOutCapabilities(entry, Switches(), trace_, pdwErrorCode)))
                  return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
                *pdwValue = entry.state.adf.byHasADF;
                trace_.Print(kTracedXpa, "ADF", *pdwValue);

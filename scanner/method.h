@@ -43,7 +43,7 @@ class Method {
   // session is not), `body` (SessionEntry& -> HRESULT) does the work.
   template <class Prepare, class Body>
   HRESULT Run(Prepare prepare, Body body) {
-    HRESULT result = Guarded([&] { return Checked(prepare, body); });
+    HRESULT result = Guarded(error_code_, [&] { return Checked(prepare, body); });
     trace_.SetResult(result);
     return result;
   }
@@ -54,7 +54,7 @@ class Method {
   // A method that needs no session: `body` () -> HRESULT.
   template <class Body>
   HRESULT RunWithoutSession(Body body) {
-    HRESULT result = Guarded([&]() -> HRESULT {
+    HRESULT result = Guarded(error_code_, [&]() -> HRESULT {
       if (!PointersGood()) return E_POINTER;
       *error_code_ = TERR_NONE;
       return body();
@@ -76,16 +76,6 @@ class Method {
     if (needs_ == Needs::kLock && !entry->lock.IsLockedByCaller())
       return Fail(error_code_, TERR_SCANNER_NOT_LOCKED);
     return body(*entry);
-  }
-
-  // Nothing is thrown across the interface.
-  template <class Step>
-  HRESULT Guarded(Step step) {
-    try {
-      return step();
-    } catch (...) {
-      return error_code_ ? Fail(error_code_, TERR_OUT_OF_MEMORY) : E_FAIL;
-    }
   }
 
   FunctionTrace trace_;

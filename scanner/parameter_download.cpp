@@ -1,11 +1,12 @@
 // DownLoadScannerParameters: the one place that turns a parameter record into device commands.
 #include <cstdint>
 
+#include "diag/function_trace.h"
 #include "diag/record_dumps.h"
 #include "protocol/models.h"
-#include "scanner/method.h"
 #include "scanner/parameter_rules.h"
-#include "scanner/scanner_object.h"
+#include "scanner/scan_job.h"
+#include "session/outcome.h"
 
 namespace scantk {
 namespace {
@@ -205,39 +206,37 @@ bool SendPageSize(Download& to, ProtocolEngine& engine, const SessionState& stat
 
 }  // namespace
 
-HRESULT ScannerObject::DownLoadScannerParameters(SessionState& state,
-                                                 SCANNER_PARAMETERS* pScanParam, bool start,
-                                                 uint32_t* pdwErrorCode, bool page_size) {
-  FunctionTrace function("scantk::DownLoadScannerParameters", 0, pdwErrorCode, TRACE_API);
+HRESULT DownLoadScannerParameters(SessionState& state, const SCANNER_PARAMETERS* record,
+                                  Parameters which, TraceLog& trace, uint32_t* error_code) {
+  FunctionTrace function("scantk::DownLoadScannerParameters", 0, error_code, TRACE_API);
   const auto done = [&function](HRESULT result) {
     function.SetResult(result);
     return result;
   };
-  DumpScannerParameters(trace_, pScanParam, TRACE_DUMP);
+  DumpScannerParameters(trace, record, TRACE_DUMP);
 
   // A copy: the host's record is read once, so that a host that changes it meanwhile cannot make
   // the commands disagree.
-  const SCANNER_PARAMETERS wanted = *pScanParam;
+  const SCANNER_PARAMETERS wanted = *record;
   DataType type;
-  if (!DataTypeOf(wanted, &type)) return done(Fail(pdwErrorCode, TERR_INVALID_PARAMETER));
+  if (!DataTypeOf(wanted, &type)) return done(Fail(error_code, TERR_INVALID_PARAMETER));
   if (wanted.dwScanMode == T_BW)
-    trace_.Print("BW scan: Data Type wColorMode(%d) BitPerPixel= %d", type.code, type.bitsPerPixel);
+    trace.Print("BW scan: Data Type wColorMode(%d) BitPerPixel= %d", type.code, type.bitsPerPixel);
 
   ProtocolEngine& engine = *state.engine;
-  Download download(engine, trace_, pdwErrorCode);
-  if (!SendFormat(download, wanted, type, trace_) || !SendWindow(download, wanted) ||
-      !ReadGeometry(download, type, trace_, &state.bufferInfo))
+  Download download(engine, trace, error_code);
+  if (!SendFormat(download, wanted, type, trace) || !SendWindow(download, wanted) ||
+      !ReadGeometry(download, type, trace, &state.bufferInfo))
     return done(E_FAIL);
-  if (!start) return done(S_OK);
+  if (which == Parameters::kGeometry) return done(S_OK);
 
-  if (!SendTransfer(download, wanted) || !SendCompression(download, wanted, state, trace_))
+  if (!SendTransfer(download, wanted) || !SendCompression(download, wanted, state, trace))
     return done(E_FAIL);
-  if (wanted.dwScanMode != T_COLOR) trace_.Print(" dwScanMode is gray or BW%d", wanted.dwScanMode);
-  trace_.Print("pScanParam->dwScanMode %d: Data Type wColorMode(%d) ", wanted.dwScanMode,
-               type.code);
-  if (!SendToneMap(download, engine, state, wanted.dwScanMode, type, trace_) ||
-      !SendDuplexFlips(download, engine, wanted, state, trace_) ||
-      !SendPageSize(download, engine, state, page_size, trace_))
+  if (wanted.dwScanMode != T_COLOR) trace.Print(" dwScanMode is gray or BW%d", wanted.dwScanMode);
+  trace.Print("pScanParam->dwScanMode %d: Data Type wColorMode(%d) ", wanted.dwScanMode, type.code);
+  if (!SendToneMap(download, engine, state, wanted.dwScanMode, type, trace) ||
+      !SendDuplexFlips(download, engine, wanted, state, trace) ||
+      !SendPageSize(download, engine, state, which == Parameters::kAll, trace))
     return done(E_FAIL);
   return done(S_OK);
 }

@@ -42,8 +42,8 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
           trace_.Print(TRACE_CLASS_ERROR, " GetUserReadyToScanState: Comm error %d  ", asked);
           return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
         }
-        HRESULT result = asked == SL_OK ? BeginHandshake(hSession, state, urs, pdwErrorCode)
-                                        : SkipHandshake(hSession, state, pdwErrorCode);
+        HRESULT result = asked == SL_OK ? BeginHandshake(entry, urs, pdwErrorCode)
+                                        : SkipHandshake(entry, pdwErrorCode);
         trace_.Print(TRACE_INFO, "JobReserveHW: Main parser and scan engine locked = %d ", locked);
         trace_.Print(TRACE_API, "JobReserveHW: Main parser and scan engine locked = %d ", locked);
         return result;
@@ -51,25 +51,25 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
 }
 
 // The device has no handshake: the scan may start.
-HRESULT ScannerObject::SkipHandshake(uint32_t hSession, SessionState& state,
-                                     uint32_t* pdwErrorCode) {
-  HRESULT result = SetUserReadyToScanState(hSession, T_URS_START, pdwErrorCode);
+HRESULT ScannerObject::SkipHandshake(SessionEntry& entry, uint32_t* pdwErrorCode) {
+  HRESULT result = SetUserReadyToScanState(entry.handle, T_URS_START, pdwErrorCode);
   trace_.Print(" GetUserReadyToScanState: device doesn't support usr, sw set urs to %d",
-               state.m_URS_SW_semaphore);
+               entry.state.m_URS_SW_semaphore);
   return result;
 }
 
 // Asks the device to wait for its user, where it has a variable to show that it waits.
-HRESULT ScannerObject::BeginHandshake(uint32_t hSession, SessionState& state, int32_t urs,
-                                      uint32_t* pdwErrorCode) {
+HRESULT ScannerObject::BeginHandshake(SessionEntry& entry, int32_t urs, uint32_t* pdwErrorCode) {
+  SessionState& state = entry.state;
   state.m_URS_SW_semaphore = static_cast<uint32_t>(urs);
   trace_.Print(" GetUserReadyToScanState: (networked) device supports urs is %d", urs);
   HRESULT result = S_OK;
   if (state.m_URS_SW_semaphore == T_URS_DEFAULT) {
-    result = SetUserReadyToScanState(hSession, T_URS_WAIT, pdwErrorCode);
+    result = SetUserReadyToScanState(entry.handle, T_URS_WAIT, pdwErrorCode);
     state.engine->lock.SetDeviceTimeout(kWaitForUser);
   }
-  if (state.ursVariable == 0) result = SetUserReadyToScanState(hSession, T_URS_START, pdwErrorCode);
+  if (state.ursVariable == 0)
+    result = SetUserReadyToScanState(entry.handle, T_URS_START, pdwErrorCode);
   return result;
 }
 

@@ -49,7 +49,7 @@ class ScannerObject final : public IScanner,
   HRESULT STDMETHODCALLTYPE InitializeScanner(uint32_t hSession, uint32_t* pdwErrorCode) override;
   HRESULT STDMETHODCALLTYPE ResetScanner(uint32_t hSession, uint32_t* pdwErrorCode) override;
 
-  // IScanner: the scan job (scan_job.cpp, start_scan.cpp, stop_scan.cpp)
+  // IScanner: the scan job (scan_parameters.cpp, start_scan.cpp, stop_scan.cpp)
   HRESULT STDMETHODCALLTYPE GetBufferInfo(uint32_t hSession, SCANNER_PARAMETERS* pScanParam,
                                           BUFFER_INFO* pBufferInfo,
                                           uint32_t* pdwdErrorCode) override;
@@ -173,42 +173,9 @@ class ScannerObject final : public IScanner,
   explicit ScannerObject(IUnknown* outer);
   ~ScannerObject();
 
-  HRESULT ConnectFirstHold(SessionEntry& entry, uint32_t* pdwErrorCode);
   HRESULT OpenDevice(SessionEntry& entry, uint32_t dwDevIOType, uint32_t* pdwErrorCode);
-
-  // The scan job's inner operations.
-  HRESULT DownLoadScannerParameters(SessionState& state, SCANNER_PARAMETERS* pScanParam, bool start,
-                                    uint32_t* pdwErrorCode, bool page_size);
-  HRESULT CheckErrors(uint32_t hSession, uint32_t* pdwErrorCode);
-  HRESULT StartPage(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT TakeDeviceLock(SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT SwitchDuplexOff(SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT FeedForScan(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT DownloadForScan(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT StopPage(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT StopCutPage(uint32_t hSession, SessionState& state, QrlStatus status,
-                      uint32_t* pdwErrorCode);
-  HRESULT StopAbortedPage(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT StopCompletePage(uint32_t hSession, SessionState& state, uint32_t rows,
-                           uint32_t* pdwErrorCode);
-  HRESULT StopWithoutLines(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT ReadLines(uint32_t hSession, SessionState& state, uint8_t* pbyBuffer, uint32_t dwBytes,
-                    uint32_t* pdwBytesRead, uint32_t* pdwErrorCode);
-  HRESULT ReadPieces(SessionState& state, uint8_t* destination, uint32_t wanted, uint32_t* total,
-                     uint32_t* end_rows, uint32_t* pdwErrorCode);
-  HRESULT TraceScanStatus(SessionState& state, QrlStatus status, uint32_t remaining, uint32_t got,
-                          uint32_t* end_rows, uint32_t* pdwErrorCode);
-  uint32_t TrimToPage(uint32_t lines, uint32_t total, uint32_t bytes_per_line, uint32_t rows);
-  uint32_t AddWhiteSpace(uint8_t* buffer, uint32_t bytes_read, uint32_t count);
-  HRESULT SkipHandshake(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT BeginHandshake(uint32_t hSession, SessionState& state, int32_t urs,
-                         uint32_t* pdwErrorCode);
-  HRESULT LearnSpfSize(SessionState& state, uint32_t* pdwErrorCode);
-  HRESULT NoDuplexToggle(uint32_t* pdwErrorCode);
-  HRESULT ADFMovePaper(uint32_t hSession, uint32_t lFlag, uint32_t* pdwErrorCode);
-
-  // capabilities.cpp
-  HRESULT FillOutCapabilities(uint32_t hSession, uint32_t* pdwErrorCode);
+  HRESULT SkipHandshake(SessionEntry& entry, uint32_t* pdwErrorCode);
+  HRESULT BeginHandshake(SessionEntry& entry, int32_t urs, uint32_t* pdwErrorCode);
   template <class Record>
   HRESULT CopyCapabilities(const char* name, uint32_t category, uint32_t hSession, Record* out,
                            uint32_t* pdwErrorCode, Record SessionState::*record,

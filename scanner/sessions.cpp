@@ -46,6 +46,27 @@ void TraceDeviceName(TraceLog& trace, bool found, const DeviceSettings& settings
   }
 }
 
+HRESULT ConnectFirstHold(SessionEntry& entry, TraceLog& trace, uint32_t* error_code) {
+  trace.ReloadSettings();
+  const uint32_t status =
+      entry.state.engine ? entry.state.engine->channel.ConnectToIO() : SL_NOACCESS;
+  if (status != SL_OK) entry.lock.Unlock();
+  switch (status) {
+    case SL_OK:
+      trace.Print(TRACE_FLOW, "Established IO ");
+      return S_OK;
+    case SL_BUSY:
+      trace.Print(TRACE_CLASS_ERROR, "Lock scanner failed device busy ");
+      return Fail(error_code, TERR_NET_SOCKET_BUSY);
+    case SL_FIREWALL:
+      trace.Print(TRACE_INFO, "problem: FIREWALL rejects connection");
+      return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_FIREWALL);
+    default:
+      trace.Print(TRACE_CLASS_ERROR, "Lock scanner failed to connecttoIO ");
+      return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_REJECTED);
+  }
+}
+
 }  // namespace
 
 HRESULT STDMETHODCALLTYPE ScannerObject::OpenScannerSession(const WideChar* pszDevName,
@@ -155,31 +176,10 @@ HRESULT STDMETHODCALLTYPE ScannerObject::LockScanner(uint32_t hSession, uint16_t
     // another thread's last hold was just ending.
     std::lock_guard connecting(entry.connecting);
     if (entry.connected) return S_OK;
-    const HRESULT result = ConnectFirstHold(entry, pdwErrorCode);
+    const HRESULT result = ConnectFirstHold(entry, trace_, pdwErrorCode);
     entry.connected = SUCCEEDED(result);
     return result;
   });
-}
-
-HRESULT ScannerObject::ConnectFirstHold(SessionEntry& entry, uint32_t* pdwErrorCode) {
-  trace_.ReloadSettings();
-  const uint32_t status =
-      entry.state.engine ? entry.state.engine->channel.ConnectToIO() : SL_NOACCESS;
-  if (status != SL_OK) entry.lock.Unlock();
-  switch (status) {
-    case SL_OK:
-      trace_.Print(TRACE_FLOW, "Established IO ");
-      return S_OK;
-    case SL_BUSY:
-      trace_.Print(TRACE_CLASS_ERROR, "Lock scanner failed device busy ");
-      return Fail(pdwErrorCode, TERR_NET_SOCKET_BUSY);
-    case SL_FIREWALL:
-      trace_.Print(TRACE_INFO, "problem: FIREWALL rejects connection");
-      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_FIREWALL);
-    default:
-      trace_.Print(TRACE_CLASS_ERROR, "Lock scanner failed to connecttoIO ");
-      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_REJECTED);
-  }
 }
 
 HRESULT STDMETHODCALLTYPE ScannerObject::UnlockScanner(uint32_t hSession, uint32_t* pdwErrorCode) {

@@ -11,24 +11,7 @@ namespace {
 
 constexpr uint32_t kNoCategory = 0;
 
-}  // namespace
-
-HRESULT STDMETHODCALLTYPE ScannerObject::GetSPFCapabilities(uint32_t hSession,
-                                                            SPF_CAPABILITIES* pSPFcaps,
-                                                            uint32_t* pdwErrorCode) {
-  return Method("scantk::GetSPFCapabilities", kNoCategory, hSession, pdwErrorCode)
-      .Requires({pSPFcaps})
-      .Run([&](SessionEntry& entry) -> HRESULT {
-        entry.state.spf = {};
-        const HRESULT result = LearnSpfSize(entry.state, pdwErrorCode);
-        *pSPFcaps = entry.state.spf;
-        trace_.Print(TRACE_API, "GetSPFCapabilities: SPF file Size %d, encrypted %d",
-                     pSPFcaps->dwSPFsize, pSPFcaps->byEncrypted);
-        return result;
-      });
-}
-
-HRESULT ScannerObject::LearnSpfSize(SessionState& state, uint32_t* pdwErrorCode) {
+HRESULT LearnSpfSize(SessionState& state, TraceLog& trace, uint32_t* error_code) {
   const char* refused = nullptr;
   switch (ModelOf(state.m_ModelID).spf) {
     case SpfSupport::kNotOnParallelDot4:
@@ -49,16 +32,33 @@ HRESULT ScannerObject::LearnSpfSize(SessionState& state, uint32_t* pdwErrorCode)
     refused = " GetSPFCapabilities: device doesn't support spf, spf.size set to %d";
   }
   if (status == SL_OK) {
-    trace_.Print(" GetSPFCapabilities: device  SPF file Size %d, encrypted %d", spf.dwSPFsize,
-                 spf.byEncrypted);
+    trace.Print(" GetSPFCapabilities: device  SPF file Size %d, encrypted %d", spf.dwSPFsize,
+                spf.byEncrypted);
     return S_OK;
   }
   if (status == SL_NULLRESPONSE) {
-    trace_.Print(refused, spf.dwSPFsize);
-    return Fail(pdwErrorCode, TERR_SPF_NOT_SUPPORTED);
+    trace.Print(refused, spf.dwSPFsize);
+    return Fail(error_code, TERR_SPF_NOT_SUPPORTED);
   }
-  trace_.Print(TRACE_CLASS_ERROR, " GetSPFCapabilities: Comm error %d  ", status);
-  return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
+  trace.Print(TRACE_CLASS_ERROR, " GetSPFCapabilities: Comm error %d  ", status);
+  return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
+}
+
+}  // namespace
+
+HRESULT STDMETHODCALLTYPE ScannerObject::GetSPFCapabilities(uint32_t hSession,
+                                                            SPF_CAPABILITIES* pSPFcaps,
+                                                            uint32_t* pdwErrorCode) {
+  return Method("scantk::GetSPFCapabilities", kNoCategory, hSession, pdwErrorCode)
+      .Requires({pSPFcaps})
+      .Run([&](SessionEntry& entry) -> HRESULT {
+        entry.state.spf = {};
+        const HRESULT result = LearnSpfSize(entry.state, trace_, pdwErrorCode);
+        *pSPFcaps = entry.state.spf;
+        trace_.Print(TRACE_API, "GetSPFCapabilities: SPF file Size %d, encrypted %d",
+                     pSPFcaps->dwSPFsize, pSPFcaps->byEncrypted);
+        return result;
+      });
 }
 
 HRESULT STDMETHODCALLTYPE ScannerObject::GetSPFData(uint32_t hSession, uint32_t dwSize,

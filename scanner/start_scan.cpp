@@ -1,8 +1,10 @@
 // StartScan: prepares the device for a page. The first read starts it.
+#include "features/paper.h"
 #include "platform/clock.h"
 #include "platform/system.h"
 #include "protocol/models.h"
 #include "scanner/method.h"
+#include "scanner/scan_job.h"
 #include "scanner/scanner_object.h"
 
 namespace scantk {
@@ -11,106 +13,107 @@ HRESULT STDMETHODCALLTYPE ScannerObject::StartScan(uint32_t hSession, uint32_t* 
   trace_.ReloadSettings();
   scan_start_time_ = TheClock().SecondsSince1970();
   return Method("scantk::StartScan", TRACE_API, hSession, pdwErrorCode)
-      .Run([&](SessionEntry& entry) { return StartPage(hSession, entry.state, pdwErrorCode); });
+      .Run([&](SessionEntry& entry) {
+        return ScanJob(entry, trace_, m_dwScanLines, pdwErrorCode).Start();
+      });
 }
 
-HRESULT ScannerObject::StartPage(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode) {
+HRESULT ScanJob::Start() {
   const uint32_t process = ProcessId(), thread = ThreadId();
   trace_.Print("StartScan: PID (%lx) (%ld), TID (%lx) (%ld) ScanPhase %ld", process, process,
-               thread, thread, state.lScanPhase);
-  if (state.lScanPhase != kScanIdle)
+               thread, thread, state_.lScanPhase);
+  if (state_.lScanPhase != kScanIdle)
     trace_.Print(TRACE_CLASS_ERROR, "StartScan: ScanPhase %ld -- currently already scanning!!!!",
-                 state.lScanPhase);
-  m_dwScanLines = 0;
-  state.engine->exchange.SendCommand(SL_CLEAR_ERRORS, 0);
+                 state_.lScanPhase);
+  lines_ = 0;
+  engine_.exchange.SendCommand(SL_CLEAR_ERRORS, 0);
 
-  HRESULT result = TakeDeviceLock(state, pdwErrorCode);
+  HRESULT result = TakeDeviceLock();
   if (FAILED(result)) return result;
 
-  const uint16_t method = state.parameters.wScanMethod;
-  if (state.capabilities.wPaperPath == T_PATH_SCROLL) {
+  const uint16_t method = state_.parameters.wScanMethod;
+  if (state_.capabilities.wPaperPath == T_PATH_SCROLL) {
     trace_.Print("StartScan: Scrollfed device ");
     if (method == T_METHOD_FLATBED) {
       trace_.Print(
           TRACE_CLASS_ERROR,
           "StartScan: Some dump app is asking for a platen scan on a scrollfed device = %d ",
           method);
-      return Fail(pdwErrorCode, TERR_ADF_EMPTY);
+      return Fail(error_code_, TERR_ADF_EMPTY);
     }
     trace_.Print("StartScan: GOOD: app is asking for a adf scan on a scrollfed device = %d ",
                  method);
   }
-  if (method == T_METHOD_ADF) result = SwitchDuplexOff(state, pdwErrorCode);
-  if (SUCCEEDED(result) && method == T_METHOD_ADF && state.DelayedFeedPaperSet == 1)
-    result = FeedForScan(hSession, state, pdwErrorCode);
-  if (SUCCEEDED(result)) result = CheckErrors(hSession, pdwErrorCode);
-  if (SUCCEEDED(result)) result = DownloadForScan(hSession, state, pdwErrorCode);
-  trace_.Print("StartScan exit: ScanPhase %ld", state.lScanPhase);
+  if (method == T_METHOD_ADF) result = SwitchDuplexOff();
+  if (SUCCEEDED(result) && method == T_METHOD_ADF && state_.DelayedFeedPaperSet == 1)
+    result = Feed();
+  if (SUCCEEDED(result)) result = CheckErrors();
+  if (SUCCEEDED(result)) result = Download();
+  trace_.Print("StartScan exit: ScanPhase %ld", state_.lScanPhase);
   return result;
 }
 
-HRESULT ScannerObject::TakeDeviceLock(SessionState& state, uint32_t* pdwErrorCode) {
-  const QrlStatus status = state.engine->lock.LockScanner(0);
+HRESULT ScanJob::TakeDeviceLock() {
+  const QrlStatus status = engine_.lock.LockScanner(0);
   if (status == SL_OK) return S_OK;
   if (status != SL_BUSY) {
     trace_.Print("StartScan: Some scanner device lock problem = %d ", status);
-    return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_REJECTED);
+    return Fail(error_code_, TERR_SCANNER_COMMUNICATION_FAILED, VELKAN_E_SCONF_REJECTED);
   }
   trace_.Print(TRACE_CLASS_ERROR, "StartScan: Scanner resources are busy = %d ", status);
-  const QrlStatus released = state.engine->lock.UnLockScanner();
+  const QrlStatus released = engine_.lock.UnLockScanner();
   if (released != SL_OK) trace_.Print("StartScan: UnLockScanner = %d ", released);
-  return Fail(pdwErrorCode, TERR_RESERVE_BUSY);
+  return Fail(error_code_, TERR_RESERVE_BUSY);
 }
 
 // The device keeps the switch of an earlier job: without this, single sheets came with their backs.
-HRESULT ScannerObject::SwitchDuplexOff(SessionState& state, uint32_t* pdwErrorCode) {
-  if (state.setDuplexer == 1 || !state.engine->exchange.IsSwitchedOn(SL_DUPLEX)) return S_OK;
-  const QrlStatus status = state.engine->exchange.SendCommand(SL_DUPLEX, 0);
+HRESULT ScanJob::SwitchDuplexOff() {
+  if (state_.setDuplexer == 1 || !engine_.exchange.IsSwitchedOn(SL_DUPLEX)) return S_OK;
+  const QrlStatus status = engine_.exchange.SendCommand(SL_DUPLEX, 0);
   if (status == SL_OK || status == SL_NULLRESPONSE) return S_OK;
   trace_.Print(TRACE_CLASS_ERROR, "ERROR:StartScan Duplex off Failed, QRL Error Code = %d", status);
-  return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
+  return CommunicationFailed();
 }
 
-HRESULT ScannerObject::FeedForScan(uint32_t hSession, SessionState& state, uint32_t* pdwErrorCode) {
+HRESULT ScanJob::Feed() {
   trace_.Print("StartScan: Need to feed paper = %d (preview 1, final 0)",
-               state.parameters.dwScanOptions & T_PREVIEW);
-  if (state.setDuplexer == 1) {
-    trace_.Print("StartScan, Want duplex = %d", state.setDuplexer);
-    const QrlStatus status = state.engine->exchange.SendCommand(SL_DUPLEX, 1);
+               state_.parameters.dwScanOptions & T_PREVIEW);
+  if (state_.setDuplexer == 1) {
+    trace_.Print("StartScan, Want duplex = %d", state_.setDuplexer);
+    const QrlStatus status = engine_.exchange.SendCommand(SL_DUPLEX, 1);
     if (status == SL_NULLRESPONSE) {
       trace_.Print(" StartScan Duplex requested null but OK: %ld: (5 = null response) ", status);
     } else if (status != SL_OK) {
       trace_.Print(TRACE_CLASS_ERROR, "ERROR:StartScan Duplex Failed, QRL Error Code = %d", status);
-      return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
+      return CommunicationFailed();
     }
   }
-  HRESULT result = ADFMovePaper(hSession, SL_ADF_FEED_PAGE, pdwErrorCode);
-  state.DelayedFeedPaperSet = 0;
+  HRESULT result = MovePaper(entry_, SL_ADF_FEED_PAGE, trace_, error_code_);
+  state_.DelayedFeedPaperSet = 0;
   return result;
 }
 
-HRESULT ScannerObject::DownloadForScan(uint32_t hSession, SessionState& state,
-                                       uint32_t* pdwErrorCode) {
-  const auto download = [&](bool page_size, uint32_t* code) {
-    *code = TERR_NONE;
-    return DownLoadScannerParameters(state, &state.parameters, true, code, page_size);
-  };
+HRESULT ScanJob::Download() {
   uint32_t download_code = TERR_NONE;
-  HRESULT downloaded = download(true, &download_code);
-  state.lScanPhase = kScanStarted;
+  const auto download = [&](Parameters which) {
+    download_code = TERR_NONE;
+    return DownLoadScannerParameters(state_, &state_.parameters, which, trace_, &download_code);
+  };
+  HRESULT downloaded = download(Parameters::kAll);
+  state_.lScanPhase = kScanStarted;
 
-  HRESULT checked = CheckErrors(hSession, pdwErrorCode);
+  HRESULT checked = CheckErrors();
   if (FAILED(checked)) {
-    trace_.Print("StartScan: CheckErrors after download: %ld %ld", checked, *pdwErrorCode);
-    downloaded = download(false, &download_code);
-    checked = CheckErrors(hSession, pdwErrorCode);
+    trace_.Print("StartScan: CheckErrors after download: %ld %ld", checked, *error_code_);
+    downloaded = download(Parameters::kAllButPageSize);
+    checked = CheckErrors();
     if (FAILED(checked))
-      trace_.Print("StartScan: CheckErrors after 2nd download: %ld %ld", checked, *pdwErrorCode);
+      trace_.Print("StartScan: CheckErrors after 2nd download: %ld %ld", checked, *error_code_);
   }
   // What the device reports is why the download failed: a jam reads as a jam. Yet it may find
   // nothing wrong with a download that never reached it.
   if (FAILED(checked) || SUCCEEDED(downloaded)) return checked;
-  return Fail(pdwErrorCode, download_code, downloaded);
+  return Fail(error_code_, download_code, downloaded);
 }
 
 }  // namespace scantk

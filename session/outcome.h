@@ -14,6 +14,16 @@ inline HRESULT Fail(uint32_t* error_code, uint32_t code, HRESULT result = E_FAIL
   return result;
 }
 
+// Nothing is thrown across the interface: what `step` throws becomes TERR_OUT_OF_MEMORY.
+template <class Step>
+HRESULT Guarded(uint32_t* error_code, Step step) {
+  try {
+    return step();
+  } catch (...) {
+    return error_code ? Fail(error_code, TERR_OUT_OF_MEMORY) : E_FAIL;
+  }
+}
+
 }  // namespace scantk
 
 #endif  // SCANTK_SESSION_OUTCOME_H_

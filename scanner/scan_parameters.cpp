@@ -4,6 +4,7 @@
 
 #include "diag/record_dumps.h"
 #include "scanner/method.h"
+#include "scanner/scan_job.h"
 #include "scanner/scanner_object.h"
 
 namespace scantk {
@@ -60,7 +61,8 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetBufferInfo(uint32_t hSession,
           SetUserReadyToScanState(hSession, T_URS_START, &ignored);
           trace_.Print(TRACE_CLASS_ERROR, "GetBufferInfo: Force urs to start !!!!");
         }
-        HRESULT result = DownLoadScannerParameters(state, pScanParam, false, pdwdErrorCode, false);
+        HRESULT result = DownLoadScannerParameters(state, pScanParam, Parameters::kGeometry, trace_,
+                                                   pdwdErrorCode);
         *pBufferInfo = state.bufferInfo;
         DumpBufferInfo(trace_, pBufferInfo, TRACE_DUMP);
         return result;
