@@ -6,7 +6,6 @@
 namespace scantk {
 namespace {
 
-constexpr uint32_t kNoCategory = 0;
 constexpr uint32_t kOptionAcceptedUnused = 2;
 
 }  // namespace
@@ -34,7 +33,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetCompressionType(uint32_t hSession, u
 HRESULT STDMETHODCALLTYPE ScannerObject::SetCompressionLongevity(uint32_t hSession, uint32_t,
                                                                  uint32_t* pdwErrorCode) {
   return Method("scantk::SetCompressionLongevity", kNoCategory, hSession, pdwErrorCode)
-      .Run([](SessionEntry&) { return S_OK; });
+      .Run(NothingToDo);
 }
 
 HRESULT STDMETHODCALLTYPE ScannerObject::SetCompressionOption(uint32_t hSession,

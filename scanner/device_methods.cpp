@@ -1,17 +1,9 @@
-// The small device methods: lamp, initialisation, reset.
+// The small device methods: lamp, initialisation, reset. A device looks after the first two itself.
 #include "platform/system.h"
 #include "scanner/method.h"
 #include "scanner/scanner_object.h"
 
 namespace scantk {
-namespace {
-
-// The device looks after its lamp and its start-up: these methods only test the session.
-HRESULT NothingToDo(SessionEntry&) {
-  return S_OK;
-}
-
-}  // namespace
 
 HRESULT STDMETHODCALLTYPE ScannerObject::GetLampStatus(uint32_t hSession, uint8_t* pbLampOn,
                                                        uint32_t* pdwErrorCode) {

@@ -8,12 +8,6 @@
 namespace scantk {
 namespace {
 
-constexpr uint32_t kNoCategory = 0;
-
-HRESULT NothingToDo(SessionEntry&) {
-  return S_OK;
-}
-
 HRESULT NoDuplexToggle(TraceLog& trace, uint32_t* error_code) {
   trace.Print(TRACE_INFO, "HWDuplexToggleState: We don't have a hardware toggle");
   return Fail(error_code, TERR_INVALID_PARAMETER);

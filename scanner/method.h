@@ -13,8 +13,12 @@
 
 namespace scantk {
 
-// A step that does nothing.
+// A step that does nothing, and the body of a method that only tests its session.
 inline constexpr auto kNothing = [] {};
+inline constexpr auto NothingToDo = [](SessionEntry&) { return S_OK; };
+
+// The category of methods whose traces carry none.
+inline constexpr uint32_t kNoCategory = 0;
 
 class Method {
  public:
@@ -33,7 +37,7 @@ class Method {
     needs_ = needs;
     return *this;
   }
-  // For SetCodePage, which writes its error code on failure only.
+  // The error code is written on failure only (SetCodePage).
   Method& KeepingErrorCode() {
     clears_error_code_ = false;
     return *this;

@@ -9,8 +9,6 @@ namespace {
 // How long the device keeps its lock while its user is awaited, in the device's unit; 0 otherwise.
 constexpr int32_t kWaitForUser = 600;
 
-constexpr uint32_t kNoCategory = 0;
-
 }  // namespace
 
 HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_t,

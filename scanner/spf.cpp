@@ -9,8 +9,6 @@
 namespace scantk {
 namespace {
 
-constexpr uint32_t kNoCategory = 0;
-
 HRESULT LearnSpfSize(SessionState& state, TraceLog& trace, uint32_t* error_code) {
   const char* refused = nullptr;
   switch (ModelOf(state.m_ModelID).spf) {
