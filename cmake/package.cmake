@@ -36,7 +36,10 @@ install(FILES ${PROJECT_BINARY_DIR}/scantk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
         COMPONENT development)
 install(DIRECTORY contract/ DESTINATION include/scantk/contract COMPONENT development
         FILES_MATCHING PATTERN "*.h")
-install(FILES host/example.cpp DESTINATION share/doc/scantk/examples COMPONENT development)
+include(cmake/c_header.cmake)
+install(FILES ${PROJECT_BINARY_DIR}/contract/scantk.h DESTINATION include/scantk/contract
+        COMPONENT development)
+install(DIRECTORY examples/ DESTINATION share/doc/scantk/examples COMPONENT development)
 install(DIRECTORY docs/ DESTINATION share/doc/scantk COMPONENT development
         FILES_MATCHING PATTERN "*.md" PATTERN "*.png")
 install(FILES README.md CHANGELOG.md DESTINATION share/doc/scantk COMPONENT development)
@@ -46,6 +49,26 @@ if(WIN32)
           DESTINATION share/scantk COMPONENT development)
 else()
   install(FILES cmake/60-scantk.rules DESTINATION lib/udev/rules.d COMPONENT tools)
+endif()
+if(NOT CMAKE_CROSSCOMPILING)
+  set(manual ${PROJECT_BINARY_DIR}/manual)
+  file(MAKE_DIRECTORY ${manual})
+  add_custom_command(OUTPUT ${manual}/scanhost.1.gz
+    COMMAND ${CMAKE_COMMAND} -DSCANHOST=$<TARGET_FILE:scanhost> -DSIMULATOR=$<TARGET_FILE:scantk-sim>
+            -DFOLDER=${manual} -P ${PROJECT_SOURCE_DIR}/cmake/manual.cmake
+    DEPENDS scanhost scantk-sim cmake/manual.cmake)
+  add_custom_target(manual ALL DEPENDS ${manual}/scanhost.1.gz)
+  install(FILES ${manual}/scanhost.1.gz ${manual}/scantk-sim.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+          COMPONENT tools)
+  install(FILES ${manual}/scanhost DESTINATION share/bash-completion/completions COMPONENT tools)
+  add_executable(register_system server/register_system.cpp)
+  target_link_libraries(register_system PRIVATE scantk_options ${CMAKE_DL_LIBS})
+  set_target_properties(register_system PROPERTIES OUTPUT_NAME register)
+  install(TARGETS register_system DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/scantk COMPONENT runtime)
+  foreach(package runtime:libscantk1 development:libscantk-dev tools:scantk-tools)
+    string(REGEX MATCH "(.*):(.*)" package ${package})
+    install(FILES cmake/copyright DESTINATION share/doc/${CMAKE_MATCH_2} COMPONENT ${CMAKE_MATCH_1})
+  endforeach()
 endif()
 
 string(TOLOWER "${CMAKE_SYSTEM_NAME}" system)
@@ -66,7 +89,10 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libscantk1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/triggers)
+set(debian ${PROJECT_SOURCE_DIR}/cmake/debian)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${debian}/triggers ${debian}/postinst ${debian}/prerm
+                                               ${debian}/postrm)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libscantk-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libscantk1 (= ${PROJECT_VERSION})")

@@ -9,6 +9,7 @@
 #include "host/exit_status.h"
 #include "host/help_pages.h"
 #include "host/setup/devices_command.h"
+#include "host/setup/registration.h"
 #include "host/setup/trace_command.h"
 #include "host/version.h"
 
@@ -192,6 +193,19 @@ class CommandLine {
         ->add_option("DEVICE", name_)
         ->required();
     AddTrace();
+    AddRegistration();
+  }
+
+  void AddRegistration() {
+    const auto add = [this](const char* name, const char* help,
+                            int (*run)(const RegistrationRequest&)) {
+      CLI::App* command = Command(name, help, [this, run] { return run(registration_); });
+      command->add_option("LIBRARY", registration_.library,
+                          "not the one beside scanhost, or the loader's");
+      command->add_flag("--system", registration_.system, "for every user; takes root's rights");
+    };
+    add("register", "writes the toolkit's class into the registry", RunRegister);
+    add("unregister", "takes it out", RunUnregister);
   }
 
   void AddTrace() {
@@ -245,6 +259,7 @@ class CommandLine {
   NewDevice new_device_;
   std::vector<std::string> words_;
   TraceRequest trace_;
+  RegistrationRequest registration_;
 };
 
 }  // namespace

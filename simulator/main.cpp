@@ -105,6 +105,10 @@ int main(int argc, char** argv) {
       std::cout << Help();
       return 0;
     }
+    if (arguments.version) {
+      std::cout << "scantk-sim " SCANTK_VERSION "\n";
+      return 0;
+    }
     if (!arguments.render.empty()) return Render(arguments.devices[0], arguments.render);
     return Serve(arguments);
   } catch (const std::invalid_argument& problem) {

@@ -137,6 +137,8 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
     const std::string& word = words[i];
     if (word == "--help") {
       arguments.help = true;
+    } else if (word == "--version") {
+      arguments.version = true;
     } else if (word == "--device") {
       if (i > 0) arguments.devices.push_back(fresh);  // the first may be marked as such, too
     } else if (word == "run") {

@@ -24,6 +24,7 @@ struct Arguments {
   std::string render;
   std::vector<std::string> command;  // to run while the devices serve
   bool help = false;
+  bool version = false;
 };
 
 // Throws std::invalid_argument with a text for people.
