@@ -1,6 +1,6 @@
 # contract/scantk.h, the contract for hosts in C: one header, made from those for C++. A derived
 # interface's table begins with its base's.
-set(contract ${CMAKE_CURRENT_LIST_DIR}/../contract)
+set(contract ${PROJECT_SOURCE_DIR}/contract)
 foreach(part codes interfaces records)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${contract}/${part}.h)
   file(READ ${contract}/${part}.h ${part})

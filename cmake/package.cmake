@@ -45,8 +45,22 @@ install(DIRECTORY docs/ DESTINATION share/doc/scantk COMPONENT development
 install(FILES README.md CHANGELOG.md DESTINATION share/doc/scantk COMPONENT development)
 if(WIN32)
   # For hosts in other languages. The library carries the type library as a resource, too.
-  install(FILES server/scantk1.idl server/base.idl ${PROJECT_BINARY_DIR}/server/scantk1.tlb
+  install(FILES ${PROJECT_BINARY_DIR}/server/scantk1.idl server/base.idl
+                ${PROJECT_BINARY_DIR}/server/scantk1.tlb
           DESTINATION share/scantk COMPONENT development)
+  # The same files as in the zip, in an installer.
+  set(installer ${PROJECT_BINARY_DIR}/scantk-${PROJECT_VERSION}-windows-x86_64.exe)
+  find_program(SCANTK_MAKENSIS makensis)
+  if(NOT SCANTK_MAKENSIS)
+    message(STATUS "No installer: it is made with makensis, of the package nsis")
+  else()
+    add_custom_target(installer
+      COMMAND ${CMAKE_COMMAND} -E rm -rf ${PROJECT_BINARY_DIR}/stage
+      COMMAND ${CMAKE_COMMAND} --install ${PROJECT_BINARY_DIR} --prefix ${PROJECT_BINARY_DIR}/stage --strip
+      COMMAND ${SCANTK_MAKENSIS} -V2 -DVERSION=${PROJECT_VERSION} -DSTAGE=${PROJECT_BINARY_DIR}/stage
+              -DOUTPUT=${installer} ${PROJECT_SOURCE_DIR}/cmake/installer.nsi
+      DEPENDS scantk1 scanhost scantk-sim VERBATIM)
+  endif()
 else()
   install(FILES cmake/60-scantk.rules DESTINATION lib/udev/rules.d COMPONENT tools)
 endif()

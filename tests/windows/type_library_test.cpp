@@ -22,15 +22,16 @@ const std::string kContract = SCANTK_CONTRACT_FOLDER;
 const struct {
   const char* name;
   const IID& iid;
-} kInterfaces[] = {{"IScanner", IID_IScanner},
-                   {"IADF", IID_IADF},
-                   {"IADF2", IID_IADF2},
-                   {"IADF3", IID_IADF3},
-                   {"ICompression", IID_ICompression},
-                   {"IHWProperty", IID_IHWProperty},
-                   {"IControlPanel", IID_IControlPanel},
-                   {"IReserve", IID_IReserve},
-                   {"ISPF", IID_ISPF}};
+  const IID& uuid;
+} kInterfaces[] = {{"IScanner", IID_IScanner, __uuidof(IScanner)},
+                   {"IADF", IID_IADF, __uuidof(IADF)},
+                   {"IADF2", IID_IADF2, __uuidof(IADF2)},
+                   {"IADF3", IID_IADF3, __uuidof(IADF3)},
+                   {"ICompression", IID_ICompression, __uuidof(ICompression)},
+                   {"IHWProperty", IID_IHWProperty, __uuidof(IHWProperty)},
+                   {"IControlPanel", IID_IControlPanel, __uuidof(IControlPanel)},
+                   {"IReserve", IID_IReserve, __uuidof(IReserve)},
+                   {"ISPF", IID_ISPF, __uuidof(ISPF)}};
 
 const std::map<std::string, size_t> kRecordSizes = {
     {"SCANNER_CAPABILITIES", sizeof(SCANNER_CAPABILITIES)},
@@ -141,6 +142,21 @@ class TypeLibraryTest : public ::testing::Test {
     return {};
   }
 
+  std::map<std::string, LONG> ValuesOf(const std::string& enumeration) {
+    std::map<std::string, LONG> values;
+    const ComPtr<ITypeInfo> info = Find(enumeration);
+    if (!info) return values;
+    const Attributes attributes(info.Get());
+    EXPECT_EQ(TKIND_ENUM, attributes->typekind);
+    for (UINT i = 0; i < attributes->cVars; ++i) {
+      VARDESC* value = nullptr;
+      EXPECT_EQ(S_OK, info->GetVarDesc(i, &value));
+      values[NamesOf(info.Get(), value->memid).at(0)] = value->lpvarValue->lVal;
+      info->ReleaseVarDesc(value);
+    }
+    return values;
+  }
+
   // The type that `info` implements or derives from, by number.
   static ComPtr<ITypeInfo> Implemented(ITypeInfo* info, UINT number) {
     HREFTYPE reference = 0;
@@ -216,6 +232,7 @@ TEST_F(TypeLibraryTest, InterfacesAreTheDeclaredOnes) {
     const Attributes attributes(info.Get());
     EXPECT_EQ(TKIND_INTERFACE, attributes->typekind);
     EXPECT_TRUE(attributes->guid == kInterfaces[i].iid) << GuidText(attributes->guid);
+    EXPECT_TRUE(attributes->guid == kInterfaces[i].uuid);
     EXPECT_EQ(expected.name + " Interface", TitleOf(info.Get()).help);
     EXPECT_EQ(expected.base, TitleOf(Implemented(info.Get(), 0).Get()).name);
     ASSERT_EQ(expected.methods.size(), attributes->cFuncs);
@@ -251,22 +268,20 @@ TEST_F(TypeLibraryTest, RecordsAreTheDeclaredOnes) {
   }
 }
 
-TEST_F(TypeLibraryTest, EnumerationHasItsValues) {
-  const ComPtr<ITypeInfo> info = Find("URS_STATE");
-  ASSERT_TRUE(info);
-  const Attributes attributes(info.Get());
-  EXPECT_EQ(TKIND_ENUM, attributes->typekind);
-  std::map<std::string, LONG> values;
-  for (UINT i = 0; i < attributes->cVars; ++i) {
-    VARDESC* value = nullptr;
-    ASSERT_EQ(S_OK, info->GetVarDesc(i, &value));
-    values[NamesOf(info.Get(), value->memid).at(0)] = value->lpvarValue->lVal;
-    info->ReleaseVarDesc(value);
-  }
-  EXPECT_EQ((std::map<std::string, LONG>{{"T_URS_DEFAULT", T_URS_DEFAULT},
-                                         {"T_URS_START", T_URS_START},
-                                         {"T_URS_WAIT", T_URS_WAIT}}),
-            values);
+TEST_F(TypeLibraryTest, EnumerationsHaveTheirValues) {
+  using Values = std::map<std::string, LONG>;
+  EXPECT_EQ((Values{{"T_URS_DEFAULT", T_URS_DEFAULT},
+                    {"T_URS_START", T_URS_START},
+                    {"T_URS_WAIT", T_URS_WAIT}}),
+            ValuesOf("URS_STATE"));
+#define SCANTK_X(code, identifier, ...) {#identifier, static_cast<LONG>(code)},
+  EXPECT_EQ((Values{SCANTK_TOOLKIT_ERRORS(SCANTK_X)}), ValuesOf("ToolkitError"));
+  EXPECT_EQ((Values{SCANTK_TOOLKIT_RESULTS(SCANTK_X)}), ValuesOf("ToolkitResult"));
+#undef SCANTK_X
+  const Values constants = ValuesOf("ScanConstant");
+  EXPECT_EQ(55u, constants.size());
+  EXPECT_EQ(LONG{T_ADF_OVERSCAN}, constants.at("T_ADF_OVERSCAN"));
+  EXPECT_EQ(LONG{T_LOCK_PROCESS}, constants.at("T_LOCK_PROCESS"));
 }
 
 }  // namespace
