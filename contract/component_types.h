@@ -90,16 +90,16 @@ struct IClassFactory : IUnknown {
 static_assert(sizeof(GUID) == 16, "identifiers have the usual memory layout");
 
 // SCANTK_UUID(name, text): gives an interface that is declared, and whose IID_ is, its __uuidof.
-#ifndef _WIN32
-#define SCANTK_UUID(name, text)
-#elif defined(_MSC_VER)
+#if defined(_MSC_VER)
 #define SCANTK_UUID(name, text) struct __declspec(uuid(text)) name;
-#else
+#elif defined(__uuidof)  // a macro, of the compiler's headers
 #define SCANTK_UUID(name, text)               \
   template <>                                 \
   inline const GUID& __mingw_uuidof<name>() { \
     return IID_##name;                        \
   }
+#else
+#define SCANTK_UUID(name, text)
 #endif
 
 #endif  // SCANTK_CONTRACT_COMPONENT_TYPES_H_

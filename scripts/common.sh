@@ -22,7 +22,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libpng-dev libjpeg62-turbo-dev libtiff-dev
   libcli11-dev nlohmann-json3-dev)
 TEST_PACKAGES=(git python3 clang-format clang-tidy googletest libgtest-dev libgmock-dev
   pkg-config)
-WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64)
+WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 nsis)
 FUZZ_PACKAGES=(clang libclang-rt-dev)  # the second has libFuzzer and the sanitizers
 BENCH_PACKAGES=(libswscale-dev libyuv-dev)  # the yardsticks
 DEBIAN_PACKAGES=(dpkg-dev file fakeroot)  # what Debian packages are made with
