@@ -143,7 +143,7 @@ TEST_F(NetScripted, Greetings) {
 TEST_F(NetScripted, AskedOfTheSystemInASession) {
   SocketScript script;
   script.last_error = error::kSocketWouldBlock;
-  network_.scripts = {script, {}};
+  network_.scripts = {script, {}, {}};
   {
     QuickTransport transport("\\name:10.1.2.3\\port:2", 7000);
     EXPECT_EQ(S_OK, transport.OpenIO("\\name:other"));  // the first name stays
@@ -157,6 +157,11 @@ TEST_F(NetScripted, AskedOfTheSystemInASession) {
     network_.TakeCalls();
     transport.CloseIO();
     EXPECT_EQ("finish 200|", network_.TakeCalls());
+    transport.OpenIO("\\name:10.1.2.3");
+    transport.ConnectToIO();
+    network_.TakeCalls();
+    transport.DisConnectFromIO();
+    EXPECT_EQ("", network_.TakeCalls()) << "nothing was written";
     EXPECT_EQ(0, network_.open_sockets);
     EXPECT_EQ(1, network_.started);
   }

@@ -1,5 +1,5 @@
-// Catches a command, an inquiry or an answer of which a byte is wrong, and one that is made where
-// there is none.
+// Catches a command or an inquiry of which a byte is wrong, and one that is made where there is
+// none.
 #include "protocol/command_table.h"
 
 #include <gtest/gtest.h>
@@ -8,8 +8,6 @@
 #include <memory>
 #include <set>
 #include <string>
-
-#include "protocol/answer_parser.h"
 
 namespace scantk {
 namespace {
@@ -55,44 +53,6 @@ TEST(CommandTable, IsWholeAndInOrder) {
             silent);
   EXPECT_EQ(71u, commands.size());
   EXPECT_EQ(131, inquiries);
-}
-
-TEST(AnswerParser, JudgesAnswers) {
-  using Fault = Answer::Fault;
-  const struct {
-    const char *inquiry, *answer;
-    QrlStatus status;
-    int32_t value;
-    Fault fault;
-  } cases[] = {
-      {"10323H", "10323g600V", SL_OK, 600, Fault::kNone},
-      {"10323R", "10323p-1V", SL_OK, -1, Fault::kNone},
-      {"10323L", "10323k0V", SL_OK, 0, Fault::kNone},
-      {"19U", "19t7V", SL_OK, 7, Fault::kNone},
-      {"1024E", "1024dV", SL_OK, 0, Fault::kNone},
-      {"1024E", "1024dN", SL_NULLRESPONSE, 0, Fault::kNone},
-      // The wrong letter, none at all, another variable, an echo; the wrong end, or none.
-      {"10323R", "10323q600V", SL_BADRESPONSE, 0, Fault::kEcho},
-      {"10323R", "10323g600V", SL_BADRESPONSE, 0, Fault::kEcho},
-      {"10323R", "10323", SL_BADRESPONSE, 0, Fault::kEcho},
-      {"10323R", "10324p600V", SL_BADRESPONSE, 0, Fault::kEcho},
-      {"10323R", "10323R", SL_BADRESPONSE, 0, Fault::kEcho},
-      {"10323R", "10323p600W", SL_BADRESPONSE, 600, Fault::kEnd},
-      {"10323R", "10323p600", SL_BADRESPONSE, 600, Fault::kEnd},
-      {"10323R", "10323p6-V", SL_BADRESPONSE, 6, Fault::kEnd},
-      // Beyond 32 bits a number stops at the end of the range.
-      {"10323R", "10323p4294967297V", SL_OK, std::numeric_limits<int32_t>::max(), Fault::kNone},
-      {"10323R", "10323p-99999999999999999999V", SL_OK, std::numeric_limits<int32_t>::min(),
-       Fault::kNone},
-  };
-  for (const auto& c : cases) {
-    const std::string escape = "\x1b*s";
-    const Answer answer =
-        ParseAnswer((escape + c.inquiry).c_str(), (escape + c.answer).c_str(), 'V');
-    EXPECT_EQ(c.status, answer.status) << c.answer;
-    EXPECT_EQ(c.value, answer.value) << c.answer;
-    EXPECT_EQ(c.fault, answer.fault) << c.answer;
-  }
 }
 
 }  // namespace

@@ -17,38 +17,51 @@ namespace {
 
 // Catches an answer that is believed although it is another one's, and one that is not.
 TEST(Exchange, AsksNumbers) {
-  const std::string asked = "\x1b*s10323R", head = "\x1b*s10323";
   const struct {
-    std::string answer;
-    Answered result;
+    const char *asked, *answer;  // behind "10323", the variable
+    QrlStatus status;
+    int32_t value = 0;
     IoResult end = 0;  // of the read behind the answer, `ends` times, before the rest
     int ends = 0;
     const char* rest = "";
-  } cases[] = {{head + "p-300V", {SL_OK, -300}},
-               {head + "p300N", {SL_NULLRESPONSE, 0}},
-               {head + "q300V", {SL_BADRESPONSE, 0}},
-               {head + "p300W", {SL_BADRESPONSE, 0}},
-               {head + "p300X", {SL_BADRESPONSE, 0}},
-               {head + std::string(1191, '1'), {SL_BADRESPONSE, 0}},
-               {"\x1b*", {SL_BADACCESS, 0}, kTransportFailure, 1},
-               {"\x1b*", {SL_BADRESPONSE, 0}, 10058, 1},
-               {head, {SL_OK, 9}, kIoTimeout, 5, "p9V"},
-               {head, {SL_OK, 9}, 0, 5, "p9V"},
-               {head, {SL_BADACCESS, 0}, kIoTimeout, 6},
-               {head, {SL_BADACCESS, 0}, 0, 6}};
+  } cases[] = {{"R", "p-300V", SL_OK, -300},
+               {"H", "g600V", SL_OK, 600},
+               {"L", "k0V", SL_OK, 0},
+               {"R", "pV", SL_OK, 0},
+               {"R", "p4294967297V", SL_OK, 2147483647},  // stops at the end of the range
+               {"R", "p-99999999999999999999V", SL_OK, -2147483647 - 1},
+               {"R", "p300N", SL_NULLRESPONSE},
+               {"R", "q300V", SL_BADRESPONSE},
+               {"R", "g300V", SL_BADRESPONSE},
+               {"R", "4p300V", SL_BADRESPONSE},  // another variable
+               {"R", "R", SL_BADRESPONSE},       // an echo
+               {"R", "p6-V", SL_BADRESPONSE},
+               {"R", "p300W", SL_BADRESPONSE},
+               {"R", "p300X", SL_BADRESPONSE},
+               {"R", "p", SL_BADACCESS, 0, kTransportFailure, 1},
+               {"R", "p", SL_BADRESPONSE, 0, 10058, 1},
+               {"R", "p", SL_OK, 9, kIoTimeout, 5, "9V"},
+               {"R", "p", SL_OK, 9, 0, 5, "9V"},
+               {"R", "p", SL_BADACCESS, 0, kIoTimeout, 6},
+               {"R", "p", SL_BADACCESS, 0, 0, 6}};
   for (const auto& c : cases) {
     ScriptedEngine e;
-    e.script.Write(asked).Read(c.answer);
+    const std::string head = "\x1b*s10323", answer = head + c.answer;
+    e.script.Write(head + c.asked).Read(answer);
     for (int i = 0; i < c.ends; ++i) e.script.EndRead(c.end);
     if (*c.rest) e.script.Read(c.rest);
-    EXPECT_EQ(c.result, e.Number(SL_X_RESOLUTION, 'R')) << c.answer;
+    EXPECT_EQ(Answered(c.status, c.value), e.Number(SL_X_RESOLUTION, *c.asked)) << c.answer;
     EXPECT_EQ("", e.script.Faults()) << c.answer;
-    EXPECT_EQ(c.answer.size() + static_cast<size_t>(c.ends) + std::strlen(c.rest),
+    EXPECT_EQ(answer.size() + static_cast<size_t>(c.ends) + std::strlen(c.rest),
               static_cast<size_t>(e.script.reads));
   }
+  ScriptedEngine endless;
+  endless.script.Write("\x1b*s10323R").Read("\x1b*s10323" + std::string(1191, '1'));
+  EXPECT_EQ(Answered(SL_BADRESPONSE, 0), endless.Number(SL_X_RESOLUTION, 'R'));
+  EXPECT_EQ("", endless.script.Faults());
   for (const IoResult result : {kTransportFailure, 0}) {  // writes that fail or fall short
     ScriptedEngine e;
-    e.script.FailWrite(asked, result, 7);
+    e.script.FailWrite("\x1b*s10323R", result, 7);
     EXPECT_EQ(Answered(SL_BADACCESS, 0), e.Number(SL_X_RESOLUTION, 'R'));
     EXPECT_EQ(0, e.script.reads);
   }

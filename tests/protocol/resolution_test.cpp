@@ -60,25 +60,15 @@ TEST(Resolution, LearnsMaxima) {
   sends(SL_Y_RESOLUTION, "*a1200S");
 }
 
-// Numbers that no honest device has; the sanitizer watches the arithmetic.
-TEST(Resolution, BearsAbsurdNumbers) {
+// Catches a division by what a device does not know any more.
+TEST(Resolution, BearsALostMaximum) {
   ScriptedEngine e;
-  e.script.Command("*a600R").Command("*a2400S");
+  e.script.Command("*a600R").Command("*a2400S").Ask("11323H", "gN").Ask("1024E", "d100V");
   e.engine.exchange.SendCommand(SL_X_RESOLUTION, kMost);
   e.engine.exchange.SendCommand(SL_Y_RESOLUTION, kMost);
-  for (const char* answer : {"d2147483647V", "d-2147483648V", "d0V"}) {
-    e.script.Ask("1024E", answer)
-        .Ask("10312R", "p2147483647V")
-        .Ask("1025E", answer)
-        .Ask("1026E", answer);
-    for (const uint32_t id :
-         {SL_PIXELS_PER_LINE, SL_BITS_PER_PIXEL, SL_BYTES_PER_LINE, SL_LINES_PER_SCAN})
-      EXPECT_EQ(SL_OK, e.Number(id, 'R').first);
-  }
-  // The maximum is lost after the enlarging began, and the resolution asked for is none.
-  e.script.Ask("11323H", "gN").Ask("1024E", "d100V").Command("*a0S").Ask("1026E", "d100V");
   e.Number(SL_X_RESOLUTION_FLAT, 'H');
   EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_PIXELS_PER_LINE, 'R'));
+  e.script.Command("*a0S").Ask("1026E", "d100V");
   e.engine.exchange.SendCommand(SL_Y_RESOLUTION, 0);
   EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_LINES_PER_SCAN, 'R'));
   EXPECT_EQ("", e.script.Faults());

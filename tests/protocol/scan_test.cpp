@@ -1,12 +1,10 @@
 // Pages, from the start command to the last row, against a device that follows a script.
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "tests/diag/test_place.h"
 #include "tests/protocol/engine_fixture.h"
 #include "tests/protocol/framing_bytes.h"
 
@@ -97,29 +95,14 @@ TEST_F(ScanTest, WithoutAStartedPageItFailsAtOnce) {
   EXPECT_EQ("", e_->script.Faults());
 }
 
-TEST_F(ScanTest, ImageLogKeepsWhatThePipelineTook) {
-  TestPlace place;
-  SetEnvironment("SCANTK_COMMON_DATA", place.Folder());
-  const std::string folder = place.File("OV");
-  const bool has_folder = CommonDataFolder() == place.Folder();  // or it is the system's to choose
-  if (has_folder) std::filesystem::create_directory(folder);
-  for (const std::string& sent : {Pattern(70000 * 3), Pattern(30 * 7 + 11)}) {
-    for (const uint32_t log : {0u, 1u}) {
-      Begin(10, 40, Page(sent, 40));
-      e_->engine.scan.SetSwitchValues(log);
-      // The error of a row that ends too early ends a logged page, and does not go round for ever.
-      const Scanned scanned = ReadPage();
-      EXPECT_EQ(log || sent.size() % 30 == 0 ? SL_PAGE_FINISHED : SL_MATRIXERROR, scanned.status);
-      EXPECT_EQ(sent.size() / 30 * 30, scanned.image.size());
-      std::string logged;
-      for (const auto& entry : std::filesystem::directory_iterator(place.Folder()))
-        if (entry.is_directory())
-          for (const auto& file : std::filesystem::directory_iterator(entry)) {
-            logged += ReadWholeFile(file.path().string());
-            std::filesystem::remove(file.path());
-          }
-      EXPECT_TRUE((log && has_folder ? sent : "") == logged) << sent.size() << " " << logged.size();
-    }
+// Catches a row that ends too early and passes for whole, or that keeps a logged page from its end.
+TEST_F(ScanTest, AnEndWithinARow) {
+  for (const uint32_t log : {0u, 1u}) {
+    Begin(10, 40, Page(Pattern(30 * 7 + 11), 40));
+    e_->engine.scan.SetSwitchValues(log);
+    const Scanned scanned = ReadPage();
+    EXPECT_EQ(log ? SL_PAGE_FINISHED : SL_MATRIXERROR, scanned.status);
+    EXPECT_EQ(30u * 7, scanned.image.size());
   }
 }
 
