@@ -1,6 +1,6 @@
 # Headers that half of the sources read are compiled once for all: the standard library's for the
 # products, the test framework's and these for the tests. No source may count on them: the preset
-# `fuzz`, and -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON for compiler caches, build without.
+# `fuzz` builds without, and -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON any other.
 set(SCANTK_STANDARD_HEADERS <algorithm> <array> <cstdint> <cstring> <functional> <memory> <mutex>
                             <optional> <span> <stdexcept> <string> <string_view> <vector>)
 
