@@ -1,12 +1,11 @@
 // Draining the device: what ends it, what it counts, and that nothing makes it last.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
+#include <vector>
 
 #include "tests/doubles/test_clock.h"
 #include "tests/protocol/engine_fixture.h"
-#include "tests/protocol/framing_bytes.h"
 
 namespace scantk::test {
 namespace {
@@ -16,48 +15,40 @@ TEST(Flush, EndsWhereItShould) {
   const IoResult dead = kTransportFailure;
   std::string blocks;
   for (int i = 0; i < 513; ++i) blocks += Block("a");
+  using Piece = std::pair<std::string, IoResult>;  // what comes, and how the read behind it ends
+  constexpr IoResult kOn = -1;                     // it does not end there
+  const std::vector<Piece> silence(3, {"", kIoTimeout}), trickle(513, {"a", 0});
+  const auto join = [](std::vector<Piece> first, const std::vector<Piece>& then) {
+    first.insert(first.end(), then.begin(), then.end());
+    return first;
+  };
   const struct {
     const char* what;
-    std::function<void(Script&)> says;
+    std::vector<Piece> pieces;
     int32_t drained;
     const char* left = "";
   } cases[] = {
-      {"end of page", [](Script& s) { s.Read(Block("abc") + Block(Pattern(150000), 0x08)); },
-       150019},
-      {"abort", [](Script& s) { s.Read(Block("abc") + Block("", 0x20)); }, 19},
-      {"a length below its own", [](Script& s) { s.Read(Header(3, 8, 0) + Block("", 2)); }, 16},
-      {"failed header", [&](Script& s) { s.Read(Block("abc")).EndRead(dead); }, 11},
-      {"failed body", [](Script& s) { s.Read(Header(99, 8, 0)).Read("abc").EndRead(10058); }, 8},
-      {"failed plain read",
-       [&](Script& s) { s.EndRead(kIoTimeout).Read("abcd").EndRead(0).EndRead(dead); }, 4},
-      {"header and body in pieces",
-       [](Script& s) {
-         s.Read("1234567").EndRead(0).Read(Header(20, 8, 2) + "12345").EndRead(0).Read("6789abc");
-       },
-       20},
-      {"three empty reads in a row",
-       [](Script& s) {
-         for (int i = 0; i < 3; ++i) s.EndRead(kIoTimeout);
-         s.Read("abc").EndRead(0).EndRead(0).EndRead(0).EndRead(0);
-       },
-       3},
-      {"plain when a body ends early",
-       [](Script& s) { s.Read(Header(20, 8, 2)).EndRead(0).Read("abc").EndRead(0); }, 11},
-      {"a plain read of an end block's size",
-       [](Script& s) { s.EndRead(0).Read(std::string(20, 'x')).EndRead(0); }, 20},
-      {"512 blocks", [&](Script& s) { s.Read(blocks); }, 512 * 9, "never read: \"\\t\\0"},
-      {"512 plain reads",
-       [](Script& s) {
-         s.EndRead(0);
-         for (int i = 0; i < 513; ++i) s.Read("a").EndRead(0);
-       },
-       512, "never read: \"a\"\nno read ended: \"\"\n"},
+      {"end of page", {{Block("abc") + Block(Pattern(150000), 0x08), kOn}}, 150019},
+      {"abort", {{Block("abc") + Block("", 0x20), kOn}}, 19},
+      {"a length below its own", {{Header(3, 8, 0) + Block("", 2), kOn}}, 16},
+      {"failed header", {{Block("abc"), dead}}, 11},
+      {"failed body", {{Header(99, 8, 0) + "abc", 10058}}, 8},
+      {"failed plain read", {{"", kIoTimeout}, {"abcd", 0}, {"", dead}}, 4},
+      {"in pieces", {{"1234567", 0}, {Header(20, 8, 2) + "12345", 0}, {"6789abc", kOn}}, 20},
+      {"three empty reads", join(silence, {{"abc", 0}, {"", 0}, {"", 0}, {"", 0}}), 3},
+      {"plain when a body ends early", {{Header(20, 8, 2), 0}, {"abc", 0}}, 11},
+      {"a plain read of an end block's size", {{"", 0}, {std::string(20, 'x'), 0}}, 20},
+      {"512 blocks", {{blocks, kOn}}, 512 * 9, "never read: \"\\t\\0"},
+      {"512 plain", join({{"", 0}}, trickle), 512, "never read: \"a\"\nno read ended: \"\"\n"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     TestClock clock;
     ScriptedEngine e;
-    c.says(e.script);
+    for (const auto& [bytes, end] : c.pieces) {
+      if (!bytes.empty()) e.script.Read(bytes);
+      if (end != kOn) e.script.EndRead(end);
+    }
     EXPECT_EQ(c.drained, e.engine.flush.FlushTheScanner());
     EXPECT_TRUE(e.script.Faults().starts_with(c.left)) << e.script.Faults();
     EXPECT_EQ(*c.left == '\0', e.script.Faults().empty()) << e.script.Faults();

@@ -9,8 +9,7 @@
 
 #include "protocol/command_table.h"
 #include "protocol/end_page.h"
-#include "tests/doubles/scripted_transport.h"
-#include "tests/protocol/framing_bytes.h"
+#include "tests/protocol/engine_fixture.h"
 
 namespace scantk::test {
 namespace {

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tests/protocol/engine_fixture.h"
-#include "tests/protocol/framing_bytes.h"
 
 namespace scantk::test {
 namespace {

@@ -10,46 +10,27 @@
 namespace scantk::test {
 namespace {
 
-class Library {
- public:
 #ifdef _WIN32
-  Library() : handle_(LoadLibraryA(LibraryPath().c_str())) {}
-  void Stay() const {}
-  ~Library() {
-    FreeLibrary(handle_);
-  }
-  void* Entry(const char* name) const {
-    return reinterpret_cast<void*>(GetProcAddress(handle_, name));
-  }
-
- private:
-  HMODULE handle_;
+HMODULE Load() {
+  return LoadLibraryA(LibraryPath().c_str());
+}
+const auto Free = FreeLibrary;
+const auto Entry = GetProcAddress;
 #else
-  Library() : handle_(dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_LOCAL)) {}
-  // What the library makes once for the process is never freed: as long as it is loaded, a leak
-  // checker sees who points there.
-  void Stay() const {
-    dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_NODELETE);
-  }
-  ~Library() {
-    dlclose(handle_);
-  }
-  void* Entry(const char* name) const {
-    return dlsym(handle_, name);
-  }
-
- private:
-  void* handle_;
+void* Load() {
+  return dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+const auto Free = dlclose;
+const auto Entry = dlsym;
 #endif
-};
 
-HRESULT CanUnload(const Library& library) {
-  return reinterpret_cast<HRESULT(STDMETHODCALLTYPE*)()>(library.Entry("DllCanUnloadNow"))();
+HRESULT CanUnload(decltype(Load()) library) {
+  return reinterpret_cast<HRESULT(STDMETHODCALLTYPE*)()>(Entry(library, "DllCanUnloadNow"))();
 }
 
-ComPtr<IScanner> MakeScanner(const Library& library) {
+ComPtr<IScanner> MakeScanner(decltype(Load()) library) {
   const auto get_class = reinterpret_cast<HRESULT(STDMETHODCALLTYPE*)(REFCLSID, REFIID, void**)>(
-      library.Entry("DllGetClassObject"));
+      Entry(library, "DllGetClassObject"));
   ComPtr<IClassFactory> factory;
   ComPtr<IScanner> scanner;
   EXPECT_EQ(S_OK, get_class(CLSID_scanner, IID_IClassFactory, factory.OutVoid()));
@@ -62,21 +43,19 @@ TEST(UnloadTest, AnOpenSessionKeepsTheLibrary) {
   Sandbox sandbox;
   const auto name = Wide(sandbox.AddNetworkDevice("127.0.0.1"));
   uint32_t session = 0, code = 0;
-  {
-    const Library library;
-    ComPtr<IScanner> scanner = MakeScanner(library);
-    EXPECT_EQ(S_FALSE, CanUnload(library));
-    ASSERT_EQ(S_OK, scanner->OpenScannerSession(name.c_str(), T_IO_NETWORK, &session, &code));
-    scanner.Reset();
-    EXPECT_EQ(S_FALSE, CanUnload(library));
-  }
-  const Library again;
+  const auto library = Load();
+  ComPtr<IScanner> scanner = MakeScanner(library);
+  ASSERT_EQ(S_OK, scanner->OpenScannerSession(name.c_str(), T_IO_NETWORK, &session, &code));
+  scanner.Reset();
+  EXPECT_EQ(S_FALSE, CanUnload(library));
+  Free(library);
+  const auto again = Load();
   EXPECT_EQ(S_FALSE, CanUnload(again)) << "it was not unloaded";
-  ComPtr<IScanner> scanner = MakeScanner(again);
+  scanner = MakeScanner(again);
   EXPECT_EQ(S_OK, scanner->CloseScannerSession(session, &code));
   scanner.Reset();
   EXPECT_EQ(S_OK, CanUnload(again));
-  again.Stay();
+  Free(again);
 }
 
 }  // namespace
