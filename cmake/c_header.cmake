@@ -1,7 +1,7 @@
 # contract/scantk.h, the contract for hosts in C: one header, made from those for C++. A derived
 # interface's table begins with its base's.
 set(contract ${PROJECT_SOURCE_DIR}/contract)
-foreach(part codes interfaces records)
+foreach(part codes interfaces records values)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${contract}/${part}.h)
   file(READ ${contract}/${part}.h ${part})
 endforeach()
@@ -9,9 +9,11 @@ endforeach()
 string(REGEX MATCH "#define SCANTK_TOOLKIT_ERRORS.*// clang-format on" SCANTK_C_CODES "${codes}")
 string(REPLACE "// clang-format on" "" SCANTK_C_CODES "${SCANTK_C_CODES}")
 
-string(REGEX MATCH "// What the flatbed.*};\n\n#endif" records "${records}")
-string(REPLACE "\n\n#endif" "" records "${records}")
-string(REPLACE "inline constexpr" "static const" records "${records}")
+foreach(part values records)
+  string(REGEX REPLACE ".*#include [^\n]*\n" "" ${part} "${${part}}")
+  string(REGEX REPLACE "\n#endif.*" "" ${part} "${${part}}")
+endforeach()
+string(REPLACE "inline constexpr" "static const" records "${values}\n${records}")
 string(REGEX REPLACE "\n(struct|enum) ([A-Z0-9_]+)( : uint32_t)? {"
                      "\ntypedef \\1 \\2 \\2;\n\\1 \\2 {" records "${records}")
 string(REGEX REPLACE "static_assert\\(([^;]*)\\);" "_Static_assert(\\1, \"size\");"

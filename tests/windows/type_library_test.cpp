@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <oleauto.h>
 
+#include <fstream>
 #include <map>
 
 #include "contract/interfaces.h"
@@ -279,7 +280,11 @@ TEST_F(TypeLibraryTest, EnumerationsHaveTheirValues) {
   EXPECT_EQ((Values{SCANTK_TOOLKIT_RESULTS(SCANTK_X)}), ValuesOf("ToolkitResult"));
 #undef SCANTK_X
   const Values constants = ValuesOf("ScanConstant");
-  EXPECT_EQ(55u, constants.size());
+  std::ifstream header(kContract + "/values.h");
+  size_t declared = 0;
+  for (std::string line; std::getline(header, line);)
+    declared += line.starts_with("inline constexpr");
+  EXPECT_EQ(declared, constants.size());
   EXPECT_EQ(LONG{T_ADF_OVERSCAN}, constants.at("T_ADF_OVERSCAN"));
   EXPECT_EQ(LONG{T_LOCK_PROCESS}, constants.at("T_LOCK_PROCESS"));
 }
