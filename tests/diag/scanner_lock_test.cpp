@@ -135,7 +135,9 @@ TEST_F(ScannerLockTest, EveryThreadWaitsItsOwnTime) {
 
 // Errors reach a log of errors, the warning only one where warnings are wanted.
 TEST_F(ScannerLockTest, LinesHaveTheirClass) {
-  const auto lines_at = [&](uint32_t level) {
+  const std::pair<uint32_t, const char*> told[] = {{TRACE_CLASS_ERROR, "does not match"},
+                                                   {TRACE_CLASS_WARNING | TRACE_LOCK, "already 0"}};
+  for (const auto& [level, text] : told) {
     Configure(1, level, 1);
     CScannerLock lock(device_.c_str());
     GlobalTrace().ReloadSettings();
@@ -143,12 +145,8 @@ TEST_F(ScannerLockTest, LinesHaveTheirClass) {
     lock.Unlock();
     lock.Lock(kProcess, 0);
     lock.Lock(kThread, 0);
-    return NewLines();
-  };
-  using testing::ElementsAre;
-  using testing::HasSubstr;
-  EXPECT_THAT(lines_at(TRACE_CLASS_ERROR), ElementsAre(HasSubstr("does not match")));
-  EXPECT_THAT(lines_at(TRACE_CLASS_WARNING | TRACE_LOCK), ElementsAre(HasSubstr("already 0")));
+    EXPECT_THAT(NewLines(), testing::ElementsAre(testing::HasSubstr(text)));
+  }
 }
 
 #ifndef _WIN32

@@ -195,10 +195,11 @@ TEST_F(Dot4Transport, AStackThatDoesNotAnswer) {
     EXPECT_THAT(NewLines(), testing::Contains(testing::HasSubstr("no answer to request 3a20")));
     Fail(code, {});
     EXPECT_EQ(S_OK, transport.ConnectToIO());
+    TakeCodes();
     Fail(kRead, {kLate});
     EXPECT_EQ("!16389", Read(transport, 4));
     EXPECT_EQ(S_OK, Write(transport, "x")) << "the late answer is not the write's";
-    TakeCodes();
+    EXPECT_EQ("RW", TakeCodes());
     for (const uint32_t later : {kRead, kWrite, kClose, kDestroy}) Fail(later, {kSilence});
     EXPECT_EQ("!16389", Read(transport, 2));
     EXPECT_EQ(E_FAIL, Write(transport, "x"));

@@ -5,7 +5,6 @@
 #include <thread>
 #include <vector>
 
-#include "platform/clock.h"
 #include "platform/error_codes.h"
 #include "tests/diag/test_place.h"
 
@@ -67,9 +66,7 @@ TEST(SemaphoreTest, AnotherProcessHoldsItUntilItEnds) {
   ASSERT_TRUE(holder && holder->ReadLine(60000, &line) && line == "held") << error;
   NamedSemaphore semaphore = Make(name);
   EXPECT_EQ(LastError(), error::kAlreadyExists);
-  const uint32_t start = TheClock().TickCount();
-  EXPECT_EQ(semaphore.Wait(200), WaitResult::kTimeout);
-  EXPECT_GE(TheClock().TickCount() - start, 185u);
+  EXPECT_EQ(semaphore.Wait(50), WaitResult::kTimeout);
   holder.reset();
   // The target's keep their count when a holder is killed.
   EXPECT_EQ(semaphore.Wait(0) == WaitResult::kSignalled, kPathSeparator == '/');

@@ -97,9 +97,6 @@ TEST(RegistryTextTest, DeletesAKeyWithAllBelowIt) {
   EXPECT_EQ(text.Bytes(), std::string(kHead) + "; a remark\r\n" +
                               "[HKEY_LOCAL_MACHINE\\Software\\OrvaneTwo]\r\n\"x\"=\"y\"\r\n");
   EXPECT_FALSE(text.DeleteKey("HKEY_LOCAL_MACHINE\\Software\\Orvane"));
-  RegistryText unix_text("Windows Registry Editor Version 5.00\n");
-  unix_text.SetValue(kKey, "A", {kRegString, "1"});
-  EXPECT_EQ(unix_text.Bytes().find('\r'), std::string::npos);
 }
 
 TEST(RegistryTextTest, ReportsDamageWithItsLineAndReadsOn) {

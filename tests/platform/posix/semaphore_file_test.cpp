@@ -13,6 +13,7 @@
 #include "platform/posix/file_lock.h"
 #include "platform/semaphore.h"
 #include "tests/diag/test_place.h"
+#include "tests/doubles/test_clock.h"
 
 namespace scantk {
 namespace {
@@ -33,20 +34,27 @@ TEST(SemaphoreFileTest, FilesAreForEveryUserAndGoWithTheLast) {
   NamedSemaphore first = Make(name), second = Make(name);
   umask(old);
   struct stat status;
+  {
+    TestClock clock;
+    const uint32_t start = clock.ticks;
+    EXPECT_EQ(first.Wait(0), WaitResult::kSignalled);
+    EXPECT_EQ(second.Wait(200), WaitResult::kTimeout);
+    EXPECT_EQ(clock.ticks - start, 200u);
+  }
   ASSERT_EQ(stat(LockFile(name).c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0666u);
   ASSERT_EQ(stat("/dev/shm/scantk", &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 01777u);
-  // A forked child shares the files and leaves them alone.
+  first = NamedSemaphore();
+  EXPECT_EQ(stat(LockFile(name).c_str(), &status), 0) << "the second still has it";
+  // A forked child shares the file and leaves it alone.
   const pid_t child = fork();
   if (child == 0) {
-    first = NamedSemaphore();
     second = NamedSemaphore();
     _exit(0);
   }
   ASSERT_EQ(waitpid(child, nullptr, 0), child);
-  first = NamedSemaphore();
-  EXPECT_EQ(stat(LockFile(name).c_str(), &status), 0) << "the second still has it";
+  EXPECT_EQ(stat(LockFile(name).c_str(), &status), 0) << "the parent still has it";
   second = NamedSemaphore();
   EXPECT_NE(stat(LockFile(name).c_str(), &status), 0);
 }
