@@ -9,8 +9,9 @@
 namespace scanhost {
 namespace {
 
-// The toolkit makes pixels up to so many times the device's own: more is no picture of anything.
-constexpr uint32_t kMostEnlarged = 8;
+// The toolkit makes up to so many times the device's own rows, and pixels of 8 bits a channel
+// alone.
+constexpr uint32_t kMostEnlarged = 7;
 
 struct Mode {
   PixelKind kind;
@@ -96,6 +97,11 @@ ScanPlan MakePlan(const ScanRequest& request, const Abilities& can) {
       CheckResolution(request.x_resolution, can.minimum_resolution, can.maximum_x, "across");
   plan.device_y =
       CheckResolution(request.y_resolution, can.minimum_resolution, can.maximum_y, "along");
+  if (request.depth == 16 && request.kind != PixelKind::kBlackAndWhite &&
+      (plan.device_x < request.x_resolution || plan.device_y < request.y_resolution))
+    throw HostFailure("the device scans up to " + std::to_string(can.maximum_x) + " x " +
+                      std::to_string(can.maximum_y) +
+                      " dpi, and with 16 bits a channel the toolkit enlarges nothing");
   plan.asked = {request.x_resolution, request.y_resolution, area.width * kMillimetre,
                 area.height * kMillimetre};
   SCANNER_PARAMETERS& parameters = plan.parameters;
