@@ -69,7 +69,7 @@ HRESULT CapabilityLearner::Learn(uint32_t* error_code) {
 void CapabilityLearner::LearnModelAndExtents() {
   int32_t model = 0;
   if (engine_.Reset() != SL_OK || engine_.exchange.InquireModel(&model) != SL_OK) return;
-  state_.m_ModelID = static_cast<uint32_t>(model);
+  state_.model = static_cast<uint32_t>(model);
   LearnModelNumber();
   state_.capabilities.wLampWarmupTime = 0;
   if (engine_.exchange.SendCommand(SL_X_RESOLUTION, kExtentResolution) != SL_OK ||
@@ -80,7 +80,7 @@ void CapabilityLearner::LearnModelAndExtents() {
 
 void CapabilityLearner::LearnModelNumber() {
   uint8_t(&number)[16] = state_.capabilities.byModelNumber;
-  const char* name = ModelOf(state_.m_ModelID).modelNumber;
+  const char* name = ModelOf(state_.model).model_string;
   char answer[sizeof number] = {};
   int32_t length = 0;
   if (engine_.exchange.InquireString(SL_MODEL_RIX, answer, sizeof answer - 1, &length) == SL_OK) {
@@ -106,7 +106,7 @@ bool CapabilityLearner::LearnFlatbedLimits() {
                                            : "FillOutCaps: Model %ld: SL_YEXT_PIXEL_FLAT Lo %d ")
                        : (kind == kMaximum ? "FillOutCaps: Model %ld: SL_YEXT_PIXEL Hi %d "
                                            : "FillOutCaps: Model %ld: SL_YEXT_PIXEL Lo %d "),
-                   state_.m_ModelID, *field);
+                   state_.model, *field);
     return true;
   };
   return LearnLimits(ask, kFlatbed, &state_.capabilities) ||
@@ -116,11 +116,9 @@ bool CapabilityLearner::LearnFlatbedLimits() {
 bool CapabilityLearner::LearnWidths() {
   SCANNER_CAPABILITIES& caps = state_.capabilities;
   if (!AskInto(SL_XEXT_PIXEL, kMaximum, &caps.dwMaximumWidth)) return false;
-  trace_.Print("FillOutCaps: Model %ld: SL_XEXT_PIXEL Hi %d ", state_.m_ModelID,
-               caps.dwMaximumWidth);
+  trace_.Print("FillOutCaps: Model %ld: SL_XEXT_PIXEL Hi %d ", state_.model, caps.dwMaximumWidth);
   if (!AskInto(SL_XEXT_PIXEL, kMinimum, &caps.dwMinimumWidth)) return false;
-  trace_.Print("FillOutCaps: Model %ld: SL_XEXT_PIXEL Lo %d ", state_.m_ModelID,
-               caps.dwMinimumWidth);
+  trace_.Print("FillOutCaps: Model %ld: SL_XEXT_PIXEL Lo %d ", state_.model, caps.dwMinimumWidth);
   return true;
 }
 
@@ -165,7 +163,7 @@ HRESULT CapabilityLearner::LearnColourDepth(bool* null_response, uint32_t* error
 
 void CapabilityLearner::SetPaperPath() {
   SCANNER_CAPABILITIES& caps = state_.capabilities;
-  caps.wPaperPath = ModelOf(state_.m_ModelID).paperPath;
+  caps.wPaperPath = ModelOf(state_.model).paper_path;
   if (caps.dwMaximumHeight == 0) {
     caps.wPaperPath = T_PATH_SCROLL;
     trace_.Print("FillOutCaps: dwMaximumHeight %d, set paper path to %d", caps.dwMaximumHeight,
@@ -182,10 +180,10 @@ void CapabilityLearner::SetCompression() {
   compression.dwJPEGLevelMinimum = 1;
   compression.dwJPEGLevelMaximum = 5;
   compression.dwCompressionOptions = T_COMPRESSION_OPTION_JPEG_LEVEL;
-  state_.m_bEnableJPEG = compression.dwDefaultCompressionType == T_COMPRESSION_NONE ? 0 : 1;
-  state_.m_JPEGCompressionLevel = 0;
+  state_.jpeg_enabled = compression.dwDefaultCompressionType == T_COMPRESSION_NONE ? 0 : 1;
+  state_.jpeg_level = 0;
   trace_.Print("FillOutCaps : Model %ld:  m_bEnableJPEG %ld  m_JPEGCompressionLevel = %d",
-               state_.m_ModelID, state_.m_bEnableJPEG, state_.m_JPEGCompressionLevel);
+               state_.model, state_.jpeg_enabled, state_.jpeg_level);
 }
 
 HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
@@ -218,8 +216,8 @@ HRESULT CapabilityLearner::LearnPanelAndHandshake(uint32_t* error_code) {
                  status);
     return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
   }
-  state_.ursVariable = static_cast<uint32_t>(variable);
-  state_.m_URS_SW_semaphore = T_URS_DEFAULT;
+  state_.urs_variable = static_cast<uint32_t>(variable);
+  state_.urs_state = T_URS_DEFAULT;
   return S_OK;
 }
 
@@ -227,8 +225,8 @@ HRESULT FillOutCapabilities(SessionEntry& entry, const DeviceSwitches& switches,
                             uint32_t* error_code) {
   return TracedStep("scantk::FillOutCapabilities", TRACE_API, entry, error_code, [&]() -> HRESULT {
     SessionState& state = entry.state;
-    if (state.m_ModelID != 0) {
-      trace.Print("Already filled out caps : ModelId %ld", state.m_ModelID);
+    if (state.model != 0) {
+      trace.Print("Already filled out caps : ModelId %ld", state.model);
       DumpScannerCapabilities(trace, &state.capabilities, TRACE_DUMP);
       return S_OK;
     }

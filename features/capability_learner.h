@@ -59,9 +59,9 @@ class CapabilityLearner {
 
 // The ids of one path's limits: the flatbed's, the general ones, the feeder's.
 struct LimitIds {
-  uint32_t xResolution;
-  uint32_t yResolution;
-  uint32_t yExtent;
+  uint32_t x_resolution;
+  uint32_t y_resolution;
+  uint32_t y_extent;
 };
 
 // Runs a fill-in unless the session has had one, and stores what is worth it for the host's own
@@ -73,14 +73,14 @@ HRESULT FillOutCapabilities(SessionEntry& entry, const DeviceSwitches& switches,
 // flatbed and the feeder, whose records have the same field names.
 template <class Asker, class Record>
 bool LearnLimits(Asker ask, const LimitIds& ids, Record* record) {
-  if (!ask(ids.xResolution, kMaximum, &record->wMaximumXResolution)) return false;
-  if (!ask(ids.yResolution, kMaximum, &record->wMaximumYResolution)) return false;
+  if (!ask(ids.x_resolution, kMaximum, &record->wMaximumXResolution)) return false;
+  if (!ask(ids.y_resolution, kMaximum, &record->wMaximumYResolution)) return false;
   record->wOpticalResolution = record->wMaximumXResolution > record->wMaximumYResolution
                                    ? record->wMaximumXResolution
                                    : record->wMaximumYResolution;
-  return ask(ids.xResolution, kMinimum, &record->wMinimumResolution) &&
-         ask(ids.yExtent, kMaximum, &record->dwMaximumHeight) &&
-         ask(ids.yExtent, kMinimum, &record->dwMinimumHeight);
+  return ask(ids.x_resolution, kMinimum, &record->wMinimumResolution) &&
+         ask(ids.y_extent, kMaximum, &record->dwMaximumHeight) &&
+         ask(ids.y_extent, kMinimum, &record->dwMinimumHeight);
 }
 
 // Copies the four resolutions and the four extents between records that name them alike.

@@ -56,13 +56,13 @@ HRESULT CapabilityLearner::LearnFeederPresence(uint32_t* error_code) {
   }
   set(present != 0);
   if (present == 0) {
-    trace_.Print("FillOutCaps: Model %ld: No ADF detected  ", state_.m_ModelID);
+    trace_.Print("FillOutCaps: Model %ld: No ADF detected  ", state_.model);
     return S_OK;
   }
-  trace_.Print("FillOutCaps: Model %ld: ADF detected  ", state_.m_ModelID);
+  trace_.Print("FillOutCaps: Model %ld: ADF detected  ", state_.model);
   if (switches_.m_wMaskADF != 0) {
     set(0);
-    trace_.Print("FillOutCaps: Model %ld: ADF detected but masked ", state_.m_ModelID);
+    trace_.Print("FillOutCaps: Model %ld: ADF detected but masked ", state_.model);
   }
   return S_OK;
 }
@@ -98,24 +98,24 @@ void CapabilityLearner::LearnFirstRecord() {
   adf.wGammaTableSize = 0;
   std::fill(std::begin(adf.byColorBitsPerChannel) + 1, std::end(adf.byColorBitsPerChannel),
             uint8_t{0});  // the feeder has 8 bits per channel alone
-  adf.wADFType = ModelOf(state_.m_ModelID).feederType;
+  adf.wADFType = ModelOf(state_.model).feeder_type;
 }
 
 void CapabilityLearner::FillSecondRecord() {
-  const Model& family = ModelOf(state_.m_ModelID);
+  const Model& family = ModelOf(state_.model);
   ADF2_CAPABILITIES& adf2 = state_.adf2;
   adf2.byHasADF = 1;
   CopyModelNumber(state_.capabilities, &adf2);
   adf2.byADFFeedCanDetectLengthOfPage = 0;
   CopyLimits(state_.adf, &adf2);
   CopyDuplexExtents(ADF2_CAPABILITIES{}, &adf2);
-  state_.setDuplexer = 0;
+  state_.duplex = 0;
   adf2.dwADFOptionsSupported = T_ADF_MULTIPAGE_FLOW;
   LearnDuplex();
   CopyImageFields(state_.adf, &adf2);
-  adf2.wADFType = family.feederType;
-  adf2.byADFCanDetectEndOfPage = family.detectsEndOfPage;
-  adf2.dwScanOptionsSupported = family.feederOptions;
+  adf2.wADFType = family.feeder_type;
+  adf2.byADFCanDetectEndOfPage = family.detects_end_of_page;
+  adf2.dwScanOptionsSupported = family.feeder_options;
 }
 
 void CapabilityLearner::LearnDuplex() {
@@ -125,10 +125,10 @@ void CapabilityLearner::LearnDuplex() {
   const QrlStatus status = engine_.exchange.InquireNumber(SL_DUPLEX_SUPPORTED, kCurrent, &duplex);
   if (status != SL_OK) {
     trace_.Print(TRACE_CLASS_ERROR, "FillOutCaps: Problem Model %ld: SL_DUPLEX_SUPPORTED Hi %d ",
-                 state_.m_ModelID, duplex);
+                 state_.model, duplex);
   } else if (duplex != 1) {
     trace_.Print("FillOutCaps: Duplex not support Model %ld: SL_DUPLEX_SUPPORTED Hi %d status %d",
-                 state_.m_ModelID, duplex, status);
+                 state_.model, duplex, status);
   } else {
     adf2.dwDuplexMaximumWidth = adf.dwMaximumWidth;
     adf2.dwDuplexMinimumWidth = adf.dwMinimumWidth;
@@ -137,10 +137,10 @@ void CapabilityLearner::LearnDuplex() {
     adf2.dwADFOptionsSupported = T_ADF_DUPLEX | T_ADF_MULTIPAGE_FLOW | T_ADF_FLIP_DUPLEX_PAGE_DATA;
     if (!AskInto(SL_YEXT_PIXEL_DUPLEX, kMaximum, &adf2.dwDuplexMaximumHeight))
       trace_.Print(TRACE_CLASS_ERROR, "FillOutCaps: Problem Model %ld: SL_YEXT_PIXEL_DUPLEX Hi %d ",
-                   state_.m_ModelID, adf2.dwDuplexMaximumHeight);
+                   state_.model, adf2.dwDuplexMaximumHeight);
   }
-  trace_.Print("FillOutCaps: Result: Model %ld: Duplex? %d ADFOptionsSupported %d ",
-               state_.m_ModelID, duplex, adf2.dwADFOptionsSupported);
+  trace_.Print("FillOutCaps: Result: Model %ld: Duplex? %d ADFOptionsSupported %d ", state_.model,
+               duplex, adf2.dwADFOptionsSupported);
 }
 
 void CapabilityLearner::FillThirdRecord() {

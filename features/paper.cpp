@@ -22,7 +22,7 @@ HRESULT MovePaper(SessionEntry& entry, uint32_t command, TraceLog& trace, uint32
     QrlStatus status = state.engine->exchange.SendCommand(command, 0);
     if (status != SL_OK) {
       trace.Print(TRACE_CLASS_ERROR,
-                  "ADFPaperFeed Failed: Model %ld:  lFlag %ld QRL Error Code = %d", state.m_ModelID,
+                  "ADFPaperFeed Failed: Model %ld:  lFlag %ld QRL Error Code = %d", state.model,
                   command, status);
       *error_code = TERR_SCANNER_COMMUNICATION_FAILED;
     }
@@ -31,16 +31,16 @@ HRESULT MovePaper(SessionEntry& entry, uint32_t command, TraceLog& trace, uint32
     *error_code = status == SL_OK ? CodeOfFeederStatus(feeder, *error_code)
                                   : uint32_t{TERR_SCANNER_COMMUNICATION_FAILED};
     if (*error_code == TERR_NONE) return S_OK;
-    trace.Print(TRACE_CLASS_ERROR, "ADFPaperFeed Failed: Model %ld:   %d", state.m_ModelID,
+    trace.Print(TRACE_CLASS_ERROR, "ADFPaperFeed Failed: Model %ld:   %d", state.model,
                 *error_code);
     return E_FAIL;
   });
 }
 
 HRESULT AskFeederReady(SessionState& state, TraceLog& trace, uint8_t* ready, uint32_t* error_code) {
-  if (state.lScanPhase != kScanIdle) {
+  if (state.scan_phase != kScanIdle) {
     trace.Print(TRACE_CLASS_ERROR, "ADFIsReady: ScanPhase %ld -- currently already scanning!!!!",
-                state.lScanPhase);
+                state.scan_phase);
     *error_code = TERR_CANCEL_PRESSED;
     return S_OK;
   }
@@ -49,12 +49,12 @@ HRESULT AskFeederReady(SessionState& state, TraceLog& trace, uint8_t* ready, uin
   QrlStatus status = exchange.InquireNumber(SL_ADF_READY, kCurrent, &sheets);
   if (status != SL_OK) {
     trace.Print("ERROR: ADFIsReady Failed try one more time: Model %ld:  QRL Error Code = %d",
-                state.m_ModelID, status);
+                state.model, status);
     status = exchange.InquireNumber(SL_ADF_READY, kCurrent, &sheets);
   }
   if (status != SL_OK) {
-    trace.Print("ERROR: ADFIsReady Failed 2nd time,: Model %ld:  QRL Error Code = %d",
-                state.m_ModelID, status);
+    trace.Print("ERROR: ADFIsReady Failed 2nd time,: Model %ld:  QRL Error Code = %d", state.model,
+                status);
     exchange.SendCommand(SL_CLEAR_ERRORS, 0);
     return Fail(error_code, TERR_SCANNER_COMMUNICATION_FAILED);
   }

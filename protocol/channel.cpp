@@ -13,12 +13,12 @@ constexpr int kToleratedTimeouts = 5;
 
 }  // namespace
 
-uint32_t Channel::InitIO(const char* device_name, uint32_t dwDevIOType) {
-  trace_.Print(TRACE_INFO, "InitIO: dwDevIOType %d", dwDevIOType);
+uint32_t Channel::InitIO(const char* device_name, uint32_t io_type) {
+  trace_.Print(TRACE_INFO, "InitIO: dwDevIOType %d", io_type);
   if (transport_) return SL_ALREADYOPEN;
-  if (!device_name || dwDevIOType == 0) return SL_BADPARAM;
+  if (!device_name || io_type == 0) return SL_BADPARAM;
   uint32_t status = 0;
-  transport_ = MakeTransport(dwDevIOType, trace_, &status);
+  transport_ = MakeTransport(io_type, trace_, &status);
   if (!transport_) return status;
   trace_.Print(TRACE_FLOW, "InitIO: Pre-OpenIO");
   if (transport_->OpenIO(device_name) < 0) {

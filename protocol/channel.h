@@ -25,7 +25,7 @@ class Channel {
 
   // Makes the transport for the device I/O type and opens it by name. 0, SL_ALREADYOPEN,
   // SL_BADPARAM, SL_NOMEMORY, or SL_NOACCESS (the transport stays then).
-  uint32_t InitIO(const char* device_name, uint32_t dwDevIOType);
+  uint32_t InitIO(const char* device_name, uint32_t io_type);
   uint32_t ConnectToIO();       // 0, SL_BUSY, SL_FIREWALL or SL_NOACCESS
   uint32_t DisConnectFromIO();  // 0, or 1 when there is none or it failed
   // For tests: takes `transport` in place of one made by InitIO.

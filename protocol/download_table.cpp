@@ -40,7 +40,7 @@ QrlStatus DownloadTable(Channel& channel, Exchange& exchange, TraceLog& trace, u
     int32_t model = SL_UNKNOWN;
     if (exchange.InquireModel(&model) != SL_OK) return SL_BADACCESS;
     if (type == kMatrix && IsOldModel(model)) count = kMatrixBytesOldModels;
-    if (type == kColourMap && ModelOf(model).colourMap == ColourMap::kOfItsOwn) {
+    if (type == kColourMap && ModelOf(model).colour_map == ColourMap::kOfItsOwn) {
       trace.Print(TRACE_FLOW, "MXVWIA_QRL::Scan Download CLRMAP: Model %d skip", model);
       return SL_OK;
     }

@@ -12,7 +12,7 @@ constexpr uint32_t kTooManyRows = 55001;
 
 uint32_t RowCount(const uint8_t* bytes, int32_t model) {
   const uint32_t count = LittleEndian32(bytes);
-  switch (ModelOf(model).rowCounts) {
+  switch (ModelOf(model).row_counts) {
     case RowCounts::kLittleEndian:
       return count;
     case RowCounts::kEitherOrder:
@@ -26,7 +26,7 @@ QrlStatus GetEndPageInfo(const PacketReader& reader, Exchange& exchange, TraceLo
                          uint32_t* abort_state, uint32_t* rows_k, uint32_t* rows_cmy) {
   if (!abort_state || !rows_k || !rows_cmy) return SL_BADPARAM;
   if (!reader.HasEndPage()) return SL_NULLRESPONSE;
-  *abort_state = reader.header().bPageFlags & DTF_ABORT_STREAM ? 1 : 0;
+  *abort_state = reader.header().flags & DTF_ABORT_STREAM ? 1 : 0;
   int32_t model = SL_UNKNOWN;
   if (const QrlStatus status = exchange.InquireModel(&model); status != SL_OK) return status;
   *rows_k = RowCount(reader.EndPage() + 4, model);

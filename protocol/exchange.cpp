@@ -20,7 +20,7 @@ const char* AfterEscape(const char* text) {
 QrlStatus Exchange::SendCommand(uint32_t id, int32_t value) {
   value = resolution_.OnCommand(id, value, trace_);
   int32_t cached = 0;
-  if (cache_.Cache_Qrl_Val_Lookup(id, kCurrent, &cached) && cached == value) {
+  if (cache_.Lookup(id, kCurrent, &cached) && cached == value) {
     trace_.Print(TRACE_CACHE, "SendCommand: SL_NOM (cached == Value) Command %d cached %d", id,
                  cached);
     return SL_OK;
@@ -38,7 +38,7 @@ QrlStatus Exchange::Transmit(uint32_t id, int32_t value) {
   if (sent != static_cast<int32_t>(length)) return SL_BADACCESS;
   if (id == SL_RESET) resolution_.Reset();
   NoteSwitch(id, value);
-  cache_.Cache_Qrl_Val_Update(id, kCurrent, value);
+  cache_.Update(id, kCurrent, value);
   return SL_OK;
 }
 
@@ -56,7 +56,7 @@ bool Exchange::SendInquiry(const char* inquiry, size_t length) {
 QrlStatus Exchange::InquireNumber(uint32_t id, char kind, int32_t* value) {
   int32_t answer = 0;
   QrlStatus status = SL_OK;
-  if (!cache_.Cache_Qrl_Val_Lookup(id, kind, &answer)) status = AskNumber(id, kind, &answer);
+  if (!cache_.Lookup(id, kind, &answer)) status = AskNumber(id, kind, &answer);
   answer = resolution_.OnAnswer(id, kind, answer, trace_);
   *value = status == SL_OK ? answer : 0;
   return status;
@@ -81,9 +81,9 @@ QrlStatus Exchange::AskNumber(uint32_t id, char kind, int32_t* value) {
   }
   if (status == SL_OK) {
     int32_t model = SL_UNKNOWN;
-    if (id == SL_YEXT_PIXEL && InquireModel(&model) == SL_OK && ModelOf(model).verticalExtent != 0)
-      *value = ModelOf(model).verticalExtent;
-    cache_.Cache_Qrl_Val_Update(id, kind, *value);
+    if (id == SL_YEXT_PIXEL && InquireModel(&model) == SL_OK && ModelOf(model).vertical_extent != 0)
+      *value = ModelOf(model).vertical_extent;
+    cache_.Update(id, kind, *value);
   } else if (status != SL_NULLRESPONSE) {
     trace_.Print(TRACE_CLASS_ERROR, "InquireNumber scan problem: status %d Inquire %d Kind %d",
                  status, id, kind);

@@ -1,7 +1,7 @@
 // Commands and inquiries: one at a time, each inquiry with its answer.
 //
 // What they tell is kept: the values that the device holds, so that it is neither told nor asked
-// twice (QrlCache), and the resolutions asked for and granted, in whose light later answers are
+// twice (ValueCache), and the resolutions asked for and granted, in whose light later answers are
 // read (ResolutionState): a host that asked for more than the device can do is told what it asked.
 #ifndef SCANTK_PROTOCOL_EXCHANGE_H_
 #define SCANTK_PROTOCOL_EXCHANGE_H_
@@ -48,7 +48,7 @@ class Exchange {
   bool IsSwitchedOn(uint32_t id) const { return (switched_on_ & SwitchBit(id)) != 0; }
 
   const ResolutionState& resolution() const { return resolution_; }
-  const QrlCache& cache() const { return cache_; }
+  const ValueCache& cache() const { return cache_; }
 
  private:
   QrlStatus Transmit(uint32_t id, int32_t value);
@@ -64,7 +64,7 @@ class Exchange {
 
   Channel& channel_;
   TraceLog& trace_;
-  QrlCache cache_;
+  ValueCache cache_;
   ResolutionState resolution_;
   uint32_t switched_on_ = 0;  // a bit for each duplex switch
   int32_t model_number_ = SL_UNKNOWN;

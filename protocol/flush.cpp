@@ -14,7 +14,7 @@ constexpr int kMaxReads = 512;
 constexpr int kMaxEmptyReads = 3;
 
 // A plain read of this size may be the end of a page: a block of one end-of-page record.
-constexpr int32_t kEndPageBlockBytes = static_cast<int32_t>(s_DtfHdr::kBytes) + kEndPageBytes;
+constexpr int32_t kEndPageBlockBytes = static_cast<int32_t>(BlockHeader::kBytes) + kEndPageBytes;
 
 // What a silent device on the network costs; one that trickles gets no more.
 constexpr uint32_t kBudgetMs = 120000;
@@ -51,9 +51,9 @@ bool Flush::OutOfTime() const {
 }
 
 Flush::Next Flush::DrainBlock(int count) {
-  uint8_t bytes[s_DtfHdr::kBytes] = {};
+  uint8_t bytes[BlockHeader::kBytes] = {};
   const int32_t received = channel_.RecFromScanner(bytes, sizeof(bytes), kNoTerminator);
-  reader_.SetHeader(ParseDtfHdr(bytes));
+  reader_.SetHeader(ParseBlockHeader(bytes));
   if (received < 0) {
     trace_.Print(TRACE_CLASS_ERROR,
                  "FlushTheScanner RecFromScanner problem getting header packet: rcvflush %d",
@@ -70,7 +70,7 @@ Flush::Next Flush::DrainBlock(int count) {
   }
   total_ += sizeof(bytes);
 
-  const uint8_t flags = reader_.header().bPageFlags;
+  const uint8_t flags = reader_.header().flags;
   bool last_block = true;
   if (flags & DTF_ABORT_STREAM) {
     trace_.Print(TRACE_FLUSH, "FlushTheScanner header s_DtfHdr.bPageFlags & DTF_ABORT_STREAM  %x",
@@ -86,7 +86,7 @@ Flush::Next Flush::DrainBlock(int count) {
 }
 
 Flush::Next Flush::DrainBody(int count) {
-  const s_DtfHdr& header = reader_.header();
+  const BlockHeader& header = reader_.header();
   uint32_t left = header.BodyBytes();
   while (left > 0) {
     if (OutOfTime()) return Next::kEnd;
@@ -106,7 +106,7 @@ Flush::Next Flush::DrainBody(int count) {
     if (received < static_cast<int32_t>(wanted)) {
       trace_.Print(TRACE_FLUSH,
                    "FlushTheScanner Rec : length %5d != requested lDtfDataLen %d iCount: %d",
-                   received, header.lDtfDataLen, count);
+                   received, header.length, count);
     }
     left -= static_cast<uint32_t>(received);
     total_ += static_cast<uint32_t>(received);

@@ -36,8 +36,8 @@ QrlStatus Exchange::InquireModel(int32_t* model) {
     if (status == SL_OK) {
       *model = kModelAlternative;
       identification_count_ = 0;
-      cache_.Cache_Qrl_Val_Update(SL_MODEL_ID_ALT, kCurrent, *model);
-      cache_.SetCacheEnable(true);
+      cache_.Update(SL_MODEL_ID_ALT, kCurrent, *model);
+      cache_.Enable(true);
     }
   }
   model_number_ = *model;
@@ -53,8 +53,8 @@ void Exchange::Recognise(int32_t* model) {
   if (known != std::end(kModels)) {
     *model = known->number;
     identification_count_ = 0;
-    cache_.Cache_Qrl_Val_Update(SL_MODEL_ID, kCurrent, *model);
-    cache_.SetCacheEnable(false);
+    cache_.Update(SL_MODEL_ID, kCurrent, *model);
+    cache_.Enable(false);
   }
   trace_.Print(TRACE_FLOW, " MXVWIA_QRL::pModel != SL_UNKNOWN : QRL_CACHE_ENABLE %d Model %s",
                cache_.IsEnabled(), model_string_);

@@ -25,16 +25,16 @@ enum class ColourMap { kTaken, kOfItsOwn };  // as a binary table
 struct Model {
   int32_t number = SL_UNKNOWN;
   const char* identification = nullptr;  // its answer to SL_MODEL_ID; null: it does not answer
-  const char* modelNumber = nullptr;     // byModelNumber, when SL_MODEL_RIX is not answered
-  RowCounts rowCounts = RowCounts::kNone;
-  uint16_t paperPath = T_PATH_FLATBED;           // wPaperPath
-  uint16_t feederType = T_FEEDER_SCROLL;         // wADFType
-  uint8_t detectsEndOfPage = 1;                  // second feeder record
-  uint32_t feederOptions = T_PIXEL_COORDINATES;  // scan options of the second feeder record
+  const char* model_string = nullptr;    // byModelNumber, when SL_MODEL_RIX is not answered
+  RowCounts row_counts = RowCounts::kNone;
+  uint16_t paper_path = T_PATH_FLATBED;           // wPaperPath
+  uint16_t feeder_type = T_FEEDER_SCROLL;         // wADFType
+  uint8_t detects_end_of_page = 1;                // second feeder record
+  uint32_t feeder_options = T_PIXEL_COORDINATES;  // scan options of the second feeder record
   SpfSupport spf = SpfSupport::kAsked;
-  PageSize pageSize = PageSize::kTaken;
-  ColourMap colourMap = ColourMap::kTaken;
-  int32_t verticalExtent = 0;  // shown in place of SL_YEXT_PIXEL's answer; 0: the answer
+  PageSize page_size = PageSize::kTaken;
+  ColourMap colour_map = ColourMap::kTaken;
+  int32_t vertical_extent = 0;  // shown in place of SL_YEXT_PIXEL's answer; 0: the answer
 };
 
 // 64 to 66 are parallel devices behind a DOT4 stack, which count no rows. 64 answers the
@@ -44,46 +44,46 @@ struct Model {
 // of bytes. 68 has no glass.
 inline constexpr Model kModels[] = {
     {.number = kModelAlternative,
-     .modelNumber = "KXT",
+     .model_string = "KXT",
      .spf = SpfSupport::kNotOnParallelDot4,
-     .verticalExtent = 3508},
+     .vertical_extent = 3508},
     {.number = 65,
      .identification = "ZM-11",
-     .modelNumber = "KXT",
+     .model_string = "KXT",
      .spf = SpfSupport::kNotOnParallelDot4},
     {.number = 66,
      .identification = "ZM-12",
-     .modelNumber = "KXT",
+     .model_string = "KXT",
      .spf = SpfSupport::kNotOnParallelDot4},
     {.number = 67,
      .identification = "ZM-13",
-     .modelNumber = "ZR-618",
-     .rowCounts = RowCounts::kEitherOrder,
-     .feederType = T_FEEDER_PLATEN,
-     .detectsEndOfPage = 0,
-     .feederOptions = T_PREVIEW | T_PIXEL_COORDINATES,
+     .model_string = "ZR-618",
+     .row_counts = RowCounts::kEitherOrder,
+     .feeder_type = T_FEEDER_PLATEN,
+     .detects_end_of_page = 0,
+     .feeder_options = T_PREVIEW | T_PIXEL_COORDINATES,
      .spf = SpfSupport::kNotOnDot4,
-     .pageSize = PageSize::kUnknown,
-     .colourMap = ColourMap::kOfItsOwn},
+     .page_size = PageSize::kUnknown,
+     .colour_map = ColourMap::kOfItsOwn},
     {.number = 68,
      .identification = "ZM-14",
-     .modelNumber = "NPQ-S",
-     .rowCounts = RowCounts::kLittleEndian,
-     .paperPath = T_PATH_SCROLL,
+     .model_string = "NPQ-S",
+     .row_counts = RowCounts::kLittleEndian,
+     .paper_path = T_PATH_SCROLL,
      .spf = SpfSupport::kNotOnDot4,
-     .pageSize = PageSize::kUnknown,
-     .colourMap = ColourMap::kOfItsOwn},
+     .page_size = PageSize::kUnknown,
+     .colour_map = ColourMap::kOfItsOwn},
     {.number = 69,
      .identification = "ZM-15",
-     .modelNumber = "VX3840",
-     .rowCounts = RowCounts::kLittleEndian,
+     .model_string = "VX3840",
+     .row_counts = RowCounts::kLittleEndian,
      .spf = SpfSupport::kNotOnDot4,
-     .pageSize = PageSize::kUnknown,
-     .colourMap = ColourMap::kOfItsOwn},
+     .page_size = PageSize::kUnknown,
+     .colour_map = ColourMap::kOfItsOwn},
     {.number = 70,
      .identification = "ZM-16",
-     .rowCounts = RowCounts::kLittleEndian,
-     .colourMap = ColourMap::kOfItsOwn},
+     .row_counts = RowCounts::kLittleEndian,
+     .colour_map = ColourMap::kOfItsOwn},
 };
 
 inline constexpr Model kUnknownModel = {};

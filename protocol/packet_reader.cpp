@@ -18,7 +18,7 @@ constexpr int kMaxIdleBlocks = 65536;
 
 }  // namespace
 
-s_DtfHdr ParseDtfHdr(const uint8_t* bytes) {
+BlockHeader ParseBlockHeader(const uint8_t* bytes) {
   return {LittleEndian32(bytes), LittleEndian16(bytes + 4), bytes[7]};
 }
 
@@ -44,24 +44,24 @@ QrlStatus PacketReader::ReadUnpacketizedData(int32_t transfer_type, uint32_t pha
   *got = 0;
   *hit_end_of_page = false;
   if (phase == kScanIdle) {
-    PacketBuffer_.Free();
+    body_.Free();
     ForgetBody();
     return SL_OK;
   }
   if (phase == kScanStarted) BeginPage();
   if (transfer_type == kPlainTransfer) return ReadPlain(buffer, wanted, got);
   if (transfer_type != SL_PACKETIZED2) return SL_BADPARAM;
-  if (phase == kScanStarted && !PacketBuffer_ && !PacketBuffer_.Allocate(kScanBufferBytes)) {
+  if (phase == kScanStarted && !body_ && !body_.Allocate(kScanBufferBytes)) {
     return SL_NOMEMORY;
   }
   const QrlStatus status = Unpack(buffer, wanted, got);
-  *hit_end_of_page = bHitEOP_;
+  *hit_end_of_page = page_ended_;
   return status;
 }
 
 void PacketReader::BeginPage() {
   header_ = {};
-  bHitEOP_ = false;
+  page_ended_ = false;
   lost_ = false;
   ForgetBody();
   channel_.SetExpectsNothing(false);
@@ -83,13 +83,13 @@ QrlStatus PacketReader::Unpack(uint8_t* buffer, uint32_t wanted, uint32_t* got) 
   QrlStatus status = SL_OK;
   int idle_blocks = 0;
   for (;;) {
-    if (bHitEOP_) {
-      trace_.Print(TRACE_FLOW, "MXVWIA_QRL::ReadUnPkg: R- Pack2 bHitEOP %d", bHitEOP_);
+    if (page_ended_) {
+      trace_.Print(TRACE_FLOW, "MXVWIA_QRL::ReadUnPkg: R- Pack2 bHitEOP %d", page_ended_);
       return status;
     }
     if (image_position_ < image_end_) {
       const uint32_t count = std::min(image_end_ - image_position_, wanted - *got);
-      std::memcpy(buffer + *got, PacketBuffer_.data() + image_position_, count);
+      std::memcpy(buffer + *got, body_.data() + image_position_, count);
       image_position_ += count;
       *got += count;
       idle_blocks = 0;
@@ -115,7 +115,7 @@ QrlStatus PacketReader::TakeRecord() {
                  "ReadUnpacketizedData: Scan RASTER_START_PAGE 1  RecID %d lAdjustSize %d",
                  record_type_, kStartPageBytes);
   }
-  const uint8_t* next = PacketBuffer_.data() + position_;
+  const uint8_t* next = body_.data() + position_;
   const uint32_t remaining = body_length_ - position_;
   const int32_t size = RecordBytes(next, remaining);
   if (size < 0) return SL_BADRESPONSE;
@@ -141,30 +141,30 @@ QrlStatus PacketReader::TakeRecord() {
   }
   position_ += static_cast<uint32_t>(size);
   if (record_type_ != RASTER_END_PAGE) return SL_OK;
-  bHitEOP_ = true;
+  page_ended_ = true;
   std::copy_n(next, kEndPageBytes, end_page_.begin());
-  return header_.bPageFlags & DTF_ABORT_STREAM ? SL_CANCEL : SL_OK;
+  return header_.flags & DTF_ABORT_STREAM ? SL_CANCEL : SL_OK;
 }
 
 // The body is used up: was its block the last one of the page?
 bool PacketReader::HitsEndOfPage(QrlStatus* status) {
   record_type_ = kNoRecord;
-  if (header_.bPageFlags & DTF_ABORT_STREAM) {
-    bHitEOP_ = true;
+  if (header_.flags & DTF_ABORT_STREAM) {
+    page_ended_ = true;
     *status = SL_CANCEL;
-  } else if (header_.bPageFlags & DTF_END_PAGE) {
-    bHitEOP_ = true;
+  } else if (header_.flags & DTF_END_PAGE) {
+    page_ended_ = true;
     trace_.Print(TRACE_INFO, "ReadUnPkg  (consume)EOP %d RecID %d Flags %x, stat %d (cancel = 502)",
-                 bHitEOP_, 0, header_.bPageFlags, *status);
+                 page_ended_, 0, header_.flags, *status);
   }
-  return bHitEOP_;
+  return page_ended_;
 }
 
 // False: the call ends with *status.
 bool PacketReader::ReadBlock(QrlStatus* status) {
   ForgetBody();
   const auto fail = [&](QrlStatus reason) {
-    bHitEOP_ = true;
+    page_ended_ = true;
     *status = reason;
     return false;
   };
@@ -175,10 +175,9 @@ bool PacketReader::ReadBlock(QrlStatus* status) {
     return false;
   };
   if (!ReadHeader()) return fail(SL_SHORTREAD);
-  if (header_.lDtfDataLen < s_DtfHdr::kBytes) return lose();
+  if (header_.length < BlockHeader::kBytes) return lose();
   const uint32_t length = header_.BodyBytes();
-  if (length > PacketBuffer_.size() &&
-      (length > kMaxBlockBytes || !PacketBuffer_.Allocate(length))) {
+  if (length > body_.size() && (length > kMaxBlockBytes || !body_.Allocate(length))) {
     return fail(SL_NOMEMORY);
   }
   if (!ReadBody(length)) {
@@ -187,7 +186,7 @@ bool PacketReader::ReadBlock(QrlStatus* status) {
   }
   // An empty body has no record, whatever its header says of the first one.
   if (length == 0) return true;
-  const int64_t first = int64_t{header_.wRecordOffset} - int64_t{s_DtfHdr::kBytes};
+  const int64_t first = int64_t{header_.record_offset} - int64_t{BlockHeader::kBytes};
   if (first < 0) return lose();
   if (first >= length) return true;  // used up before its first record
   body_length_ = length;
@@ -196,27 +195,27 @@ bool PacketReader::ReadBlock(QrlStatus* status) {
 }
 
 bool PacketReader::ReadHeader() {
-  uint8_t bytes[s_DtfHdr::kBytes] = {};
+  uint8_t bytes[BlockHeader::kBytes] = {};
   int32_t count = channel_.RecFromScanner(bytes, sizeof(bytes), kNoTerminator);
   for (int retry = 1; count == 0 && retry <= kHeaderRetries; ++retry) {
     trace_.Print(TRACE_CLASS_ERROR, "ReadUnpackData: Got fixed header of 0 count = %d ", retry);
     count = channel_.RecFromScanner(bytes, sizeof(bytes), kNoTerminator);
   }
-  header_ = ParseDtfHdr(bytes);
+  header_ = ParseBlockHeader(bytes);
   return count == static_cast<int32_t>(sizeof(bytes));
 }
 
 bool PacketReader::ReadBody(uint32_t length) {
-  const int32_t count = channel_.RecFromScanner(PacketBuffer_.data(), length, kNoTerminator);
+  const int32_t count = channel_.RecFromScanner(body_.data(), length, kNoTerminator);
   if (count != static_cast<int32_t>(length)) {
-    bHitEOP_ = true;
+    page_ended_ = true;
     trace_.Print(TRACE_FLOW,
                  "MXVWIA_QRL::ReadUnPkg n (%d) != lDtfDataLen (%d), stat %d (cancel = 502) "
                  ",bHitEOP %d ",
-                 count, length, SL_SHORTREAD, bHitEOP_);
+                 count, length, SL_SHORTREAD, page_ended_);
     return false;
   }
-  if (header_.bPageFlags & (DTF_ABORT_STREAM | DTF_END_PAGE)) channel_.SetExpectsNothing(true);
+  if (header_.flags & (DTF_ABORT_STREAM | DTF_END_PAGE)) channel_.SetExpectsNothing(true);
   return true;
 }
 

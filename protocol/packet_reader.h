@@ -36,18 +36,18 @@ inline constexpr uint32_t kMaxBlockBytes = 64u << 20;
 inline constexpr uint8_t DTF_ABORT_STREAM = 0x20;  // the device aborted the page
 inline constexpr uint8_t DTF_END_PAGE = 0x1A;      // any of these: the last block of the page
 
-struct s_DtfHdr {
+struct BlockHeader {
   static constexpr size_t kBytes = 8;
-  uint32_t lDtfDataLen = 0;
-  int16_t wRecordOffset = 0;
-  uint8_t bPageFlags = 0;
+  uint32_t length = 0;
+  int16_t record_offset = 0;
+  uint8_t flags = 0;
 
   // Bytes that follow the header.
   uint32_t BodyBytes() const {
-    return lDtfDataLen > kBytes ? lDtfDataLen - static_cast<uint32_t>(kBytes) : 0;
+    return length > kBytes ? length - static_cast<uint32_t>(kBytes) : 0;
   }
 };
-s_DtfHdr ParseDtfHdr(const uint8_t* bytes);
+BlockHeader ParseBlockHeader(const uint8_t* bytes);
 
 // Types and sizes of records.
 inline constexpr uint8_t RASTER_START_PAGE = 0;
@@ -82,11 +82,11 @@ class PacketReader {
   const uint8_t* EndPage() const { return end_page_.data(); }
 
   // The last block header read, by this reader or by who drains the device.
-  const s_DtfHdr& header() const { return header_; }
-  void SetHeader(const s_DtfHdr& header) { header_ = header; }
+  const BlockHeader& header() const { return header_; }
+  void SetHeader(const BlockHeader& header) { header_ = header; }
 
   // The size of the buffer for a block's body, 0 when there is none.
-  size_t capacity() const { return PacketBuffer_.size(); }
+  size_t capacity() const { return body_.size(); }
 
  private:
   QrlStatus ReadPlain(uint8_t* buffer, uint32_t wanted, uint32_t* got);
@@ -103,10 +103,10 @@ class PacketReader {
 
   Channel& channel_;
   TraceLog& trace_;
-  RawBuffer PacketBuffer_;
-  s_DtfHdr header_;
+  RawBuffer body_;
+  BlockHeader header_;
   std::array<uint8_t, kEndPageBytes> end_page_{0xFF};
-  bool bHitEOP_ = false;
+  bool page_ended_ = false;
   bool lost_ = false;  // a block's header made no sense: what follows cannot be told apart
   uint32_t body_length_ = 0;
   uint32_t position_ = 0;            // behind the current record

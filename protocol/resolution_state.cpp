@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "protocol/command_table.h"
-
 namespace scantk {
 namespace {
 
@@ -32,43 +30,43 @@ int32_t RoundedToInt32(double number) {
 }
 
 uint32_t ResolutionState::OutRows(uint32_t device_rows) const {
-  if (!gUpScaling || gReqYRes <= gDevYRes || gDevYRes <= 0) return device_rows;
+  if (!enlarging || asked_y <= device_y || device_y <= 0) return device_rows;
   const uint64_t rows =
-      uint64_t{device_rows} * static_cast<uint32_t>(gReqYRes) / static_cast<uint32_t>(gDevYRes);
+      uint64_t{device_rows} * static_cast<uint32_t>(asked_y) / static_cast<uint32_t>(device_y);
   return static_cast<uint32_t>(std::min<uint64_t>(rows, std::numeric_limits<uint32_t>::max()));
 }
 
 void ResolutionState::Reset() {
-  gUpScaling = 0;
-  gDevYRes = gReqXRes = gReqYRes = 150;
-  gDevPixelsPerLine = gDevLinesPerScan = gOutPixelsPerLine = 0;
-  gTransferType = kPlainTransfer;
+  enlarging = 0;
+  device_y = asked_x = asked_y = 150;
+  device_pixels = device_lines = out_pixels = 0;
+  transfer_type = kPlainTransfer;
 }
 
 int32_t ResolutionState::OnCommand(uint32_t id, int32_t value, TraceLog& trace) {
   switch (id) {
     case SL_X_RESOLUTION:
-      gReqXRes = value;
-      if (!Exceeds(value, gDevMaxXRes)) break;
+      asked_x = value;
+      if (!Exceeds(value, max_x)) break;
       trace.Print(TRACE_INFO,
                   "SendCommand: UPSCALING !!!!!  Value > gDevMaxXRes Value %d gDevMaxXRes %d",
-                  value, gDevMaxXRes);
-      gUpScaling = 1;
-      return gDevMaxXRes;
+                  value, max_x);
+      enlarging = 1;
+      return max_x;
     case SL_Y_RESOLUTION:
-      gDevYRes = gReqYRes = value;
-      if (!Exceeds(value, gDevMaxYRes)) break;
+      device_y = asked_y = value;
+      if (!Exceeds(value, max_y)) break;
       trace.Print(TRACE_INFO,
                   "SendCommand: UPSCALING !!!!! Value > gDevMaxYRes Value %d gDevMaxYRes %d", value,
-                  gDevMaxYRes);
-      gUpScaling = 1;
-      gDevYRes = gDevMaxYRes;
-      return gDevMaxYRes;
+                  max_y);
+      enlarging = 1;
+      device_y = max_y;
+      return max_y;
     case SL_BITS_PER_PIXEL:
-      gBitsPerPixel = value;
+      bits_per_pixel = value;
       break;
     case SL_SCAN_TRANSFER_TYPE:
-      gTransferType = value;
+      transfer_type = value;
       break;
     default:
       break;
@@ -78,8 +76,8 @@ int32_t ResolutionState::OnCommand(uint32_t id, int32_t value, TraceLog& trace) 
 
 int32_t ResolutionState::OnAnswer(uint32_t id, char kind, int32_t value, TraceLog& trace) {
   if (kind == kMaximum) LearnMaximum(id, value, trace);
-  if (id == SL_BITS_PER_PIXEL) gBitsPerPixel = value;
-  return gUpScaling ? Enlarged(id, kind, value, trace) : value;
+  if (id == SL_BITS_PER_PIXEL) bits_per_pixel = value;
+  return enlarging ? Enlarged(id, kind, value, trace) : value;
 }
 
 void ResolutionState::LearnMaximum(uint32_t id, int32_t value, TraceLog& trace) {
@@ -92,29 +90,25 @@ void ResolutionState::LearnMaximum(uint32_t id, int32_t value, TraceLog& trace) 
   };
   switch (id) {
     case SL_X_RESOLUTION_FLAT:
-      learn(gDevMaxXRes, true,
-            "InquireNumber SL_X_RESOLUTION_FLAT HI gDevMaxXRes %ld *pValue %ld ");
+      learn(max_x, true, "InquireNumber SL_X_RESOLUTION_FLAT HI gDevMaxXRes %ld *pValue %ld ");
       break;
     case SL_Y_RESOLUTION_FLAT:
       max_y_from_flatbed_ = value > 0;
-      learn(gDevMaxYRes, true,
-            "InquireNumber SL_Y_RESOLUTION_FLAT HI gDevMaxYRes %ld *pValue %ld ");
+      learn(max_y, true, "InquireNumber SL_Y_RESOLUTION_FLAT HI gDevMaxYRes %ld *pValue %ld ");
       break;
     case SL_X_RESOLUTION_ADF:
-      learn(gDevMaxXRes, false,
-            "InquireNumber SL_X_RESOLUTION_ADF HI gDevMaxXRes %ld *pValue %ld ");
+      learn(max_x, false, "InquireNumber SL_X_RESOLUTION_ADF HI gDevMaxXRes %ld *pValue %ld ");
       break;
     case SL_Y_RESOLUTION_ADF:
-      learn(gDevMaxYRes, false,
-            "InquireNumber SL_Y_RESOLUTION_ADF HI gDevMaxYRes %ld *pValue %ld ");
+      learn(max_y, false, "InquireNumber SL_Y_RESOLUTION_ADF HI gDevMaxYRes %ld *pValue %ld ");
       break;
     case SL_X_RESOLUTION:
-      learn(gDevMaxXRes, false, "InquireNumber SL_X_RESOLUTION HI gDevMaxXRes %ld *pValue %ld ");
+      learn(max_x, false, "InquireNumber SL_X_RESOLUTION HI gDevMaxXRes %ld *pValue %ld ");
       break;
     case SL_Y_RESOLUTION:
-      if (value > 0 && !max_y_from_flatbed_) gDevMaxYRes = value;
-      if (gDevMaxYRes <= 0) gDevMaxYRes = kUnknownMaxYRes;
-      learn(gDevMaxYRes, false, "InquireNumber SL_Y_RESOLUTION HI gDevMaxYRes %ld *pValue %ld ");
+      if (value > 0 && !max_y_from_flatbed_) max_y = value;
+      if (max_y <= 0) max_y = kUnknownMaxY;
+      learn(max_y, false, "InquireNumber SL_Y_RESOLUTION HI gDevMaxYRes %ld *pValue %ld ");
       break;
     default:
       break;
@@ -125,18 +119,18 @@ int32_t ResolutionState::Enlarged(uint32_t id, char kind, int32_t value, TraceLo
   if (kind == kCurrent) trace.Print(TRACE_INFO, "Inquire: gUpScaling!@!!! ");
   switch (id) {
     case SL_X_RESOLUTION:
-      return kind == kCurrent && value == gDevMaxXRes ? gReqXRes : value;
+      return kind == kCurrent && value == max_x ? asked_x : value;
     case SL_Y_RESOLUTION:
-      return kind == kCurrent && value == gDevMaxYRes ? gReqYRes : value;
+      return kind == kCurrent && value == max_y ? asked_y : value;
     case SL_LINES_PER_SCAN:
-      gDevLinesPerScan = value;
-      return ScaledLines(value, gReqYRes, gDevYRes);
+      device_lines = value;
+      return ScaledLines(value, asked_y, device_y);
     case SL_PIXELS_PER_LINE:
-      gDevPixelsPerLine = value;
-      gOutPixelsPerLine = EnlargedWidth(value);
-      return gOutPixelsPerLine;
+      device_pixels = value;
+      out_pixels = EnlargedWidth(value);
+      return out_pixels;
     case SL_BYTES_PER_LINE:
-      return static_cast<int32_t>((int64_t{gOutPixelsPerLine} * gBitsPerPixel + 7) / 8);
+      return static_cast<int32_t>((int64_t{out_pixels} * bits_per_pixel + 7) / 8);
     default:
       return value;
   }
@@ -145,8 +139,8 @@ int32_t ResolutionState::Enlarged(uint32_t id, char kind, int32_t value, TraceLo
 // What the device does by itself is not done again: an axis that it resolves keeps its pixels, even
 // when the other one is enlarged or an earlier page of the session was.
 int32_t ResolutionState::EnlargedWidth(int32_t pixels) const {
-  if (!Exceeds(gReqXRes, gDevMaxXRes)) return pixels;
-  return RoundedToInt32(static_cast<double>(gReqXRes) / gDevMaxXRes * pixels);
+  if (!Exceeds(asked_x, max_x)) return pixels;
+  return RoundedToInt32(static_cast<double>(asked_x) / max_x * pixels);
 }
 
 }  // namespace scantk

@@ -7,23 +7,25 @@
 #include <cstdint>
 
 #include "diag/trace_log.h"
+#include "protocol/command_table.h"
 
 namespace scantk {
 
+// Resolutions in dots per inch. The trace names them with a leading g: gUpScaling, gDevMaxXRes.
 struct ResolutionState {
-  static constexpr int32_t kUnknownMaxYRes = 2400;  // of a device that does not tell its own
+  static constexpr int32_t kUnknownMaxY = 2400;  // of a device that does not tell its own
 
-  int32_t gUpScaling = 0;     // the host must enlarge; stays set until a reset
-  int32_t gDevMaxXRes = 600;  // 0 or less: could not be learnt
-  int32_t gDevMaxYRes = kUnknownMaxYRes;
-  int32_t gDevYRes = 300;  // what the device scans at
-  int32_t gReqXRes = 300;  // what the host asked for
-  int32_t gReqYRes = 300;
-  int32_t gDevPixelsPerLine = 0;  // as delivered by the device; known while enlarging, as the next
-  int32_t gDevLinesPerScan = 0;
-  int32_t gOutPixelsPerLine = 0;  // after enlarging
-  int32_t gBitsPerPixel = 24;
-  int32_t gTransferType = 0;
+  int32_t enlarging = 0;  // 1: the host must enlarge; stays set until a reset
+  int32_t max_x = 600;    // of the device; 0 or less: could not be learnt
+  int32_t max_y = kUnknownMaxY;
+  int32_t device_y = 300;  // what the device scans at
+  int32_t asked_x = 300;   // what the host asked for
+  int32_t asked_y = 300;
+  int32_t device_pixels = 0;  // a line as the device sends it; known while enlarging, as the next
+  int32_t device_lines = 0;   // of the scan
+  int32_t out_pixels = 0;     // a line after enlarging
+  int32_t bits_per_pixel = 24;
+  int32_t transfer_type = kPlainTransfer;
 
   // The rows that `device_rows` rows of the device become.
   uint32_t OutRows(uint32_t device_rows) const;

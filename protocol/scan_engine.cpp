@@ -14,9 +14,9 @@ constexpr uint32_t kLogImageData = 1;
 
 }  // namespace
 
-void ScanEngine::SetSwitchValues(uint32_t dwValue1) {
-  image_log_switch_ = dwValue1;
-  trace_.Print(TRACE_INFO, "MXVWIA_QRL::SetSwitchValues:  dwValue1 %d ", dwValue1);
+void ScanEngine::SetSwitchValues(uint32_t image_log) {
+  image_log_switch_ = image_log;
+  trace_.Print(TRACE_INFO, "MXVWIA_QRL::SetSwitchValues:  dwValue1 %d ", image_log);
 }
 
 QrlStatus ScanEngine::Scan(uint32_t phase, uint8_t* buffer, uint32_t size, uint32_t* written) {
@@ -39,28 +39,28 @@ QrlStatus ScanEngine::Scan(uint32_t phase, uint8_t* buffer, uint32_t size, uint3
 QrlStatus ScanEngine::Transfer(uint32_t phase, uint8_t* buffer, uint32_t size, uint32_t* written) {
   Conversion conversion;
   for (;;) {
-    if (iTempBufPos_ == iTempBufValid_) {
+    if (input_position_ == input_end_) {
       trace_.Print(TRACE_BUFFERS, " Scan: REFILL: iTempBufPos == iTempBufValid hitEOD %d, buf %ld",
-                   bHitEOD_, iTempBufValid_);
-      if (!bHitEOD_) {
+                   data_ended_, input_end_);
+      if (!data_ended_) {
         const QrlStatus status = Refill(&phase);
         if (status != SL_OK) return status;
         // There is nothing to drain from a pipeline that was never fed: the page has no rows.
-        if (bHitEOD_ && page_bytes_ == 0) {
+        if (data_ended_ && page_bytes_ == 0) {
           finished_ = true;
           return SL_PAGE_FINISHED;
         }
         // The end of the page alone: round again, for the last rows.
-        if (iTempBufValid_ == 0) continue;
+        if (input_end_ == 0) continue;
       } else {
         trace_.Print(TRACE_FLOW, "Scan: bHitEOD: Phase %d Bytesin input buffer(%ld)", phase,
-                     iTempBufValid_);
+                     input_end_);
         FreeInput();
       }
     } else {
       trace_.Print(TRACE_FLOW,
                    " Scan: iTempBufPos != iTempBufValid (eg its not empty) %d  hitEOD %d, buf %ld",
-                   iTempBufPos_, bHitEOD_, iTempBufValid_);
+                   input_position_, data_ended_, input_end_);
     }
     const QrlStatus status = Convert(buffer, size, written, &conversion);
     if (status != SL_OK || finished_ || *written == size) return status;
@@ -69,38 +69,38 @@ QrlStatus ScanEngine::Transfer(uint32_t phase, uint8_t* buffer, uint32_t size, u
 
 // Gets device bytes into the empty input buffer. 0 without a byte only at the end of the page.
 QrlStatus ScanEngine::Refill(uint32_t* phase) {
-  const int32_t transfer_type = exchange_.resolution().gTransferType;
+  const int32_t transfer_type = exchange_.resolution().transfer_type;
   const bool plain = transfer_type == kPlainTransfer;
-  auto wanted = static_cast<uint32_t>(ScanInputBuffer_.size());
+  auto wanted = static_cast<uint32_t>(input_.size());
   if (plain) wanted = std::min(wanted, static_cast<uint32_t>(std::max(bytes_to_come_, 0)));
-  const QrlStatus status = reader_.ReadUnpacketizedData(
-      transfer_type, *phase, ScanInputBuffer_.data(), wanted, &iTempBufValid_, &bHitEOD_);
-  page_bytes_ += iTempBufValid_;
-  if (bHitEOD_) end_of_data_time_ = TheClock().SecondsSince1970();
+  const QrlStatus status = reader_.ReadUnpacketizedData(transfer_type, *phase, input_.data(),
+                                                        wanted, &input_end_, &data_ended_);
+  page_bytes_ += input_end_;
+  if (data_ended_) end_of_data_time_ = TheClock().SecondsSince1970();
   if (status != SL_OK) {
     trace_.Print(TRACE_INFO,
                  "!    Scan: ReadUnpkd (stat) status: %d  hitEOD %d, buf %ld iTempBufPos %ld",
-                 status, bHitEOD_, iTempBufValid_, iTempBufPos_);
-    iTempBufPos_ = 0;
+                 status, data_ended_, input_end_, input_position_);
+    input_position_ = 0;
     return status;
   }
   if (plain) {
-    bytes_to_come_ -= static_cast<int32_t>(iTempBufValid_);
-  } else if (bHitEOD_) {
+    bytes_to_come_ -= static_cast<int32_t>(input_end_);
+  } else if (data_ended_) {
     TakeEndOfPage();
-  } else if (iTempBufValid_ == 0) {
+  } else if (input_end_ == 0) {
     trace_.Print(TRACE_INFO,
                  "!    Scan: ReadUnpkd ReadUnpkd (buf) Failed status: %d  hitEOD %d, buf %ld",
-                 status, bHitEOD_, iTempBufValid_);
-    iTempBufPos_ = 0;
+                 status, data_ended_, input_end_);
+    input_position_ = 0;
     return SL_SHORTREAD;
   }
-  trace_.Print(TRACE_BUFFERS, " Scan: REFILL: ReadUnpacketizedData hitEOD %d, buf %ld", bHitEOD_,
-               iTempBufValid_);
+  trace_.Print(TRACE_BUFFERS, " Scan: REFILL: ReadUnpacketizedData hitEOD %d, buf %ld", data_ended_,
+               input_end_);
   *phase = kScanTransferring;
-  iTempBufPos_ = 0;
+  input_position_ = 0;
   if (plain && bytes_to_come_ <= 0) {
-    bHitEOD_ = true;
+    data_ended_ = true;
     end_of_data_time_ = TheClock().SecondsSince1970();
   }
   return SL_OK;
@@ -122,41 +122,42 @@ void ScanEngine::TakeEndOfPage() {
 
 QrlStatus ScanEngine::Convert(uint8_t* buffer, uint32_t size, uint32_t* written,
                               Conversion* conversion) {
-  const size_t available = iTempBufValid_ - iTempBufPos_;
+  const size_t available = input_end_ - input_position_;
   trace_.Print(TRACE_BUFFERS,
                " Scan: input buffer(%ld) iTBValid %d ->POS %d  InUsed %d dwJunk %d bHitEOD %d",
-               available, iTempBufValid_, iTempBufPos_, conversion->dwInUsed, conversion->dwJunk,
-               bHitEOD_);
-  if (bHitEOD_) {
+               available, input_end_, input_position_, conversion->in_used, conversion->next_input,
+               data_ended_);
+  if (data_ended_) {
     trace_.Print(TRACE_BUFFERS,
                  " Scan: ipConvert Bytes in input (%ld) dwInUsed %d dwJunk %d iTempBufValid %d "
                  "iTempBufPos %d",
-                 available, conversion->dwInUsed, conversion->dwJunk, iTempBufValid_, iTempBufPos_);
+                 available, conversion->in_used, conversion->next_input, input_end_,
+                 input_position_);
   }
   uint8_t nowhere = 0;  // a missing buffer would ask the pipeline to throw its output away
   uint64_t output_position = 0;
-  const uint8_t* input = ScanInputBuffer_ ? ScanInputBuffer_.data() + iTempBufPos_ : nullptr;
+  const uint8_t* input = input_ ? input_.data() + input_position_ : nullptr;
   const IpResult result =
-      ipConvert(pipeline_.get(), available, input, &conversion->dwInUsed, &conversion->dwJunk,
-                size - *written, buffer ? buffer + *written : &nowhere, &conversion->dwOutUsed,
+      ipConvert(pipeline_.get(), available, input, &conversion->in_used, &conversion->next_input,
+                size - *written, buffer ? buffer + *written : &nowhere, &conversion->out_used,
                 &output_position);
   trace_.Print(TRACE_BUFFERS,
                " Scan post ipConvert Bytes in output buffer(%ld), dwInUsed %ld ,dwOutUsed %ld",
-               *written, conversion->dwInUsed, conversion->dwOutUsed);
+               *written, conversion->in_used, conversion->out_used);
   if (!RowsAsAnnounced()) return SL_MATRIXERROR;
-  LogImage(conversion->dwInUsed);
-  iTempBufPos_ += static_cast<uint32_t>(conversion->dwInUsed);
-  *written += static_cast<uint32_t>(conversion->dwOutUsed);
+  LogImage(conversion->in_used);
+  input_position_ += static_cast<uint32_t>(conversion->in_used);
+  *written += static_cast<uint32_t>(conversion->out_used);
 
   // A pipeline that does nothing with room, input or its end before it would do so for ever.
-  const bool stuck = (result & IP_FINISHED) == 0 && conversion->dwInUsed == 0 &&
-                     conversion->dwOutUsed == 0 && *written < size;
+  const bool stuck = (result & IP_FINISHED) == 0 && conversion->in_used == 0 &&
+                     conversion->out_used == 0 && *written < size;
   if ((result & (IP_INPUT_ERROR | IP_FATAL_ERROR)) != 0 || stuck) {
     const bool logging = image_log_switch_ == kLogImageData;
     trace_.Print(TRACE_CLASS_ERROR,
                  "Scan: ipConvert: result %d IP_INPUT_ERROR (%ld) IP_FATAL_ERROR (%ld) , hitEOD "
                  "%d, stat %d ",
-                 result, IP_INPUT_ERROR, IP_FATAL_ERROR, bHitEOD_, SL_MATRIXERROR);
+                 result, IP_INPUT_ERROR, IP_FATAL_ERROR, data_ended_, SL_MATRIXERROR);
     if (!logging) return SL_MATRIXERROR;
     // The error will not go away: the page ends here, with what there is of it.
     finished_ = true;
@@ -184,13 +185,13 @@ void ScanEngine::LogImage(size_t bytes) {
     trace_.Print(TRACE_FLOW, " LogImage:LogImgBuffer: not saved  %d ", image_log_switch_);
     return;
   }
-  if (bytes > 0) AppendToImageLog(m_szImageFile_, ScanInputBuffer_.data() + iTempBufPos_, bytes);
+  if (bytes > 0) AppendToImageLog(image_log_file_, input_.data() + input_position_, bytes);
   trace_.Print(TRACE_IO_DATA, " LogImage:LogImgBuffer: %ld saved, Using Pipe", bytes);
 }
 
 void ScanEngine::FreeInput() {
-  ScanInputBuffer_.Free();
-  iTempBufValid_ = iTempBufPos_ = 0;
+  input_.Free();
+  input_end_ = input_position_ = 0;
 }
 
 void ScanEngine::EndScan() {
@@ -198,7 +199,7 @@ void ScanEngine::EndScan() {
   pipeline_.reset();
   uint32_t got = 0;
   bool hit_end_of_page = false;
-  reader_.ReadUnpacketizedData(exchange_.resolution().gTransferType, kScanIdle, nullptr, 0, &got,
+  reader_.ReadUnpacketizedData(exchange_.resolution().transfer_type, kScanIdle, nullptr, 0, &got,
                                &hit_end_of_page);
   FreeInput();
   const int64_t now = TheClock().SecondsSince1970();

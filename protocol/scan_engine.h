@@ -32,14 +32,15 @@ class ScanEngine {
   // SL_MATRIXERROR before a byte of it is delivered. 0 bytes: any rows will do.
   void ExpectRows(uint32_t pixels, uint32_t bytes) { row_pixels_ = pixels, row_bytes_ = bytes; }
   // 1: log the raw scan data, and make pipeline errors end the page instead of failing it.
-  void SetSwitchValues(uint32_t dwValue1);
+  void SetSwitchValues(uint32_t image_log);
 
  private:
   // What the last conversion did.
   struct Conversion {
-    size_t dwInUsed = 0;
-    size_t dwOutUsed = 0;
-    uint64_t dwJunk = 0;  // where the pipeline would have its next input, which is of no use here
+    size_t in_used = 0;
+    size_t out_used = 0;
+    uint64_t next_input =
+        0;  // where the pipeline would have its next input, which is of no use here
   };
 
   QrlStatus StartPage();
@@ -65,12 +66,12 @@ class ScanEngine {
 
   PipelineOwner pipeline_;
   bool page_started_ = false;
-  RawBuffer ScanInputBuffer_;  // device bytes on their way to the pipeline
-  uint32_t iTempBufValid_ = 0;
-  uint32_t iTempBufPos_ = 0;
+  RawBuffer input_;  // device bytes on their way to the pipeline
+  uint32_t input_end_ = 0;
+  uint32_t input_position_ = 0;
   uint64_t page_bytes_ = 0;    // image bytes that the device has delivered
   int32_t bytes_to_come_ = 0;  // counted for plain transfers only
-  bool bHitEOD_ = false;       // the device has delivered its last byte of the page
+  bool data_ended_ = false;    // the device has delivered its last byte of the page
   bool finished_ = false;      // the pipeline has produced its last byte of the page
   int32_t flip_mode_ = 0;
   int flip_index_ = -1;
@@ -79,7 +80,7 @@ class ScanEngine {
   bool rows_checked_ = false;     // the pipeline's rows are known to be such rows
   int64_t end_of_data_time_ = 0;  // seconds
   uint32_t image_log_switch_ = 0;
-  std::string m_szImageFile_;
+  std::string image_log_file_;  // m_szImageFile in the trace
 };
 
 }  // namespace scantk

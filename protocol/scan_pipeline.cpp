@@ -34,10 +34,10 @@ void AppendFlip(XformList* list, bool turn, int32_t rows) {
 
 ImageTraits DeviceTraits(const ImageTraits& asked, const ResolutionState& resolution) {
   ImageTraits traits = asked;
-  if (resolution.gUpScaling) {
-    traits.pixelsPerRow = resolution.gDevPixelsPerLine;
-    traits.xDpi = FixedDpi(resolution.gDevMaxXRes);
-    traits.yDpi = FixedDpi(resolution.gDevYRes);
+  if (resolution.enlarging) {
+    traits.pixelsPerRow = resolution.device_pixels;
+    traits.xDpi = FixedDpi(resolution.max_x);
+    traits.yDpi = FixedDpi(resolution.device_y);
   }
   return traits;
 }
@@ -60,7 +60,7 @@ QrlStatus BuildXformList(const PageFormat& format, const ResolutionState& resolu
   }
   // The flip comes before the scaler and sees the device's own rows.
   const int32_t device_rows =
-      resolution.gUpScaling ? resolution.gDevLinesPerScan : format.traits.rowCount;
+      resolution.enlarging ? resolution.device_lines : format.traits.rowCount;
   if (format.flip_mode == kFlipVertical) {
     trace.Print(TRACE_INFO, "MXVWIA_QRL::Scan: Need VFLIP");
     AppendFlip(list, false, device_rows);
@@ -70,12 +70,12 @@ QrlStatus BuildXformList(const PageFormat& format, const ResolutionState& resolu
   } else {
     trace.Print(TRACE_INFO, "MXVWIA_QRL::Scan: No FLIP");
   }
-  if (resolution.gUpScaling) {
+  if (resolution.enlarging) {
     trace.Print(TRACE_INFO, "Scan: gUpScaling!@!!! ");
-    if (resolution.gDevPixelsPerLine <= 0 || resolution.gDevYRes <= 0) return SL_PIPELINE_SETUP;
+    if (resolution.device_pixels <= 0 || resolution.device_y <= 0) return SL_PIPELINE_SETUP;
     XformDescriptor& scale = Append(list, XFORM_SCALE);
-    scale.params[0] = ScaleFactor(resolution.gOutPixelsPerLine, resolution.gDevPixelsPerLine);
-    scale.params[1] = ScaleFactor(resolution.gReqYRes, resolution.gDevYRes);
+    scale.params[0] = ScaleFactor(resolution.out_pixels, resolution.device_pixels);
+    scale.params[1] = ScaleFactor(resolution.asked_y, resolution.device_y);
     scale.params[2] = 1;
   }
   if (list->count == 0) Append(list, XFORM_TABLE).params[0] = 1;

@@ -42,14 +42,14 @@ QrlStatus ScanEngine::AskPageFormat(PageFormat* format) {
   status = exchange_.InquireModel(&model);
   if (status != SL_OK) return status;
 
-  if (!ScanInputBuffer_ && !ScanInputBuffer_.Allocate(kScanBufferBytes)) return SL_NOMEMORY;
-  iTempBufValid_ = iTempBufPos_ = 0;
+  if (!input_ && !input_.Allocate(kScanBufferBytes)) return SL_NOMEMORY;
+  input_end_ = input_position_ = 0;
   page_bytes_ = 0;
-  bHitEOD_ = finished_ = false;
+  data_ended_ = finished_ = false;
 
   status = AskTraits(&traits);
   if (status != SL_OK) return status;
-  if (exchange_.resolution().gUpScaling) trace_.Print(TRACE_INFO, "Scan: gUpScaling!@!!! ");
+  if (exchange_.resolution().enlarging) trace_.Print(TRACE_INFO, "Scan: gUpScaling!@!!! ");
   traits = DeviceTraits(traits, exchange_.resolution());
   bytes_to_come_ = PageBytes(traits);
   status = AskCompression(&format->compression);
@@ -100,9 +100,9 @@ QrlStatus ScanEngine::AskFlip(int32_t* flip_mode) {
 }
 
 void ScanEngine::StartImageLog() {
-  m_szImageFile_.clear();
-  MakeImageLogFileName(&m_szImageFile_);
-  trace_.Print(TRACE_INFO, " MXVWIA_QRL:: GetTempFile ImgLog m_szImageFile %s", m_szImageFile_);
+  image_log_file_.clear();
+  MakeImageLogFileName(&image_log_file_);
+  trace_.Print(TRACE_INFO, " MXVWIA_QRL:: GetTempFile ImgLog m_szImageFile %s", image_log_file_);
 }
 
 }  // namespace scantk

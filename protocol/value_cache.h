@@ -11,32 +11,32 @@
 
 namespace scantk {
 
-class QrlCache {
+class ValueCache {
  public:
-  explicit QrlCache(TraceLog& trace);
+  explicit ValueCache(TraceLog& trace);
 
-  void SetCacheEnable(bool enable) { QRL_CACHE_ENABLE_ = enable; }
-  bool IsEnabled() const { return QRL_CACHE_ENABLE_; }
+  void Enable(bool enable) { enabled_ = enable; }
+  bool IsEnabled() const { return enabled_; }
 
   // True and *value: the value of that kind of `id` is known.
-  bool Cache_Qrl_Val_Lookup(uint32_t id, char kind, int32_t* value) const;
+  bool Lookup(uint32_t id, char kind, int32_t* value) const;
   // Learns a value. A reset, an error clearing and a scan start make it forget the settings that
   // the device may have changed.
-  void Cache_Qrl_Val_Update(uint32_t id, char kind, int32_t value);
+  void Update(uint32_t id, char kind, int32_t value);
   // Any command may have raised a device error.
   void ForgetErrorCount();
 
  private:
   struct Entry {
     uint32_t flags;
-    int32_t sl_min;
-    int32_t sl_nom;
-    int32_t sl_max;
+    int32_t minimum;
+    int32_t current;
+    int32_t maximum;
   };
 
   TraceLog& trace_;
-  bool QRL_CACHE_ENABLE_ = false;
-  std::array<Entry, kCommandCount> QRL_CACHE_{};
+  bool enabled_ = false;
+  std::array<Entry, kCommandCount> entries_{};
 };
 
 }  // namespace scantk

@@ -22,10 +22,10 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetCompressionType(uint32_t hSession, u
   return Method("scantk::SetCompressionType", kNoCategory, hSession, pdwErrorCode)
       .Run([&](SessionEntry& entry) -> HRESULT {
         SessionState& state = entry.state;
-        if (dwType == T_COMPRESSION_NONE) state.m_bEnableJPEG = 0;
-        if (dwType == T_COMPRESSION_JPEG) state.m_bEnableJPEG = 1;
-        trace_.Print("SetCompressionType: Model %ld:  m_bEnableJPEG %d", state.m_ModelID,
-                     state.m_bEnableJPEG);
+        if (dwType == T_COMPRESSION_NONE) state.jpeg_enabled = 0;
+        if (dwType == T_COMPRESSION_JPEG) state.jpeg_enabled = 1;
+        trace_.Print("SetCompressionType: Model %ld:  m_bEnableJPEG %d", state.model,
+                     state.jpeg_enabled);
         return S_OK;
       });
 }
@@ -50,12 +50,12 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetCompressionOption(uint32_t hSession,
         if (dwCompOption == T_COMPRESSION_OPTION_JPEG_LEVEL) {
           if (dwValue < caps.dwJPEGLevelMinimum || dwValue > caps.dwJPEGLevelMaximum)
             return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
-          state.m_JPEGCompressionLevel = dwValue;
+          state.jpeg_level = dwValue;
         } else if (dwCompOption != kOptionAcceptedUnused) {
           return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
         }
-        trace_.Print("SetCompressionOption: Model %ld:  m_JPEGCompressionLevel %d", state.m_ModelID,
-                     state.m_JPEGCompressionLevel);
+        trace_.Print("SetCompressionOption: Model %ld:  m_JPEGCompressionLevel %d", state.model,
+                     state.jpeg_level);
         return S_OK;
       });
 }

@@ -15,8 +15,8 @@ HRESULT NoDuplexToggle(TraceLog& trace, uint32_t* error_code) {
 
 // The sheet is fed when the next feeder scan starts.
 void FeedLater(SessionState& state, TraceLog& trace, const char* format) {
-  state.DelayedFeedPaperSet = 1;
-  trace.Print(format, state.m_ModelID, state.DelayedFeedPaperSet);
+  state.feed_pending = 1;
+  trace.Print(format, state.model, state.feed_pending);
 }
 
 }  // namespace
@@ -65,9 +65,9 @@ HRESULT STDMETHODCALLTYPE ScannerObject::ADF2PaperFeed(uint32_t hSession, uint32
 HRESULT STDMETHODCALLTYPE ScannerObject::ADFEjectMedia(uint32_t hSession, uint32_t* pdwErrorCode) {
   return Method("velkan::ADFEjectMedia", TRACE_API, hSession, pdwErrorCode)
       .Run([&](SessionEntry& entry) -> HRESULT {
-        entry.state.DelayedEjectPaperSet = 1;
-        trace_.Print("ADFEjectMedia : Model %ld:  DelayedEjectPaperSet s%d", entry.state.m_ModelID,
-                     entry.state.DelayedEjectPaperSet);
+        entry.state.eject_pending = 1;
+        trace_.Print("ADFEjectMedia : Model %ld:  DelayedEjectPaperSet s%d", entry.state.model,
+                     entry.state.eject_pending);
         return S_OK;
       });
 }
@@ -91,13 +91,12 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetADFOptions(uint32_t hSession,
         trace_.Print(
             "SetADFOptions: Model %ld:  dwADFOptionsSelected =  %x T_ADF_DUPLEX = %x "
             "T_ADF_MULTIPAGE_FLOW %x",
-            state.m_ModelID, dwADFOptionsSelected, T_ADF_DUPLEX, T_ADF_MULTIPAGE_FLOW);
-        state.setDuplexer = (dwADFOptionsSelected & T_ADF_DUPLEX) ? 1 : 0;
-        if (state.setDuplexer)
-          trace_.Print("SetADFOptions: Model %ld: T_ADF_DUPLEX setDuplexer = %d", state.m_ModelID,
-                       state.setDuplexer);
-        trace_.Print("SetADFOptions: Model %ld:  setDuplexer = %d", state.m_ModelID,
-                     state.setDuplexer);
+            state.model, dwADFOptionsSelected, T_ADF_DUPLEX, T_ADF_MULTIPAGE_FLOW);
+        state.duplex = (dwADFOptionsSelected & T_ADF_DUPLEX) ? 1 : 0;
+        if (state.duplex)
+          trace_.Print("SetADFOptions: Model %ld: T_ADF_DUPLEX setDuplexer = %d", state.model,
+                       state.duplex);
+        trace_.Print("SetADFOptions: Model %ld:  setDuplexer = %d", state.model, state.duplex);
         return (dwADFOptionsSelected & (T_ADF_DUPLEX | T_ADF_MULTIPAGE_FLOW)) ? S_OK : E_FAIL;
       });
 }

@@ -63,8 +63,8 @@ bool SendFormat(Download& to, const SCANNER_PARAMETERS& wanted, const DataType& 
                 TraceLog& trace) {
   if (!to.Send(SL_DATA_TYPE, type.code, "ERROR: Setting Data Type (%d) Failed, QRL Error Code = %d",
                type.code) ||
-      !to.Send(SL_BITS_PER_PIXEL, type.bitsPerPixel,
-               "ERROR: Setting Data Type bpp %d Failed, QRL Error Code = %d", type.bitsPerPixel))
+      !to.Send(SL_BITS_PER_PIXEL, type.bits_per_pixel,
+               "ERROR: Setting Data Type bpp %d Failed, QRL Error Code = %d", type.bits_per_pixel))
     return false;
   trace.Print("DownLoadScannerParameters :SetX Res %d  SetY Res %d ", wanted.wXResolution,
               wanted.wYResolution);
@@ -103,7 +103,7 @@ bool ReadGeometry(Download& from, const DataType& type, TraceLog& trace, BUFFER_
                 "ERROR: SL_LINES_PER_SCAN %d Failed, QRL Error Code = %d"))
     return false;
   info->dwPixelHeight = static_cast<uint32_t>(lines);
-  info->dwBytesPerLine = BytesPerLine(pixels, type.bitsPerPixel);
+  info->dwBytesPerLine = BytesPerLine(pixels, type.bits_per_pixel);
   if (!from.Ask(SL_BYTES_PER_LINE, &device_bytes,
                 "ERROR: SL_BYTES_PER_LINE %d Failed, QRL Error Code = %d"))
     return false;
@@ -125,23 +125,23 @@ bool SendCompression(Download& to, const SCANNER_PARAMETERS& wanted, const Sessi
                      TraceLog& trace) {
   constexpr char kFailed[] = "ERROR:SL_COMPRESSION SL_JPEG Failed, QRL Error Code = %d";
   const uint32_t mode = wanted.dwScanMode;
-  if (state.m_bEnableJPEG != 1) {
+  if (state.jpeg_enabled != 1) {
     const bool sent = to.SendPlain(SL_COMPRESSION, kNoCompression, kFailed);
     trace.Print(
         " DownLoadScannerParameters: JPEG NOT enabled, ScanMode: %d (color 1,gray 2, bw 3 "
         "ModelNumber %s Model ID %d",
-        mode, state.ModelNumber(), state.m_ModelID);
+        mode, state.ModelNumber(), state.model);
     return sent;
   }
   trace.Print(
       "DownLoadScannerParameters: JPEG enabled, compress color/gray, ScanMode= %d ModelNumber %s "
       "Model ID %d",
-      mode, state.ModelNumber(), state.m_ModelID);
+      mode, state.ModelNumber(), state.model);
   // The streams carry 8 bits a channel, and colours or grey.
   if ((mode != T_COLOR && mode != T_GREYSCALE) || wanted.byBitsPerChannel > 8)
     return to.SendPlain(SL_COMPRESSION, kNoCompression, kFailed);
   if (!to.SendPlain(SL_COMPRESSION, SL_JPEG, kFailed)) return false;
-  uint32_t factor = state.m_JPEGCompressionLevel;
+  uint32_t factor = state.jpeg_level;
   if (factor == 0) {
     trace.Print("0 == pSessionState->m_JPEGCompressionLevel");
     const bool preview = (wanted.dwScanOptions & T_PREVIEW) != 0;
@@ -156,9 +156,9 @@ bool SendCompression(Download& to, const SCANNER_PARAMETERS& wanted, const Sessi
 
 bool SendToneMap(Download& to, ProtocolEngine& engine, const SessionState& state, uint32_t mode,
                  const DataType& type, TraceLog& trace) {
-  if (state.toneMapPending == 0) return true;
+  if (state.tone_map_pending == 0) return true;
   trace.Print("SL_TONEMAP_LOAD, Scanmode = %d (BW=4), wColorMode %d ", mode, type.code);
-  return to.CheckPlain(engine.DownloadTable(kToneMapTable, state.toneMap),
+  return to.CheckPlain(engine.DownloadTable(kToneMapTable, state.tone_map),
                        "ERROR:SL_TONEMAP_LOAD Failed, QRL Error Code = %d") &&
          to.SendPlain(SL_TONEMAP, kDownloadedToneMap,
                       "ERROR:SL_TONEMAP Failed, QRL Error Code = %d");
@@ -167,10 +167,10 @@ bool SendToneMap(Download& to, ProtocolEngine& engine, const SessionState& state
 bool SendDuplexFlips(Download& to, ProtocolEngine& engine, const SCANNER_PARAMETERS& wanted,
                      const SessionState& state, TraceLog& trace) {
   if (wanted.wScanMethod != T_METHOD_ADF) return true;
-  if (state.setDuplexer != 1) {
-    trace.Print("DownloadScanParam, Don't Want duplex = %d", state.setDuplexer);
+  if (state.duplex != 1) {
+    trace.Print("DownloadScanParam, Don't Want duplex = %d", state.duplex);
   }
-  const int32_t wanted_flip = state.setDuplexer == 1 ? 1 : 0;
+  const int32_t wanted_flip = state.duplex == 1 ? 1 : 0;
   const auto send = [&](uint32_t id, const char* format) {
     const bool needed = wanted_flip == 1 || engine.exchange.IsSwitchedOn(id);
     return !needed || to.SendIfKnown(id, wanted_flip, format);
@@ -183,11 +183,11 @@ bool SendDuplexFlips(Download& to, ProtocolEngine& engine, const SCANNER_PARAMET
 
 bool SendPageSize(Download& to, ProtocolEngine& engine, const SessionState& state, bool page_size,
                   TraceLog& trace) {
-  if (ModelOf(state.m_ModelID).pageSize == PageSize::kUnknown) {
-    trace.Print("DownloadScanParam: Dot4 device ModelID %d: ALL Parameters sent ", state.m_ModelID);
+  if (ModelOf(state.model).page_size == PageSize::kUnknown) {
+    trace.Print("DownloadScanParam: Dot4 device ModelID %d: ALL Parameters sent ", state.model);
     return true;
   }
-  trace.Print("DownloadScanParam: usb device ModelID %d: ", state.m_ModelID);
+  trace.Print("DownloadScanParam: usb device ModelID %d: ", state.model);
   if (!page_size) return true;
   const QrlStatus status = engine.exchange.SendCommand(SL_SET_ADF_PAGESIZE, 0);
   if (status == SL_OK) {
@@ -221,12 +221,13 @@ HRESULT DownLoadScannerParameters(SessionState& state, const SCANNER_PARAMETERS*
   DataType type;
   if (!DataTypeOf(wanted, &type)) return done(Fail(error_code, TERR_INVALID_PARAMETER));
   if (wanted.dwScanMode == T_BW)
-    trace.Print("BW scan: Data Type wColorMode(%d) BitPerPixel= %d", type.code, type.bitsPerPixel);
+    trace.Print("BW scan: Data Type wColorMode(%d) BitPerPixel= %d", type.code,
+                type.bits_per_pixel);
 
   ProtocolEngine& engine = *state.engine;
   Download download(engine, trace, error_code);
   if (!SendFormat(download, wanted, type, trace) || !SendWindow(download, wanted) ||
-      !ReadGeometry(download, type, trace, &state.bufferInfo))
+      !ReadGeometry(download, type, trace, &state.buffer_info))
     return done(E_FAIL);
   if (which == Parameters::kGeometry) return done(S_OK);
 

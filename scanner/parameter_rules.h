@@ -18,7 +18,7 @@ constexpr uint32_t ToDeviceUnits(uint32_t value, uint32_t resolution) {
 // What the device calls a colour mode.
 struct DataType {
   int32_t code;  // of SL_DATA_TYPE
-  int32_t bitsPerPixel;
+  int32_t bits_per_pixel;
 };
 
 // False for a mode that cannot be scanned.

@@ -39,7 +39,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::ReadScanEx(uint32_t hSession, uint8_t* 
   return Method("scantk::ReadScanEx", TRACE_API, hSession, pdwErrorCode)
       .Requires({pbyBuffer, pdwBytesRead})
       .Run([&](SessionEntry& entry) {
-        return ScanJob(entry, trace_, m_dwScanLines, pdwErrorCode)
+        return ScanJob(entry, trace_, scan_lines_, pdwErrorCode)
             .Read(pbyBuffer, dwBytes, pdwBytesRead);
       });
 }
@@ -80,10 +80,10 @@ HRESULT STDMETHODCALLTYPE ScannerObject::ReadScan(uint32_t hSession, uint8_t* pb
 }
 
 HRESULT ScanJob::Read(uint8_t* buffer, uint32_t bytes, uint32_t* bytes_read) {
-  const uint32_t bytes_per_line = state_.bufferInfo.dwBytesPerLine;
+  const uint32_t bytes_per_line = state_.buffer_info.dwBytesPerLine;
   if (bytes_per_line == 0) return Fail(error_code_, TERR_INVALID_PARAMETER);
   const uint32_t wanted_lines = bytes / bytes_per_line;
-  if (state_.lScanPhase == kScanStarted) {
+  if (state_.scan_phase == kScanStarted) {
     trace_.Print(" dwScanLines (%ld)= dwBytes (%ld)/ dwBytesPerLine  (%ld)", wanted_lines, bytes,
                  bytes_per_line);
     HRESULT checked = CheckErrors();
@@ -91,7 +91,7 @@ HRESULT ScanJob::Read(uint8_t* buffer, uint32_t bytes, uint32_t* bytes_read) {
       trace_.Print("ReadScanEx: CheckErrors: %d %d", checked, *error_code_);
       return checked;
     }
-    engine_.scan.ExpectRows(state_.bufferInfo.dwPixelWidth, bytes_per_line);
+    engine_.scan.ExpectRows(state_.buffer_info.dwPixelWidth, bytes_per_line);
   }
   if (wanted_lines * bytes_per_line != bytes) {
     trace_.Print(TRACE_CLASS_ERROR,
@@ -99,7 +99,7 @@ HRESULT ScanJob::Read(uint8_t* buffer, uint32_t bytes, uint32_t* bytes_read) {
                  bytes_per_line, bytes);
     return Fail(error_code_, TERR_INVALID_PARAMETER);
   }
-  if (state_.lScanPhase == kScanIdle) return CommunicationFailed();
+  if (state_.scan_phase == kScanIdle) return CommunicationFailed();
 
   trace_.Print("ReadScanEx Want: dwScanLines (%ld) eg( dwBytes (%ld) / BytesPerLine(%ld)) ",
                wanted_lines, bytes, bytes_per_line);
@@ -122,10 +122,10 @@ HRESULT ScanJob::ReadPieces(uint8_t* destination, uint32_t wanted, uint32_t* tot
   while (*total < wanted && status == SL_OK) {
     const uint32_t remaining = wanted - *total;
     uint32_t got = 0;
-    status = engine_.scan.Scan(state_.lScanPhase, destination + *total, std::min(remaining, kPiece),
+    status = engine_.scan.Scan(state_.scan_phase, destination + *total, std::min(remaining, kPiece),
                                &got);
     result = TraceScanStatus(status, remaining, got, end_rows);
-    state_.lScanPhase = kScanTransferring;
+    state_.scan_phase = kScanTransferring;
     *total += got;
   }
   return result;

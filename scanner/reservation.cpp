@@ -18,9 +18,9 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
         trace_.Print(TRACE_INFO, "JobReserveHW: entry");
         SessionState& state = entry.state;
         if (!state.IsNetworked()) {
-          state.m_URS_SW_semaphore = T_URS_START;
+          state.urs_state = T_URS_START;
           trace_.Print("JobReserveHW: non-network, no-op lock parser, m_URS_SW_semaphore %d ",
-                       state.m_URS_SW_semaphore);
+                       state.urs_state);
           return S_OK;
         }
         const QrlStatus locked = state.engine->lock.LockScanner(0);
@@ -52,21 +52,21 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReserveHW(uint32_t hSession, uint32_
 HRESULT ScannerObject::SkipHandshake(SessionEntry& entry, uint32_t* pdwErrorCode) {
   HRESULT result = SetUserReadyToScanState(entry.handle, T_URS_START, pdwErrorCode);
   trace_.Print(" GetUserReadyToScanState: device doesn't support usr, sw set urs to %d",
-               entry.state.m_URS_SW_semaphore);
+               entry.state.urs_state);
   return result;
 }
 
 // Asks the device to wait for its user, where it has a variable to show that it waits.
 HRESULT ScannerObject::BeginHandshake(SessionEntry& entry, int32_t urs, uint32_t* pdwErrorCode) {
   SessionState& state = entry.state;
-  state.m_URS_SW_semaphore = static_cast<uint32_t>(urs);
+  state.urs_state = static_cast<uint32_t>(urs);
   trace_.Print(" GetUserReadyToScanState: (networked) device supports urs is %d", urs);
   HRESULT result = S_OK;
-  if (state.m_URS_SW_semaphore == T_URS_DEFAULT) {
+  if (state.urs_state == T_URS_DEFAULT) {
     result = SetUserReadyToScanState(entry.handle, T_URS_WAIT, pdwErrorCode);
     state.engine->lock.SetDeviceTimeout(kWaitForUser);
   }
-  if (state.ursVariable == 0)
+  if (state.urs_variable == 0)
     result = SetUserReadyToScanState(entry.handle, T_URS_START, pdwErrorCode);
   return result;
 }
@@ -77,9 +77,9 @@ HRESULT STDMETHODCALLTYPE ScannerObject::JobReleaseHW(uint32_t hSession, uint32_
         trace_.Print("JobReleaseHW: entry");
         SessionState& state = entry.state;
         if (!state.IsNetworked()) {
-          state.m_URS_SW_semaphore = T_URS_DEFAULT;
+          state.urs_state = T_URS_DEFAULT;
           trace_.Print("JobReleaseHW: non-network, no-op release parser, m_URS_SW_semaphore %d",
-                       state.m_URS_SW_semaphore);
+                       state.urs_state);
           return S_OK;
         }
         const QrlStatus status = state.engine->lock.UnLockScanner();
@@ -100,29 +100,28 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetUserReadyToScanState(uint32_t hSessi
       .Run([&](SessionEntry& entry) -> HRESULT {
         SessionState& state = entry.state;
         if (!state.IsNetworked()) {
-          *pbyState = static_cast<URS_STATE>(state.m_URS_SW_semaphore);
-          trace_.Print("GetUserReadyToScanState: non-network,*pbyState %d ",
-                       state.m_URS_SW_semaphore);
+          *pbyState = static_cast<URS_STATE>(state.urs_state);
+          trace_.Print("GetUserReadyToScanState: non-network,*pbyState %d ", state.urs_state);
           return S_OK;
         }
         int32_t urs = 0;
         const QrlStatus status = state.engine->exchange.InquireNumber(SL_URS_STATE, kCurrent, &urs);
         if (status == SL_NULLRESPONSE) {
-          state.m_URS_SW_semaphore = T_URS_START;
+          state.urs_state = T_URS_START;
           trace_.Print(" GetUserReadyToScanState: device doesn't support usr, sw set urs to %d",
-                       state.m_URS_SW_semaphore);
+                       state.urs_state);
           state.engine->lock.SetDeviceTimeout(0);
         } else if (status != SL_OK) {
           trace_.Print(TRACE_CLASS_ERROR, " GetUserReadyToScanState: Comm error %d  ", status);
           return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
         } else {
-          state.m_URS_SW_semaphore = static_cast<uint32_t>(urs);
+          state.urs_state = static_cast<uint32_t>(urs);
           trace_.Print(" GetUserReadyToScanState: device urs is %d", urs);
           trace_.Print(" GetUserReadyToScanState: network device urs is %d", urs);
         }
-        *pbyState = static_cast<URS_STATE>(state.m_URS_SW_semaphore);
-        trace_.Print(TRACE_INFO, "GetUserReadyToScanState: urs state %d", state.m_URS_SW_semaphore);
-        trace_.Print(TRACE_API, "GetUserReadyToScanState: urs state %d", state.m_URS_SW_semaphore);
+        *pbyState = static_cast<URS_STATE>(state.urs_state);
+        trace_.Print(TRACE_INFO, "GetUserReadyToScanState: urs state %d", state.urs_state);
+        trace_.Print(TRACE_API, "GetUserReadyToScanState: urs state %d", state.urs_state);
         return S_OK;
       });
 }
@@ -140,33 +139,33 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetUserReadyToScanState(uint32_t hSessi
           return E_FAIL;
         }
         if (!state.IsNetworked()) {
-          state.m_URS_SW_semaphore = wanted;
+          state.urs_state = wanted;
           trace_.Print("SetUserReadyToScanState: non-network, byState %d", wanted);
           return S_OK;
         }
         const QrlStatus status =
             state.engine->exchange.SendCommand(SL_URS_STATE, static_cast<int32_t>(wanted));
         if (status == SL_NULLRESPONSE) {
-          state.m_URS_SW_semaphore = T_URS_START;
+          state.urs_state = T_URS_START;
           state.engine->lock.SetDeviceTimeout(0);
           trace_.Print("SetUserReadyToScanState: device doesn't support urs, se set state to %d",
-                       state.m_URS_SW_semaphore);
+                       state.urs_state);
         } else if (status != SL_OK) {
           trace_.Print(TRACE_CLASS_ERROR,
                        " SetUserReadyToScanState: Comm error %d (desired state was byState %d ",
                        status, wanted);
           return Fail(pdwErrorCode, TERR_SCANNER_COMMUNICATION_FAILED);
         } else {
-          state.m_URS_SW_semaphore = wanted;
+          state.urs_state = wanted;
           trace_.Print(
               "SetUserReadyToScanState: device urs state %d pSessionState->m_URS_SW_semaphore %d",
-              wanted, state.m_URS_SW_semaphore);
+              wanted, state.urs_state);
         }
         if (wanted != T_URS_WAIT) state.engine->lock.SetDeviceTimeout(0);
         for (uint32_t mask : {TRACE_API, TRACE_INFO})
           trace_.Print(mask,
                        "SetUserReadyToScanState: urs state %d pSessionState->m_URS_SW_semaphore %d",
-                       wanted, state.m_URS_SW_semaphore);
+                       wanted, state.urs_state);
         return S_OK;
       });
 }

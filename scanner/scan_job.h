@@ -61,7 +61,7 @@ class ScanJob {
   SessionState& state_;
   ProtocolEngine& engine_;
   TraceLog& trace_;
-  std::atomic<uint32_t>& lines_;  // m_dwScanLines in the trace
+  std::atomic<uint32_t>& lines_;  // scan_lines_ in the trace
   uint32_t* error_code_;
 };
 

@@ -29,11 +29,11 @@ HRESULT STDMETHODCALLTYPE ScannerObject::SetGammaTable(uint32_t hSession, uint32
       .Run([&](SessionEntry& entry) -> HRESULT {
         SessionState& state = entry.state;
         // A session whose capabilities were never learnt has no entries, and no size is right.
-        if (uSz != state.capabilities.dwGammaEntriesPerChannel || uSz < std::size(state.toneMap))
+        if (uSz != state.capabilities.dwGammaEntriesPerChannel || uSz < std::size(state.tone_map))
           return Fail(pdwErrorCode, TERR_INVALID_PARAMETER);
         // The device takes one map for all channels.
-        std::copy_n(pbyRed, std::size(state.toneMap), state.toneMap);
-        state.toneMapPending = 1;
+        std::copy_n(pbyRed, std::size(state.tone_map), state.tone_map);
+        state.tone_map_pending = 1;
         trace_.Print("SetGammaTable");
         return S_OK;
       });
@@ -47,14 +47,14 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetBufferInfo(uint32_t hSession,
       .Requires({pScanParam, pBufferInfo})
       .Run([&](SessionEntry& entry) -> HRESULT {
         SessionState& state = entry.state;
-        if (state.lScanPhase != kScanIdle) {
+        if (state.scan_phase != kScanIdle) {
           trace_.Print(TRACE_CLASS_ERROR,
                        "GetBufferInfo: ScanPhase %ld -- currently already scanning!!!!",
-                       state.lScanPhase);
+                       state.scan_phase);
           *pdwdErrorCode = TERR_CANCEL_PRESSED;
           return S_OK;
         }
-        trace_.Print("GetBufferInfo: Entry ScanPhase %ld", state.lScanPhase);
+        trace_.Print("GetBufferInfo: Entry ScanPhase %ld", state.scan_phase);
         URS_STATE urs = T_URS_DEFAULT;
         uint32_t ignored = 0;
         if (SUCCEEDED(GetUserReadyToScanState(hSession, &urs, &ignored)) && urs != T_URS_START) {
@@ -63,7 +63,7 @@ HRESULT STDMETHODCALLTYPE ScannerObject::GetBufferInfo(uint32_t hSession,
         }
         HRESULT result = DownLoadScannerParameters(state, pScanParam, Parameters::kGeometry, trace_,
                                                    pdwdErrorCode);
-        *pBufferInfo = state.bufferInfo;
+        *pBufferInfo = state.buffer_info;
         DumpBufferInfo(trace_, pBufferInfo, TRACE_DUMP);
         return result;
       });

@@ -185,7 +185,7 @@ class ScannerObject final : public IScanner,
 
   SettingsReference settings_;
   TraceLog trace_;
-  std::atomic<uint32_t> m_dwScanLines{0};  // lines delivered since the last StartScan
+  std::atomic<uint32_t> scan_lines_{0};  // lines delivered since the last StartScan
   mutable std::mutex switches_mutex_;
   DeviceSwitches switches_;
   std::atomic<int64_t> scan_start_time_{0};  // seconds since 1970

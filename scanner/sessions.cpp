@@ -40,7 +40,7 @@ void TraceDeviceName(TraceLog& trace, bool found, const DeviceSettings& settings
     trace.Print("GetDIScannerDeviceSettings suceeded current  I/O DevName %s ",
                 settings.ioDeviceName);
     trace.Print("GetDIScannerDeviceSettings suceeded original (full) I/O DevName %s ",
-                entry.deviceName);
+                entry.device_name);
   } else {
     trace.Print("GetDIScannerDeviceSettings failed I/O DevName is %s ", settings.ioDeviceName);
   }
@@ -115,7 +115,7 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
   trace_.Print("GetDIScannerDeviceSettings call");
   DeviceSwitches switches = Switches();
   const bool found =
-      GetDIScannerDeviceSettings(trace_, entry.deviceName, &settings, &switches) != 0;
+      GetDIScannerDeviceSettings(trace_, entry.device_name, &settings, &switches) != 0;
   {
     std::lock_guard guard(switches_mutex_);
     switches_ = switches;
@@ -133,12 +133,12 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
   if (engine->channel.InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
     return give_up(TERR_SCANNER_NOT_FOUND);
 
-  state.lScanPhase = kScanIdle;
-  trace_.Print("OpenScannerSession: lScanPhase %d", state.lScanPhase);
-  state.toneMapPending = 0;
-  state.DelayedFeedPaperSet = 0;
-  state.DelayedEjectPaperSet = 0;
-  state.dwDevIOType = dwDevIOType;
+  state.scan_phase = kScanIdle;
+  trace_.Print("OpenScannerSession: lScanPhase %d", state.scan_phase);
+  state.tone_map_pending = 0;
+  state.feed_pending = 0;
+  state.eject_pending = 0;
+  state.io_type = dwDevIOType;
   if (state.IsNetworked()) engine->channel.SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
   engine->scan.SetSwitchValues(switches.ImgLog);
   return S_OK;

@@ -11,7 +11,7 @@ namespace {
 
 HRESULT LearnSpfSize(SessionState& state, TraceLog& trace, uint32_t* error_code) {
   const char* refused = nullptr;
-  switch (ModelOf(state.m_ModelID).spf) {
+  switch (ModelOf(state.model).spf) {
     case SpfSupport::kNotOnParallelDot4:
       refused = " GetSPFCapabilities: dot4 parellel device doesn't support spf, spf.size set to %d";
       break;

@@ -14,17 +14,17 @@ HRESULT STDMETHODCALLTYPE ScannerObject::StartScan(uint32_t hSession, uint32_t* 
   scan_start_time_ = TheClock().SecondsSince1970();
   return Method("scantk::StartScan", TRACE_API, hSession, pdwErrorCode)
       .Run([&](SessionEntry& entry) {
-        return ScanJob(entry, trace_, m_dwScanLines, pdwErrorCode).Start();
+        return ScanJob(entry, trace_, scan_lines_, pdwErrorCode).Start();
       });
 }
 
 HRESULT ScanJob::Start() {
   const uint32_t process = ProcessId(), thread = ThreadId();
   trace_.Print("StartScan: PID (%lx) (%ld), TID (%lx) (%ld) ScanPhase %ld", process, process,
-               thread, thread, state_.lScanPhase);
-  if (state_.lScanPhase != kScanIdle)
+               thread, thread, state_.scan_phase);
+  if (state_.scan_phase != kScanIdle)
     trace_.Print(TRACE_CLASS_ERROR, "StartScan: ScanPhase %ld -- currently already scanning!!!!",
-                 state_.lScanPhase);
+                 state_.scan_phase);
   lines_ = 0;
   engine_.exchange.SendCommand(SL_CLEAR_ERRORS, 0);
 
@@ -45,11 +45,10 @@ HRESULT ScanJob::Start() {
                  method);
   }
   if (method == T_METHOD_ADF) result = SwitchDuplexOff();
-  if (SUCCEEDED(result) && method == T_METHOD_ADF && state_.DelayedFeedPaperSet == 1)
-    result = Feed();
+  if (SUCCEEDED(result) && method == T_METHOD_ADF && state_.feed_pending == 1) result = Feed();
   if (SUCCEEDED(result)) result = CheckErrors();
   if (SUCCEEDED(result)) result = Download();
-  trace_.Print("StartScan exit: ScanPhase %ld", state_.lScanPhase);
+  trace_.Print("StartScan exit: ScanPhase %ld", state_.scan_phase);
   return result;
 }
 
@@ -68,7 +67,7 @@ HRESULT ScanJob::TakeDeviceLock() {
 
 // The device keeps the switch of an earlier job: without this, single sheets came with their backs.
 HRESULT ScanJob::SwitchDuplexOff() {
-  if (state_.setDuplexer == 1 || !engine_.exchange.IsSwitchedOn(SL_DUPLEX)) return S_OK;
+  if (state_.duplex == 1 || !engine_.exchange.IsSwitchedOn(SL_DUPLEX)) return S_OK;
   const QrlStatus status = engine_.exchange.SendCommand(SL_DUPLEX, 0);
   if (status == SL_OK || status == SL_NULLRESPONSE) return S_OK;
   trace_.Print(TRACE_CLASS_ERROR, "ERROR:StartScan Duplex off Failed, QRL Error Code = %d", status);
@@ -78,8 +77,8 @@ HRESULT ScanJob::SwitchDuplexOff() {
 HRESULT ScanJob::Feed() {
   trace_.Print("StartScan: Need to feed paper = %d (preview 1, final 0)",
                state_.parameters.dwScanOptions & T_PREVIEW);
-  if (state_.setDuplexer == 1) {
-    trace_.Print("StartScan, Want duplex = %d", state_.setDuplexer);
+  if (state_.duplex == 1) {
+    trace_.Print("StartScan, Want duplex = %d", state_.duplex);
     const QrlStatus status = engine_.exchange.SendCommand(SL_DUPLEX, 1);
     if (status == SL_NULLRESPONSE) {
       trace_.Print(" StartScan Duplex requested null but OK: %ld: (5 = null response) ", status);
@@ -89,7 +88,7 @@ HRESULT ScanJob::Feed() {
     }
   }
   HRESULT result = MovePaper(entry_, SL_ADF_FEED_PAGE, trace_, error_code_);
-  state_.DelayedFeedPaperSet = 0;
+  state_.feed_pending = 0;
   return result;
 }
 
@@ -100,7 +99,7 @@ HRESULT ScanJob::Download() {
     return DownLoadScannerParameters(state_, &state_.parameters, which, trace_, &download_code);
   };
   HRESULT downloaded = download(Parameters::kAll);
-  state_.lScanPhase = kScanStarted;
+  state_.scan_phase = kScanStarted;
 
   HRESULT checked = CheckErrors();
   if (FAILED(checked)) {

@@ -22,17 +22,17 @@ HRESULT STDMETHODCALLTYPE ScannerObject::StopScan(uint32_t hSession, uint32_t* p
                "StopScan entry: Start time %ld, Stop Time %ld, Scan Elapsed time: %ld", start, stop,
                stop - start);
   return method.Run([&](SessionEntry& entry) {
-    return ScanJob(entry, trace_, m_dwScanLines, pdwErrorCode).Stop();
+    return ScanJob(entry, trace_, scan_lines_, pdwErrorCode).Stop();
   });
 }
 
 HRESULT ScanJob::Stop() {
-  trace_.Print("StopScan entry: ScanPhase %ld", state_.lScanPhase);
+  trace_.Print("StopScan entry: ScanPhase %ld", state_.scan_phase);
   trace_.Print("StopScan: Total ScanLines %ld lock state %d ", lines_.load(),
                engine_.lock.IsHeld());
   if (lines_ == 0) return StopWithoutLines();
 
-  state_.lScanPhase = kScanIdle;
+  state_.scan_phase = kScanIdle;
   uint32_t written = 0;
   QrlStatus status = engine_.scan.Scan(kScanIdle, nullptr, 0, &written);
   if (status != SL_OK) {
@@ -48,7 +48,7 @@ HRESULT ScanJob::Stop() {
     result = StopAborted();
   else
     result = StopComplete(rows_k);
-  trace_.Print("StopScan exit: ScanPhase %ld", state_.lScanPhase);
+  trace_.Print("StopScan exit: ScanPhase %ld", state_.scan_phase);
   return result;
 }
 
@@ -125,8 +125,8 @@ HRESULT ScanJob::StopComplete(uint32_t rows) {
 
 // Nothing was delivered: either the scan never started, or its first read failed.
 HRESULT ScanJob::StopWithoutLines() {
-  const bool page_begun = state_.lScanPhase == kScanTransferring;
-  state_.lScanPhase = kScanIdle;
+  const bool page_begun = state_.scan_phase == kScanTransferring;
+  state_.scan_phase = kScanIdle;
   if (!engine_.lock.IsHeld()) {
     trace_.Print(
         "StopScan: Didn't Lock, much less start a scan: Total ScanLines %ld lock state %d ",

@@ -6,9 +6,9 @@
 namespace scantk {
 
 SessionEntry::SessionEntry(const std::string& name) : lock(name.c_str()) {
-  const size_t length = std::min(name.size(), sizeof deviceName - 1);
-  std::copy_n(name.data(), length, deviceName);
-  std::fill(deviceName + length, std::end(deviceName), '\0');
+  const size_t length = std::min(name.size(), sizeof device_name - 1);
+  std::copy_n(name.data(), length, device_name);
+  std::fill(device_name + length, std::end(device_name), '\0');
 }
 
 void SessionEntry::EndEngine() {
@@ -19,7 +19,7 @@ void SessionEntry::EndEngine() {
 SessionPtr SessionRegistry::Acquire(const std::string& name, int32_t* reference_count) {
   std::lock_guard guard(mutex_);
   if (auto found = by_name_.find(name); found != by_name_.end()) {
-    *reference_count = ++found->second->referenceCount;
+    *reference_count = ++found->second->reference_count;
     return found->second;
   }
   auto entry = std::make_shared<SessionEntry>(name);
@@ -32,7 +32,7 @@ SessionPtr SessionRegistry::Acquire(const std::string& name, int32_t* reference_
     by_name_.erase(named);
     throw;
   }
-  *reference_count = entry->referenceCount;
+  *reference_count = entry->reference_count;
   return entry;
 }
 
@@ -43,22 +43,22 @@ SessionPtr SessionRegistry::Lookup(uint32_t handle) const {
 }
 
 bool SessionRegistry::IsValid(const SessionEntry* entry) {
-  return entry && entry->validityMark == SessionEntry::kValid;
+  return entry && entry->validity_mark == SessionEntry::kValid;
 }
 
 bool SessionRegistry::Release(SessionEntry& entry, int32_t* reference_count) {
   std::lock_guard guard(mutex_);
   *reference_count = 0;
   // Two closes at once may both have found the entry; the second has nothing to give back.
-  if (!IsValid(&entry) || entry.referenceCount <= 0) return false;
-  *reference_count = --entry.referenceCount;
-  if (entry.referenceCount > 0) return true;
+  if (!IsValid(&entry) || entry.reference_count <= 0) return false;
+  *reference_count = --entry.reference_count;
+  if (entry.reference_count > 0) return true;
   if (entry.lock.IsLocked())
     while (entry.lock.Unlock()) {
     }
   by_handle_.erase(entry.handle);
   const auto named =
-      by_name_.find(std::string_view(entry.deviceName));  // without a copy: no failure
+      by_name_.find(std::string_view(entry.device_name));  // without a copy: no failure
   if (named != by_name_.end()) by_name_.erase(named);
   return true;
 }

@@ -26,13 +26,13 @@ struct SessionEntry {
   // Disconnects the device and destroys the engine, when there is one.
   void EndEngine();
 
-  ModulePin pin;               // the device would stay locked and connected without the library
-  int32_t referenceCount = 1;  // open sessions; guarded by the registry
+  ModulePin pin;                // the device would stay locked and connected without the library
+  int32_t reference_count = 1;  // open sessions; guarded by the registry
   uint32_t handle = 0;
-  uint32_t validityMark = kValid;
+  uint32_t validity_mark = kValid;
   SessionState state;
   CScannerLock lock;
-  char deviceName[kDeviceNameSize];
+  char device_name[kDeviceNameSize];
   std::mutex opening;      // the second opening of a name waits for the first to be done
   bool open = false;       // it was done well; guarded by `opening`
   std::mutex connecting;   // the first hold connects and the last one disconnects, one at a time

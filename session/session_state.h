@@ -10,30 +10,31 @@
 
 namespace scantk {
 
-// Zero until something is learnt or chosen. Used by whoever holds the device.
+// Zero until something is learnt or chosen. Used by whoever holds the device. The trace calls some
+// of it by older names: those in brackets.
 //
-// The scan phase (lScanPhase):
+// The scan phase:
 //
 //   idle (4) --StartScan--> started (2) --ReadScanEx--> transferring (3)
 //      ^                        |                             |
 //      +-------StopScan---------+-----------------------------+
 struct SessionState {
   std::unique_ptr<ProtocolEngine> engine;
-  uint32_t m_ModelID = 0;  // model family; non-zero: the capabilities have been learnt
+  uint32_t model = 0;  // family number (m_ModelID); non-zero: the capabilities have been learnt
   SCANNER_PARAMETERS parameters = {};
   SCANNER_CAPABILITIES capabilities = {};
-  uint8_t toneMap[256] = {};
-  uint32_t toneMapPending = 0;  // 1: goes to the device with every scan
-  BUFFER_INFO bufferInfo = {};
-  uint32_t lScanPhase = 0;
-  uint32_t DelayedFeedPaperSet = 0;   // 1: feed when the next feeder scan starts
-  uint32_t DelayedEjectPaperSet = 0;  // 1: the host asked for an eject; pages leave at StopScan
-  uint32_t m_bEnableJPEG = 0;
-  uint32_t m_JPEGCompressionLevel = 0;  // 0: chosen by the resolution
-  uint32_t m_URS_SW_semaphore = 0;      // URS_STATE as the toolkit knows it
-  uint32_t dwDevIOType = 0;
-  uint32_t ursVariable = 0;  // 0: the device starts without asking its user
-  uint32_t setDuplexer = 0;
+  uint8_t tone_map[256] = {};
+  uint32_t tone_map_pending = 0;  // 1: goes to the device with every scan
+  BUFFER_INFO buffer_info = {};
+  uint32_t scan_phase = 0;     // kScanIdle and its like (lScanPhase)
+  uint32_t feed_pending = 0;   // 1: feed when the next feeder scan starts (DelayedFeedPaperSet)
+  uint32_t eject_pending = 0;  // 1: the host asked for an eject (DelayedEjectPaperSet)
+  uint32_t jpeg_enabled = 0;   // (m_bEnableJPEG)
+  uint32_t jpeg_level = 0;     // 0: chosen by the resolution (m_JPEGCompressionLevel)
+  uint32_t urs_state = 0;      // URS_STATE as the toolkit knows it (m_URS_SW_semaphore)
+  uint32_t io_type = 0;        // T_IO_USB and its like
+  uint32_t urs_variable = 0;   // 0: the device starts without asking its user
+  uint32_t duplex = 0;         // 1: the host wants both sides (setDuplexer)
 
   ADF_CAPABILITIES adf = {};
   ADF2_CAPABILITIES adf2 = {};
@@ -45,7 +46,7 @@ struct SessionState {
   const char* ModelNumber() const {
     return reinterpret_cast<const char*>(capabilities.byModelNumber);
   }
-  bool IsNetworked() const { return dwDevIOType == T_IO_NETWORK; }
+  bool IsNetworked() const { return io_type == T_IO_NETWORK; }
 };
 
 }  // namespace scantk
