@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "host/console.h"
-#include "tests/config/fake_discovery.h"
 #include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
+#include "tests/doubles/fake_discovery.h"
 #include "tests/windows/cable.h"
 #include "tests/windows/com_class.h"
 
@@ -157,9 +157,8 @@ TEST_F(DeviceTest, UnpluggedUsb) {
 
 TEST_F(DeviceTest, MovedIsFoundByTheDiscoveryComponent) {
   const std::string identity = "{11D0BEC7-0000-4F19-9C6A-2B8D0E4F1A37}";
-  Script() = {};
-  Script().addresses[identity] = Address();
-  const ServedClass discovery(CLSID_DiscoveryBroker, FakeBroker::Create);
+  discovery.addresses[identity] = Address();
+  const ServedClass served(CLSID_DiscoveryBroker, FakeDiscovery::Create);
   const std::string device = sandbox.AddNetworkDevice("127.0.0.1");
   sandbox.SetDeviceText(device, "StaticIP", "");
   sandbox.SetDeviceText(device, "PortID", "127.255.255.1");
@@ -169,10 +168,9 @@ TEST_F(DeviceTest, MovedIsFoundByTheDiscoveryComponent) {
   EXPECT_EQ(kOk, Lock(session, 1000));
   EXPECT_EQ(kOk, Unlock(session));
   Close(session);
-  ASSERT_EQ(1u, Script().searches.size());
-  EXPECT_EQ("||||" + identity + "|||", Script().searches[0]);
+  EXPECT_EQ("||||" + identity + "|||", discovery.searches);
   EXPECT_EQ(Address(), sandbox.DeviceText(device, "PortID")) << "kept for the next time";
-  EXPECT_EQ(0, Script().references);
+  EXPECT_EQ(0u, discovery.references);
 }
 
 }  // namespace
