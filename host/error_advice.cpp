@@ -67,7 +67,8 @@ constexpr CodeAdvice kCodeAdvice[] = {
     {TERR_ADF_JAMMED,
      "Paper is jammed in the feeder. Open it, take the paper out, close it and scan the remaining "
      "pages again; with --wait the job goes on by itself."},
-    {TERR_ADF_EMPTY, "The feeder is empty. Put paper in, or scan from the glass without --feeder."},
+    {TERR_ADF_EMPTY,
+     "The feeder is empty. Put paper in, or scan from the glass with --source glass."},
     {TERR_ADF_HATCH_OPEN, "The feeder's hatch is open. Close it."},
     {TERR_APF_JAMMED, "A photo is jammed in the feeder. Take it out."},
     {TERR_ADF_DUPLEX_PAGE_TOO_SHORT, "The page is too short for two-sided scanning."},
@@ -94,7 +95,7 @@ std::string ResultName(HRESULT result) {
     case REGDB_E_CLASSNOTREG:
       return "REGDB_E_CLASSNOTREG";
     default:
-      return "system result";
+      return "of the system";
   }
 }
 
@@ -117,6 +118,14 @@ const char* AdviceFor(const Outcome& outcome) {
     return "The device reports an error and does not let go of it: look at its display, mend what "
            "it "
            "shows, or try `scanhost reset`.";
+  if (outcome.code == TERR_INVALID_PARAMETER &&
+      std::string_view(outcome.method).find("ControlPanel") != std::string_view::npos)
+    return "The panel has no such value, text or destination; `scanhost panel` shows which it has.";
+  // The system's own failures are those of loading the library.
+  if ((static_cast<uint32_t>(outcome.result) & 0xFFFF0000) == 0x80070000)
+    return "The toolkit's library cannot be loaded: see that it is there and complete, or name "
+           "another "
+           "with --library; `scanhost --version` tells which is taken.";
   for (const ResultAdvice& entry : kResultAdvice)
     if (entry.result == outcome.result) return entry.advice;
   for (const CodeAdvice& entry : kCodeAdvice)

@@ -242,7 +242,7 @@ void CheckRegistry(uint32_t error, const std::string& what) {
     case scantk::error::kAccessDenied:
       throw HostFailure("no permission for " + what + " in the registry; run as administrator");
     case scantk::error::kFileNotFound:
-      throw HostFailure(what + " is not in the registry");
+      throw HostFailure(what + " is not in the registry, or its file cannot be made");
     case scantk::error::kBadFormat:
       throw HostFailure(
           "the registry file cannot be read: repair it, or name another one with "

@@ -66,7 +66,7 @@ void Show(const TraceSettings& settings) {
 uint32_t ParseTraceLevel(const std::string& text) {
   for (const Level& level : kLevels)
     if (text == level.name) return level.mask;
-  return ParseNumber(text, "the trace level");
+  return ParseNumber(text, "the trace level, when it is not errors, calls, flow, data or all,");
 }
 
 void WriteTraceSettings(const TraceSettings& settings) {
