@@ -23,6 +23,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build libpng-dev libjpeg62-turbo-dev libtiff-dev
 TEST_PACKAGES=(git python3 clang-format clang-tidy googletest libgtest-dev libgmock-dev
   pkg-config)
 WINDOWS_PACKAGES=(g++-mingw-w64-x86-64-posix mingw-w64-tools wine wine64 nsis)
+ARM64_PACKAGES=(g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user)
 FUZZ_PACKAGES=(clang libclang-rt-dev)  # the second has libFuzzer and the sanitizers
 BENCH_PACKAGES=(libswscale-dev libyuv-dev)  # the yardsticks
 DEBIAN_PACKAGES=(dpkg-dev file fakeroot)  # what Debian packages are made with

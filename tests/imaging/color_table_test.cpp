@@ -84,6 +84,7 @@ TEST(Table, WideSamplesFollowTheLineBetweenEntries) {
   for (unsigned v = 0; v < 65536; ++v)
     Append(ramp, {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)});
   EXPECT_TRUE(LookUp({0, 0, 65535}, 512, 16, ramp).output == ramp);
+  EXPECT_EQ(LookUp({0, 0, 65535, 2 << 16}, 1, 16, {16, 0}).output, (Bytes{0, 4})) << "an entry";
   const Bytes inverted = LookUp({0, 65535, -1}, 512, 16, ramp).output;
   ASSERT_EQ(inverted.size(), ramp.size());
   for (size_t v = 0; v < 65536; ++v) {

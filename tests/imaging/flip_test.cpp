@@ -43,6 +43,7 @@ TEST(Flip, RowCountAgainstRowsThatCome) {
       {"lowered to what has come", {0, 1, 5}, 3, {}, {3, 2, 1}},
       {"lowered below it", {0, 1, 5}, 2, {}, {2, 1}},
       {"lowered below it, more come", {0, 1, 5}, 2, {4, 5}, {2, 1}},
+      {"lowered while rows are given: begins anew", {0, 1, 3}, 2, {}, {3, 2, 1}},
       {"lowered, more come", {0, 1, 5}, 4, {4, 5}, {4, 3, 2, 1}},
       {"raised beyond the places", {0, 1, 4}, 9, {4, 5}, {4, 3, 2, 1}},
       {"the same", {0, 1, 4}, 4, {4}, {4, 3, 2, 1}},

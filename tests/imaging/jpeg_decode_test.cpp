@@ -1,6 +1,7 @@
 // The decoder's samples, compared with those of the established library.
 #include <array>
 
+#include "tests/imaging/jpeg_pictures.h"
 #include "tests/imaging/jpeg_samples.h"
 
 namespace scantk::testing {
@@ -65,6 +66,9 @@ TEST(JpegDecode, EqualsLibraryForEverySamplingAndSize) {
     }
   }
   ExpectSameAsLibrary({65500, 17, kFactors[6]});
+  for (const JpegPicture& picture : kJpegPictures) {
+    EXPECT_EQ(Sum(DecodeByLibrary(picture.Stream())), picture.sum) << picture.name;
+  }
 }
 
 // Fused or one after the other, the two make the same rows; a callback between them keeps them

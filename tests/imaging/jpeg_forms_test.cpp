@@ -199,13 +199,14 @@ TEST(JpegForms, EndsWhereTheNumberOfLinesSays) {
 }
 
 TEST(JpegForms, RefusesWhatIsMalformed) {
-  const Bytes table = {0, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3};
+  const Bytes table = {0, 2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 2, 3};  // by one code
   Bytes many(17 + 257), none(17), class2 = table;
   many[15] = 2;
   many[16] = 255;
   none[16] = 9;
   class2[0] = 0x20;
-  class2[1] = 1;
+  class2[16] = 0;
+  class2.pop_back();
   Bytes tables;
   for (int i = 0; i < 260; ++i) Append(tables, JpegSegmentBytes(0xDB, Bytes(65, 1)));
   const Variant variants[] = {

@@ -110,6 +110,7 @@ TEST(Scale, EnlargesExactlyOnEveryPath) {
   check(7.0, 2.0, 20000, 8, 1);
   check(1.0, 2.0, 70000, 24, 1);
   check(2.0, 2.0, 3, 8, 40000);
+  check(1.0, 4.0 / 3, 3, 8, 3200);  // a weight in the very middle between two eighths
   EXPECT_EQ(Scale(2.0, 1.0, true, Traits(2, 8), {0, 255}).output, (Bytes{0, 127, 255, 255}));
   EXPECT_EQ(Scale(1.0, 2.0, true, Traits(1, 8), {100, 200}).output, (Bytes{100, 100, 150, 200}));
   for (int pair = 0; pair < 65536 * 9; ++pair) {
@@ -155,11 +156,11 @@ TEST(Scale, CountsAndSizes) {
 }
 
 TEST(Scale, ShrinksByDroppingOrByAveraging) {
-  const Bytes ramp = {10, 20, 30, 40, 50, 60, 70, 80};
+  const Bytes ramp = {10, 21, 30, 41, 50, 61, 70, 81};  // halves are rounded up
   EXPECT_EQ(Scale(0.5, 1.0, true, Traits(8, 8), ramp).output, (Bytes{10, 30, 50, 70}));
-  EXPECT_EQ(Scale(0.5, 1.0, false, Traits(8, 8), ramp).output, (Bytes{15, 35, 55, 75}));
-  EXPECT_EQ(Scale(1.0, 0.5, true, Traits(1, 8), ramp).output, (Bytes{20, 40, 60, 80}));
-  EXPECT_EQ(Scale(1.0, 0.5, false, Traits(1, 8), ramp).output, (Bytes{15, 35, 55, 75}));
+  EXPECT_EQ(Scale(0.5, 1.0, false, Traits(8, 8), ramp).output, (Bytes{16, 36, 56, 76}));
+  EXPECT_EQ(Scale(1.0, 0.5, true, Traits(1, 8), ramp).output, (Bytes{21, 41, 61, 81}));
+  EXPECT_EQ(Scale(1.0, 0.5, false, Traits(1, 8), ramp).output, (Bytes{16, 36, 56, 76}));
   EXPECT_EQ(Scale(1.0, 1.0, false, Traits(4, 8), ramp).output, ramp);
   const Bytes flat(3 * 97 * 40, 200);
   EXPECT_EQ(Scale(0.37, 0.61, false, Traits(97, 24), flat).output, Bytes(3 * 35 * 24, 200));

@@ -134,7 +134,7 @@ TEST_F(PagesTest, PagesAreWhatWasCommandedAndTold) {
 TEST_F(PagesTest, PagesAreWrappedAndCodedAsTold) {
   DeviceConfig config;
   config.delivery.block_bytes = 1000;
-  for (size_t record : {1u, 300u}) {
+  for (size_t record : {1u, 234u}) {  // four of the latter leave room for a header alone
     config.model = "ZM-13";
     config.delivery.record_bytes = record;
     config.delivery.end_in_own_block = record == 1;
