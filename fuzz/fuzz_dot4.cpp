@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "fuzz/fuzz_input.h"
-#include "io/mxvio_dot4ms.h"
+#include "io/dot4_stack_transport.h"
 #include "tests/doubles/dot4_stack.h"
 #include "tests/doubles/test_clock.h"
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "io/mxvio.h"
+#include "io/transport.h"
 #include "platform/device_file.h"
 
 namespace scantk {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "io/mxvio.h"
+#include "io/transport.h"
 
 namespace scantk {
 

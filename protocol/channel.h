@@ -7,7 +7,7 @@
 #include <memory>
 
 #include "diag/trace_log.h"
-#include "io/mxvio.h"
+#include "io/transport.h"
 
 namespace scantk {
 

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "io/mxvio.h"
+#include "io/transport.h"
 
 namespace scantk::test {
 

@@ -9,8 +9,8 @@
 #include <map>
 #include <mutex>
 
-#include "io/mxvio_dot4ms.h"
-#include "io/mxvio_dot4ov.h"
+#include "io/dot4_silent_transport.h"
+#include "io/dot4_stack_transport.h"
 #include "tests/diag/trace_fixture.h"
 #include "tests/doubles/dot4_stack.h"
 #include "tests/doubles/test_clock.h"

@@ -1,6 +1,6 @@
 // The network transport: on real connections, and on a scripted network where no peer can be
 // brought to do what a test needs.
-#include "io/mxvio_net.h"
+#include "io/network_transport.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The USB transport and the device files below it, on pseudo-terminals; and the requests to a stack
 // on a pair of sockets.
-#include "io/mxvusb.h"
+#include "io/usb_transport.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>

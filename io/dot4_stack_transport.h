@@ -1,12 +1,12 @@
 // The transport over an IEEE 1284.4 (DOT4) stack: the device file, a socket that the stack gives
 // out, and a channel on it. A lost connection is made again.
-#ifndef SCANTK_IO_MXVIO_DOT4MS_H_
-#define SCANTK_IO_MXVIO_DOT4MS_H_
+#ifndef SCANTK_IO_DOT4_STACK_TRANSPORT_H_
+#define SCANTK_IO_DOT4_STACK_TRANSPORT_H_
 
 #include <cstdint>
 
 #include "io/dot4_records.h"
-#include "io/mxvio_dot4.h"
+#include "io/dot4_transport.h"
 
 namespace scantk {
 
@@ -38,14 +38,14 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
   // stack that hangs is not asked again by the same operation.
   static constexpr IoResult kNoAnswer = error::ToResult(error::kTimeout);
 
-  // --- connecting (mxvio_dot4ms.cpp); 0 or a negative result ---
+  // --- connecting (dot4_stack_transport.cpp); 0 or a negative result ---
   IoResult OpenDOT4();
   IoResult ConnectToDOT4();
   IoResult CloseDOT4Channel();
   IoResult CloseDOT4();
   IoResult ReConnectToDOT4(int attempts);
 
-  // --- requests (mxvio_dot4ms_requests.cpp) ---
+  // --- requests (dot4_requests.cpp) ---
   // 0; E_FAIL, or kNoAnswer of what opens something; kNoFile when the file is not open, which is
   // positive, so that who stops at negative results goes on and meets the next request's failure.
   // *socket_id and *channel are as they were unless the result is 0.
@@ -76,4 +76,4 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
 
 }  // namespace scantk
 
-#endif  // SCANTK_IO_MXVIO_DOT4MS_H_
+#endif  // SCANTK_IO_DOT4_STACK_TRANSPORT_H_

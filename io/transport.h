@@ -3,8 +3,8 @@
 //
 // Results are 32-bit: 0 success; negative a failure as a result code; kIoTimeout a read or write
 // that ran out of time; the network's connect also answers plain positive socket error numbers.
-#ifndef SCANTK_IO_MXVIO_H_
-#define SCANTK_IO_MXVIO_H_
+#ifndef SCANTK_IO_TRANSPORT_H_
+#define SCANTK_IO_TRANSPORT_H_
 
 #include <cstdint>
 #include <memory>
@@ -97,4 +97,4 @@ uint32_t ConnectStatus(IoResult result);
 
 }  // namespace scantk
 
-#endif  // SCANTK_IO_MXVIO_H_
+#endif  // SCANTK_IO_TRANSPORT_H_

@@ -1,6 +1,6 @@
 // What the two transports over an IEEE 1284.4 (DOT4) stack share: the fields, and Escape.
-#ifndef SCANTK_IO_MXVIO_DOT4_H_
-#define SCANTK_IO_MXVIO_DOT4_H_
+#ifndef SCANTK_IO_DOT4_TRANSPORT_H_
+#define SCANTK_IO_DOT4_TRANSPORT_H_
 
 #include <cstdint>
 
@@ -27,4 +27,4 @@ class MXVIO_DOT4 : public FileTransport {
 
 }  // namespace scantk
 
-#endif  // SCANTK_IO_MXVIO_DOT4_H_
+#endif  // SCANTK_IO_DOT4_TRANSPORT_H_

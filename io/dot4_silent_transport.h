@@ -1,11 +1,11 @@
 // The DOT4 transport of systems whose stack moves no data: it opens and closes the device file, and
 // every read comes back empty.
-#ifndef SCANTK_IO_MXVIO_DOT4OV_H_
-#define SCANTK_IO_MXVIO_DOT4OV_H_
+#ifndef SCANTK_IO_DOT4_SILENT_TRANSPORT_H_
+#define SCANTK_IO_DOT4_SILENT_TRANSPORT_H_
 
 #include <cstdint>
 
-#include "io/mxvio_dot4.h"
+#include "io/dot4_transport.h"
 
 namespace scantk {
 
@@ -30,4 +30,4 @@ class MXVIO_DOT4OV : public MXVIO_DOT4 {
 
 }  // namespace scantk
 
-#endif  // SCANTK_IO_MXVIO_DOT4OV_H_
+#endif  // SCANTK_IO_DOT4_SILENT_TRANSPORT_H_

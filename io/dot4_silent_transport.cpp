@@ -1,4 +1,4 @@
-#include "io/mxvio_dot4ov.h"
+#include "io/dot4_silent_transport.h"
 
 namespace scantk {
 namespace {

@@ -1,5 +1,5 @@
 // How the DOT4 transport gets its connection, loses it and makes it again, and its transfers.
-#include "io/mxvio_dot4ms.h"
+#include "io/dot4_stack_transport.h"
 
 #include "io/traced_bytes.h"
 #include "platform/clock.h"

@@ -1,7 +1,7 @@
 // How the network transport gets its connection, and how it gives it up.
 #include <cstring>
 
-#include "io/mxvio_net.h"
+#include "io/network_transport.h"
 
 namespace scantk {
 namespace {

@@ -1,4 +1,4 @@
-#include "io/mxvio_dot4.h"
+#include "io/dot4_transport.h"
 
 #include "platform/system.h"
 

@@ -1,7 +1,7 @@
 // The transport for devices on USB: a device file, open from OpenIO to CloseIO; each read and write
 // is one transfer.
-#ifndef SCANTK_IO_MXVUSB_H_
-#define SCANTK_IO_MXVUSB_H_
+#ifndef SCANTK_IO_USB_TRANSPORT_H_
+#define SCANTK_IO_USB_TRANSPORT_H_
 
 #include <cstdint>
 
@@ -35,4 +35,4 @@ class mxvusb : public FileTransport {
 
 }  // namespace scantk
 
-#endif  // SCANTK_IO_MXVUSB_H_
+#endif  // SCANTK_IO_USB_TRANSPORT_H_

@@ -1,5 +1,5 @@
 // Life, transfers and requests of the network transport.
-#include "io/mxvio_net.h"
+#include "io/network_transport.h"
 
 #include <cstring>
 

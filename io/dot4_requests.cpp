@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "io/mxvio_dot4ms.h"
+#include "io/dot4_stack_transport.h"
 #include "platform/system.h"
 
 namespace scantk {

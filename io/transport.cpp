@@ -1,13 +1,13 @@
-#include "io/mxvio.h"
+#include "io/transport.h"
 
 #include <cstring>
 #include <new>
 
 #include "contract/records.h"
-#include "io/mxvio_dot4ms.h"
-#include "io/mxvio_dot4ov.h"
-#include "io/mxvio_net.h"
-#include "io/mxvusb.h"
+#include "io/dot4_silent_transport.h"
+#include "io/dot4_stack_transport.h"
+#include "io/network_transport.h"
+#include "io/usb_transport.h"
 #include "platform/system.h"
 
 namespace scantk {

@@ -1,14 +1,14 @@
 // The transport for devices on the network: one TCP connection to one of the device's scan ports,
 // on which the device greets with two characters. Reads, writes and requests connect when there is
 // no connection.
-#ifndef SCANTK_IO_MXVIO_NET_H_
-#define SCANTK_IO_MXVIO_NET_H_
+#ifndef SCANTK_IO_NETWORK_TRANSPORT_H_
+#define SCANTK_IO_NETWORK_TRANSPORT_H_
 
 #include <cstdint>
 #include <memory>
 
-#include "io/mxvio.h"
 #include "io/network_name.h"
+#include "io/transport.h"
 #include "platform/network.h"
 
 namespace scantk {
@@ -48,7 +48,7 @@ class MXVIO_NET : public mxvio {
   //      +------------- ClosePortaviaSocket, from any of them -----------------------+
   enum class Connection : int32_t { kNoSocket = -1, kCreated, kConnecting, kConnected };
 
-  // --- connecting (mxvio_net_connect.cpp) ---
+  // --- connecting (network_connect.cpp) ---
   // Makes the socket, connects it and reads the greeting, as far as that is not done yet.
   IoResult MakeSocketConnection();
   IoResult MakeSocketAddress(int family, uint16_t port, SocketAddress* address);
@@ -107,4 +107,4 @@ IoResult MXVIO_NET::Traced(const char* name, Operation operation) {
 
 }  // namespace scantk
 
-#endif  // SCANTK_IO_MXVIO_NET_H_
+#endif  // SCANTK_IO_NETWORK_TRANSPORT_H_

@@ -1,4 +1,4 @@
-#include "io/mxvusb.h"
+#include "io/usb_transport.h"
 
 #include <optional>
 
