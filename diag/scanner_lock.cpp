@@ -24,7 +24,7 @@ std::string ScannerLockName(const std::string& device_name, const OsVersion& ver
   return all_sessions ? "Global\\" + name : name;
 }
 
-CScannerLock::CScannerLock(const char* device_name) {
+ScannerLock::ScannerLock(const char* device_name) {
   FunctionTrace function("CScannerLock::Constructor", 0, nullptr, TRACE_LOCK);
   name_ = ScannerLockName(device_name ? device_name : "", SystemVersion());
   trace_.Print(TRACE_INFO | TRACE_LOCK, "Lock Semaphore name is %s", name_);
@@ -32,13 +32,13 @@ CScannerLock::CScannerLock(const char* device_name) {
   function.SetResult(error::ToResult(LastError()));
 }
 
-CScannerLock::~CScannerLock() {
+ScannerLock::~ScannerLock() {
   std::lock_guard lock(mutex_);
   Unlock();
   semaphore_ = NamedSemaphore();
 }
 
-CScannerLock::Hold CScannerLock::TakeNested(int32_t lock_type) {
+ScannerLock::Hold ScannerLock::TakeNested(int32_t lock_type) {
   if (lock_count_ == 0) return Hold::kMustWait;
   if (lock_type != lock_type_) {
     trace_.Print(kError, "Requested lock type does not match original lock, returning failure");
@@ -54,7 +54,7 @@ CScannerLock::Hold CScannerLock::TakeNested(int32_t lock_type) {
   return Hold::kTaken;
 }
 
-uint32_t CScannerLock::WaitForTurn(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit) {
+uint32_t ScannerLock::WaitForTurn(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit) {
   using std::chrono::milliseconds;
   if (limit == kWaitForever) {
     turn_.wait(guard);
@@ -67,7 +67,7 @@ uint32_t CScannerLock::WaitForTurn(std::unique_lock<std::recursive_mutex>& guard
                      limit, std::chrono::duration_cast<milliseconds>(passed).count()));
 }
 
-uint32_t CScannerLock::Lock(int32_t lock_type, uint32_t timeout_ms) {
+uint32_t ScannerLock::Lock(int32_t lock_type, uint32_t timeout_ms) {
   FunctionTrace function("CScannerLock::Lock", 0, nullptr, TRACE_LOCK);
   std::unique_lock guard(mutex_);
   if (lock_type != kProcess && lock_type != kThread) return 0;
@@ -95,7 +95,7 @@ uint32_t CScannerLock::Lock(int32_t lock_type, uint32_t timeout_ms) {
   return lock_count_;
 }
 
-bool CScannerLock::WaitForSemaphore(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit) {
+bool ScannerLock::WaitForSemaphore(std::unique_lock<std::recursive_mutex>& guard, uint32_t limit) {
   waiting_ = true;
   guard.unlock();  // so that the queries of other threads do not wait with us
   const bool taken = semaphore_ && semaphore_.Wait(limit) == WaitResult::kSignalled;
@@ -105,7 +105,7 @@ bool CScannerLock::WaitForSemaphore(std::unique_lock<std::recursive_mutex>& guar
   return taken;
 }
 
-bool CScannerLock::CallerMayUnlock() {
+bool ScannerLock::CallerMayUnlock() {
   if (lock_count_ == 0) {
     trace_.Print(kWarning, "Unlock called and LockCount is already 0");
     return false;
@@ -123,7 +123,7 @@ bool CScannerLock::CallerMayUnlock() {
   return true;
 }
 
-bool CScannerLock::Unlock() {
+bool ScannerLock::Unlock() {
   FunctionTrace function("CScannerLock::Unlock", 0, nullptr, TRACE_LOCK);
   std::lock_guard lock(mutex_);
   if (!CallerMayUnlock()) return false;
@@ -140,17 +140,17 @@ bool CScannerLock::Unlock() {
   return released;
 }
 
-bool CScannerLock::IsLocked() const {
+bool ScannerLock::IsLocked() const {
   std::lock_guard lock(mutex_);
   return lock_count_ != 0;
 }
 
-bool CScannerLock::IsLockedByCaller() const {
+bool ScannerLock::IsLockedByCaller() const {
   std::lock_guard lock(mutex_);
   return lock_count_ != 0 && (lock_type_ == kProcess || owner_thread_ == ThreadId());
 }
 
-uint32_t CScannerLock::GetLockCount() const {
+uint32_t ScannerLock::GetLockCount() const {
   std::lock_guard lock(mutex_);
   return lock_count_;
 }

@@ -19,17 +19,17 @@ namespace scantk {
 std::string ScannerLockName(const std::string& device_name, const OsVersion& version);
 
 // Any thread may call any operation.
-class CScannerLock {
+class ScannerLock {
  public:
   static constexpr int32_t kProcess = 0;
   static constexpr int32_t kThread = 1;
   static constexpr int32_t kNone = -1;
 
   // Makes or opens the semaphore named after the device; a failure shows in Lock.
-  explicit CScannerLock(const char* device_name);
-  CScannerLock(const CScannerLock&) = delete;
-  CScannerLock& operator=(const CScannerLock&) = delete;
-  virtual ~CScannerLock();
+  explicit ScannerLock(const char* device_name);
+  ScannerLock(const ScannerLock&) = delete;
+  ScannerLock& operator=(const ScannerLock&) = delete;
+  virtual ~ScannerLock();
 
   // Takes the lock, or one more hold of it, waiting at most `timeout_ms` (kWaitForever: no limit).
   // The number of holds with this one; 0 when it was not to be had.

@@ -50,7 +50,7 @@ StackReply Answer(const StackRequest& request, FuzzInput& input) {
 }
 
 // A read or a write of `size` bytes.
-void Move(mxvio& transport, bool reads, uint32_t size) {
+void Move(Transport& transport, bool reads, uint32_t size) {
   std::vector<uint8_t> bytes(size, 0x1B);
   uint32_t moved = reads ? size : 0;
   const IoResult result = reads ? transport.ReadData(bytes.data(), &moved, nullptr)
@@ -59,7 +59,7 @@ void Move(mxvio& transport, bool reads, uint32_t size) {
   Require(moved == 0 || result == 0 || (reads && result < 0), "what fails has moved nothing");
 }
 
-void Operate(mxvio& transport, uint8_t operation, const std::string& path) {
+void Operate(Transport& transport, uint8_t operation, const std::string& path) {
   const uint8_t kind = operation % 8;
   if (kind == 0) transport.OpenIO(path.c_str());
   if (kind == 1) transport.ConnectToIO();
@@ -81,7 +81,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string operations = std::string(1, '\0') + input.Text(input.Byte() % 24);
   {
     StackServer stack(path, [&](const StackRequest& request) { return Answer(request, input); });
-    MXVIO_DOT4MS transport;
+    Dot4StackTransport transport;
     for (const char operation : operations)
       Operate(transport, static_cast<uint8_t>(operation), path);
   }

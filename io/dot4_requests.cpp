@@ -43,22 +43,23 @@ dot4::CreateRecord MakeCreateRecord(uint8_t bPsid, const char* service, uint8_t 
 
 }  // namespace
 
-IoResult MXVIO_DOT4MS::OpeningResult(uint32_t code, uint32_t failure) {
+IoResult Dot4StackTransport::OpeningResult(uint32_t code, uint32_t failure) {
   if (failure == error::kSuccess) return S_OK;
   if (failure != error::kTimeout) return E_FAIL;
   TraceSilence(code);
   return kNoAnswer;
 }
 
-bool MXVIO_DOT4MS::Issue(uint32_t code, const dot4::RequestHeader& header, Data direction,
-                         void* data, uint32_t size, uint32_t* moved) {
+bool Dot4StackTransport::Issue(uint32_t code, const dot4::RequestHeader& header, Data direction,
+                               void* data, uint32_t size, uint32_t* moved) {
   const DeviceRequest request = {code, &header, sizeof header, direction,
                                  data, size,    kRequestWaitMs};
   return file_.Control(request, moved, &overlapped_);
 }
 
-IoResult MXVIO_DOT4MS::IssueAndWait(uint32_t code, const dot4::RequestHeader& header,
-                                    Data direction, void* data, uint32_t size, uint32_t* moved) {
+IoResult Dot4StackTransport::IssueAndWait(uint32_t code, const dot4::RequestHeader& header,
+                                          Data direction, void* data, uint32_t size,
+                                          uint32_t* moved) {
   if (Issue(code, header, direction, data, size, moved)) return S_OK;
   const IoResult hr = WaitForIO(&overlapped_, kRequestWaitMs, moved);
   if (hr != kIoTimeout && hr != kNoAnswer) return hr;
@@ -66,14 +67,14 @@ IoResult MXVIO_DOT4MS::IssueAndWait(uint32_t code, const dot4::RequestHeader& he
   return kIoTimeout;
 }
 
-void MXVIO_DOT4MS::TraceSilence(uint32_t code) {
+void Dot4StackTransport::TraceSilence(uint32_t code) {
   trace_->Print(TRACE_CLASS_ERROR, "mxvdot4: no answer to request %x for %d ms", code,
                 kRequestWaitMs);
 }
 
-IoResult MXVIO_DOT4MS::DOT4CreateSocket(uint8_t bPsid, const char* service, uint8_t type,
-                                        uint32_t buffer_size, uint16_t h2p, uint16_t p2h,
-                                        uint8_t* socket_id) {
+IoResult Dot4StackTransport::DOT4CreateSocket(uint8_t bPsid, const char* service, uint8_t type,
+                                              uint32_t buffer_size, uint16_t h2p, uint16_t p2h,
+                                              uint8_t* socket_id) {
   trace_->Print(TRACE_API, "mxvdot4: DOT4CreateSocket ");
   if (!file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "DOT4CreateSocket: Invalid Default Device Data handle");
@@ -107,7 +108,7 @@ IoResult MXVIO_DOT4MS::DOT4CreateSocket(uint8_t bPsid, const char* service, uint
   return OpeningResult(dot4::kCreateSocket, failure);
 }
 
-void MXVIO_DOT4MS::TraceCreate(const dot4::CreateRecord& record) {
+void Dot4StackTransport::TraceCreate(const dot4::CreateRecord& record) {
   trace_->Print(TRACE_FLOW,
                 "DOT4CreateSocket DevIoControl  bPsid %d type %d BuffSz=%ld H2P=%d  P2H=%d Hsid %d",
                 record.bPsid, record.type, record.BuffSz, record.H2P, record.P2H, record.bHsid);
@@ -118,7 +119,7 @@ void MXVIO_DOT4MS::TraceCreate(const dot4::CreateRecord& record) {
                 sizeof record.P2H, sizeof record.service, sizeof record.bHsid);
 }
 
-IoResult MXVIO_DOT4MS::DOT4OpenChannel(uint8_t socket_id, uint32_t* channel) {
+IoResult Dot4StackTransport::DOT4OpenChannel(uint8_t socket_id, uint32_t* channel) {
   trace_->Print(TRACE_API, "mxvdot4::DOT4OpenChannel");
   const dot4::RequestHeader header = {0, dot4::kOpenReplySize, 0, dot4::kNoTimeLimit};
   dot4::OpenRecord record = {};
@@ -141,7 +142,7 @@ IoResult MXVIO_DOT4MS::DOT4OpenChannel(uint8_t socket_id, uint32_t* channel) {
   return OpeningResult(dot4::kOpenChannel, failure);
 }
 
-IoResult MXVIO_DOT4MS::DOT4DestroySocket(uint8_t socket_id) {
+IoResult Dot4StackTransport::DOT4DestroySocket(uint8_t socket_id) {
   trace_->Print(TRACE_API, "mxvdot4::DOT4DestroySocket");
   if (!file_.IsUsable()) {
     trace_->Print(TRACE_INFO, "DOT4DestroySocket Invalid Default Device Data handle");
@@ -158,7 +159,7 @@ IoResult MXVIO_DOT4MS::DOT4DestroySocket(uint8_t socket_id) {
   return hr;
 }
 
-IoResult MXVIO_DOT4MS::DOT4CloseChannel(uint32_t channel) {
+IoResult Dot4StackTransport::DOT4CloseChannel(uint32_t channel) {
   trace_->Print(TRACE_API, "mxvdot4::DOT4CloseChannel");
   const dot4::RequestHeader header = {channel, 0, 0, dot4::kNoTimeLimit};
   uint32_t moved = 0;
@@ -167,8 +168,8 @@ IoResult MXVIO_DOT4MS::DOT4CloseChannel(uint32_t channel) {
              : E_FAIL;
 }
 
-IoResult MXVIO_DOT4MS::DOT4Read(uint32_t channel, void* buffer, uint32_t wanted, uint32_t* got,
-                                uint32_t timeout) {
+IoResult Dot4StackTransport::DOT4Read(uint32_t channel, void* buffer, uint32_t wanted,
+                                      uint32_t* got, uint32_t timeout) {
   trace_->Print(TRACE_FLOW, "mxvdot4::DOT4Read ulBytesToRead %d ", wanted);
   *got = 0;
   if (!file_.IsUsable()) {
@@ -187,8 +188,8 @@ IoResult MXVIO_DOT4MS::DOT4Read(uint32_t channel, void* buffer, uint32_t wanted,
   return hr == S_OK ? S_OK : E_FAIL;
 }
 
-IoResult MXVIO_DOT4MS::DOT4Write(uint32_t channel, const void* data, uint32_t length,
-                                 uint32_t* written, uint32_t timeout) {
+IoResult Dot4StackTransport::DOT4Write(uint32_t channel, const void* data, uint32_t length,
+                                       uint32_t* written, uint32_t timeout) {
   trace_->Print(TRACE_FLOW, "mxvdot4::DOT4Write BytesToWrite %ld", length);
   trace_->Print(TRACE_FLOW, "DOT4Write : DefaultDeviceData Handle = %x", file_.Number());
   *written = 0;

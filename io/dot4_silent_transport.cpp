@@ -7,30 +7,30 @@ constexpr int kReopenAttempts = 2;
 
 }  // namespace
 
-MXVIO_DOT4OV::~MXVIO_DOT4OV() {
+Dot4SilentTransport::~Dot4SilentTransport() {
   name_.reset();
   ForgetConnection();
   file_.Close();
 }
 
-void MXVIO_DOT4OV::ForgetConnection() {
+void Dot4SilentTransport::ForgetConnection() {
   channel_ = 0;
   socket_id_ = 0;
 }
 
-IoResult MXVIO_DOT4OV::OpenIO(const char* name) {
+IoResult Dot4SilentTransport::OpenIO(const char* name) {
   const IoResult hr = TakeName(name);
   if (hr != S_OK || file_.IsUsable()) return hr;
   return error::ToResult(OpenFile());
 }
 
-IoResult MXVIO_DOT4OV::ConnectToIO() {
+IoResult Dot4SilentTransport::ConnectToIO() {
   if (name_ && file_.IsInvalid() && OpenFile() != 0) return E_FAIL;
   if (!file_.IsUsable() && OpenFile() != 0) return E_FAIL;
   return S_OK;
 }
 
-IoResult MXVIO_DOT4OV::RecoverFile() {
+IoResult Dot4SilentTransport::RecoverFile() {
   for (int i = 0; i < kReopenAttempts && file_.IsInvalid(); ++i) {
     ForgetConnection();
     OpenFile();
@@ -38,7 +38,7 @@ IoResult MXVIO_DOT4OV::RecoverFile() {
   return file_.IsInvalid() ? E_FAIL : S_OK;
 }
 
-IoResult MXVIO_DOT4OV::ReadData(void*, uint32_t* length, Overlapped*) {
+IoResult Dot4SilentTransport::ReadData(void*, uint32_t* length, Overlapped*) {
   const uint32_t wanted = *length;
   *length = 0;
   IoResult hr = RecoverFile();
@@ -47,7 +47,7 @@ IoResult MXVIO_DOT4OV::ReadData(void*, uint32_t* length, Overlapped*) {
   return wanted < 2 ? S_OK : error::ToResult(error::kTimeout);
 }
 
-IoResult MXVIO_DOT4OV::WriteData(const void*, uint32_t, uint32_t* written, Overlapped*) {
+IoResult Dot4SilentTransport::WriteData(const void*, uint32_t, uint32_t* written, Overlapped*) {
   *written = 0;
   const IoResult hr = RecoverFile();
   if (hr != S_OK) return hr;
@@ -55,13 +55,13 @@ IoResult MXVIO_DOT4OV::WriteData(const void*, uint32_t, uint32_t* written, Overl
   return channel_ == 0 ? OpenIO(nullptr) : S_OK;
 }
 
-IoResult MXVIO_DOT4OV::DisConnectFromIO() {
+IoResult Dot4SilentTransport::DisConnectFromIO() {
   ForgetConnection();
   file_.Close();
   return S_OK;
 }
 
-IoResult MXVIO_DOT4OV::CloseIO() {
+IoResult Dot4SilentTransport::CloseIO() {
   if (file_.IsUsable()) file_.Close();
   name_.reset();
   return S_OK;

@@ -9,10 +9,10 @@
 
 namespace scantk {
 
-class MXVIO_DOT4OV : public MXVIO_DOT4 {
+class Dot4SilentTransport : public Dot4FileTransport {
  public:
-  MXVIO_DOT4OV() = default;
-  ~MXVIO_DOT4OV() override;
+  Dot4SilentTransport() = default;
+  ~Dot4SilentTransport() override;
 
   IoResult OpenIO(const char* name) override;
   IoResult ConnectToIO() override;

@@ -16,10 +16,10 @@ namespace scantk {
 //      +--------------------- CloseDOT4Channel closes what is open -----------------+
 //
 // CloseDOT4 closes the file alone; a socket that was given out is used again with the next file.
-class MXVIO_DOT4MS : public MXVIO_DOT4 {
+class Dot4StackTransport : public Dot4FileTransport {
  public:
-  MXVIO_DOT4MS();
-  ~MXVIO_DOT4MS() override;
+  Dot4StackTransport();
+  ~Dot4StackTransport() override;
 
   // Connects at once, in up to five attempts, each of which may take 50 seconds when the stack
   // refuses a channel. `name` counts when none is kept yet, and may be null otherwise.
@@ -38,7 +38,7 @@ class MXVIO_DOT4MS : public MXVIO_DOT4 {
   // stack that hangs is not asked again by the same operation.
   static constexpr IoResult kNoAnswer = error::ToResult(error::kTimeout);
 
-  // --- connecting (dot4_stack_transport.cpp); 0 or a negative result ---
+  // --- connecting (dot4_connect.cpp); 0 or a negative result ---
   IoResult OpenDOT4();
   IoResult ConnectToDOT4();
   IoResult CloseDOT4Channel();

@@ -4,12 +4,12 @@
 
 namespace scantk {
 
-uint32_t MXVIO_DOT4::OpenFile() {
+uint32_t Dot4FileTransport::OpenFile() {
   return file_.Open(DevName()) ? error::kSuccess : LastError();
 }
 
-IoResult MXVIO_DOT4::Escape(uint32_t function, void* buffer, uint32_t length, void*, uint32_t,
-                            uint32_t*) {
+IoResult Dot4FileTransport::Escape(uint32_t function, void* buffer, uint32_t length, void*,
+                                   uint32_t, uint32_t*) {
   if (file_.IsInvalid()) return E_FAIL;
   if (function == GET_TIMEOUTS) return GetTimeouts(buffer, length);
   if (function == SET_TIMEOUTS) return SetTimeouts(buffer, length);

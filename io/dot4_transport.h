@@ -8,13 +8,13 @@
 
 namespace scantk {
 
-class MXVIO_DOT4 : public FileTransport {
+class Dot4FileTransport : public FileTransport {
  public:
   IoResult Escape(uint32_t function, void* buffer, uint32_t length, void* output,
                   uint32_t output_length, uint32_t* returned) override;
 
  protected:
-  MXVIO_DOT4() = default;
+  Dot4FileTransport() = default;
 
   // Opens the device file by the name that is kept. 0, or the system's error number.
   uint32_t OpenFile();

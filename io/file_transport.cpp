@@ -9,7 +9,7 @@ constexpr IoTimeouts kFileTimeouts = {30000, 30000, 500};
 
 }  // namespace
 
-FileTransport::FileTransport() : mxvio(kFileTimeouts) {}
+FileTransport::FileTransport() : Transport(kFileTimeouts) {}
 
 FileTransport::~FileTransport() {
   if (file_.IsNull()) return;

@@ -10,7 +10,7 @@
 
 namespace scantk {
 
-class FileTransport : public mxvio {
+class FileTransport : public Transport {
  public:
   ~FileTransport() override;
 

@@ -13,16 +13,8 @@ constexpr uint32_t kPendingWaitMs = 1000;  // for a connect that an earlier call
 // How long a device may take to read what was written last and to close its side. It only bounds
 // the close of a device that does not close its own: others end at once.
 constexpr uint32_t kFinishSendingMs = 200;
-constexpr uint32_t kNetworkLoopback = 0x0100007F;  // 127.0.0.1 in network byte order
 
 constexpr uint32_t kGreetingSize = 2;
-
-uint16_t NetworkOrder(uint16_t value) {
-  uint8_t bytes[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
-  uint16_t out;
-  std::memcpy(&out, bytes, sizeof out);
-  return out;
-}
 
 IoResult LastSocketResult() {
   return static_cast<IoResult>(TheNetwork().LastSocketError());
@@ -37,7 +29,7 @@ IoResult GreetingResult(const char* greeting) {
 
 }  // namespace
 
-IoResult MXVIO_NET::MakeSocketConnection() {
+IoResult NetworkTransport::MakeSocketConnection() {
   trace_->Print(TRACE_API, "MakeSocketConnection entry");
   return Traced("MakeSocketConnection", [&]() -> IoResult {
     if (connection_ == Connection::kNoSocket)
@@ -51,7 +43,7 @@ IoResult MXVIO_NET::MakeSocketConnection() {
   });
 }
 
-IoResult MXVIO_NET::MakeSocket() {
+IoResult NetworkTransport::MakeSocket() {
   if (!name_) {
     trace_->Print(TRACE_CLASS_ERROR, "MakeSocketConnection: Invalid Device ID");
     return E_FAIL;
@@ -69,7 +61,7 @@ IoResult MXVIO_NET::MakeSocket() {
   return S_OK;
 }
 
-IoResult MXVIO_NET::ReadGreeting() {
+IoResult NetworkTransport::ReadGreeting() {
   char greeting[kGreetingSize + 3] = {};
   uint32_t length = kGreetingSize;
   // However the read ends, the characters that came decide.
@@ -85,45 +77,7 @@ IoResult MXVIO_NET::ReadGreeting() {
   return S_OK;
 }
 
-IoResult MXVIO_NET::MakeSocketAddress(int family, uint16_t port, SocketAddress* address) {
-  trace_->Print(TRACE_API, "MakeSocketAddress entry: Host Addr %s, AddrFamily %d, Port %d",
-                DevName(), family, port);
-  *address = {};
-  address->family = static_cast<uint16_t>(family);
-  const HostAddressKind kind =
-      name_ ? ClassifyHostAddress(DevName()) : HostAddressKind::kUnsupported;
-  IoResult result = E_INVALIDARG;
-  if (kind == HostAddressKind::kUnsupported) {
-    trace_->Print(TRACE_CLASS_ERROR, "MakeSocketAddress: unsupported address type");
-  } else {
-    result = ResolveAddress(kind, address);
-    address->port = NetworkOrder(port);
-  }
-  trace_->Print(TRACE_API, "MakeSocketAddress exit: result %d", result);
-  return result;
-}
-
-IoResult MXVIO_NET::ResolveAddress(HostAddressKind kind, SocketAddress* address) {
-  uint32_t found = kNoAddress;
-  if (kind == HostAddressKind::kHostName) {
-    found = TheNetwork().LookUpHost(*name_);
-    if (found == kNoAddress) {
-      trace_->Print(TRACE_CLASS_ERROR, "MakeSocketAddress: Unable to resolve host name %s: %d",
-                    DevName(), LastSocketResult());
-    }
-  } else if (*name_ == "0.0.0.0") {
-    found = 0;
-  } else if (*name_ == "127.0.0.1") {
-    found = kNetworkLoopback;
-  } else {
-    found = TheNetwork().ParseDotted(*name_);
-  }
-  if (found == kNoAddress) return E_INVALIDARG;
-  address->address = found;
-  return S_OK;
-}
-
-IoResult MXVIO_NET::CreatePortaviaSocket(int family, std::unique_ptr<StreamSocket>* socket) {
+IoResult NetworkTransport::CreatePortaviaSocket(int family, std::unique_ptr<StreamSocket>* socket) {
   trace_->Print(TRACE_API, "CreatePortaviaSocket entry: lAddressFamily %d", family);
   socket->reset();
   const IoResult hr = CreateSocket(family, socket);
@@ -131,7 +85,7 @@ IoResult MXVIO_NET::CreatePortaviaSocket(int family, std::unique_ptr<StreamSocke
   return hr;
 }
 
-IoResult MXVIO_NET::CreateSocket(int family, std::unique_ptr<StreamSocket>* socket) {
+IoResult NetworkTransport::CreateSocket(int family, std::unique_ptr<StreamSocket>* socket) {
   if (family != kFamilyInet) {
     trace_->Print(TRACE_CLASS_ERROR, "CreatePortaviaSocket: Unknown address family %d", family);
     return E_INVALIDARG;
@@ -151,7 +105,7 @@ IoResult MXVIO_NET::CreateSocket(int family, std::unique_ptr<StreamSocket>* sock
   return S_OK;
 }
 
-IoResult MXVIO_NET::ConnectPortaviaSocket(int family, uint16_t port) {
+IoResult NetworkTransport::ConnectPortaviaSocket(int family, uint16_t port) {
   trace_->Print(TRACE_API, "ConnectPortaviaSocket entry: lAddressFamily %d, port %d", family, port);
   return Traced("ConnectPortaviaSocket", [&]() -> IoResult {
     if (family != kFamilyInet) {
@@ -174,7 +128,7 @@ IoResult MXVIO_NET::ConnectPortaviaSocket(int family, uint16_t port) {
 
 // A connect that an earlier call started: an exception shows that it failed, writability that it
 // succeeded.
-IoResult MXVIO_NET::ContinueConnecting() {
+IoResult NetworkTransport::ContinueConnecting() {
   const int exception = socket_->WaitException(kPendingWaitMs);
   const uint32_t failure = error::OfFailure(TheNetwork().LastSocketError());
   trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: SOCKET_PENDING - Select  returns %d",
@@ -196,7 +150,7 @@ IoResult MXVIO_NET::ContinueConnecting() {
   return hr;
 }
 
-IoResult MXVIO_NET::StartConnecting(const SocketAddress& address) {
+IoResult NetworkTransport::StartConnecting(const SocketAddress& address) {
   connection_ = Connection::kConnecting;
   trace_->Print(TRACE_FLOW, "ConnectPortaviaSocket: Connecting to socket %d", Number());
   const uint32_t failure = socket_->Connect(address);
@@ -217,7 +171,7 @@ IoResult MXVIO_NET::StartConnecting(const SocketAddress& address) {
   return hr;
 }
 
-IoResult MXVIO_NET::WaitConnected() {
+IoResult NetworkTransport::WaitConnected() {
   const int writable = socket_->WaitWritable(kConnectWaitMs);
   const uint32_t failure = TheNetwork().LastSocketError();
   trace_->Print(TRACE_FLOW,
@@ -232,7 +186,7 @@ IoResult MXVIO_NET::WaitConnected() {
   return S_OK;
 }
 
-IoResult MXVIO_NET::ExplainExpiredConnect() {
+IoResult NetworkTransport::ExplainExpiredConnect() {
   trace_->Print(TRACE_INFO,
                 "ConnectPortaviaSocket: WSAEWOULDBLOCK Select time limit expired call getsockopt");
   uint32_t pending = 0;
@@ -257,7 +211,7 @@ IoResult MXVIO_NET::ExplainExpiredConnect() {
   return hr;
 }
 
-IoResult MXVIO_NET::ExplainFailedWait(uint32_t failure) {
+IoResult NetworkTransport::ExplainFailedWait(uint32_t failure) {
   trace_->Print(TRACE_CLASS_ERROR,
                 "ConnectPortaviaSocket: Unable to connect socket (WSAWOULDBLOCK): %d", failure);
   uint32_t pending = 0;
@@ -274,7 +228,7 @@ IoResult MXVIO_NET::ExplainFailedWait(uint32_t failure) {
   return static_cast<IoResult>(failure);
 }
 
-IoResult MXVIO_NET::SetSocketOptions() {
+IoResult NetworkTransport::SetSocketOptions() {
   const auto failed = [this](const char* option, uint32_t failure) {
     trace_->Print(TRACE_CLASS_ERROR, "ConnectPortaviaSocket: Unable to setsockopt() for %s: %d",
                   option, failure);
@@ -293,7 +247,7 @@ IoResult MXVIO_NET::SetSocketOptions() {
   return S_OK;
 }
 
-IoResult MXVIO_NET::ClosePortaviaSocket() {
+IoResult NetworkTransport::ClosePortaviaSocket() {
   const uintptr_t number = Number();
   trace_->Print(TRACE_API, "ClosePortaviaSocket entry: skt %d", number);
   if (socket_) {

@@ -16,12 +16,12 @@ IoResult LastSocketResult() {
 
 }  // namespace
 
-MXVIO_NET::MXVIO_NET() {
+NetworkTransport::NetworkTransport() {
   trace_->Print(TRACE_API, "MXVIO_NET Constructor entry");
   StartSocketLibrary();
 }
 
-void MXVIO_NET::StartSocketLibrary() {
+void NetworkTransport::StartSocketLibrary() {
   SocketLibraryInfo info = {};
   const uint32_t failure = TheNetwork().StartUp(&info);
   trace_->Print(TRACE_FLOW, "WinSock Startup WSAData - Version %d, HighVersion %d", info.version,
@@ -43,7 +43,7 @@ void MXVIO_NET::StartSocketLibrary() {
   trace_->Print(TRACE_API, "MXVIO_NET Constructor exit");
 }
 
-MXVIO_NET::~MXVIO_NET() {
+NetworkTransport::~NetworkTransport() {
   trace_->Print(TRACE_API, "MXVIO_NET Destructor entry");
   name_.reset();
   if (socket_) ClosePortaviaSocket();
@@ -52,12 +52,12 @@ MXVIO_NET::~MXVIO_NET() {
   trace_.reset();
 }
 
-IoResult MXVIO_NET::OpenIO(const char* name) {
+IoResult NetworkTransport::OpenIO(const char* name) {
   trace_->Print(TRACE_API, "OpenIO entry: DeviceName %s", name);
   return Traced("OpenIO", [&]() -> IoResult { return name_ ? S_OK : Open(name); });
 }
 
-IoResult MXVIO_NET::Open(const char* name) {
+IoResult NetworkTransport::Open(const char* name) {
   if (!name) {
     trace_->Print(TRACE_CLASS_ERROR, "OpenIO: Invalid DeviceName");
     return E_INVALIDARG;
@@ -74,7 +74,7 @@ IoResult MXVIO_NET::Open(const char* name) {
   return S_OK;
 }
 
-IoResult MXVIO_NET::ConnectToIO() {
+IoResult NetworkTransport::ConnectToIO() {
   trace_->Print(TRACE_API, "ConnectToIO entry");
   return Traced("ConnectToIO", [&]() -> IoResult {
     IoResult hr = E_ACCESSDENIED;
@@ -87,7 +87,7 @@ IoResult MXVIO_NET::ConnectToIO() {
   });
 }
 
-IoResult MXVIO_NET::DisConnectFromIO() {
+IoResult NetworkTransport::DisConnectFromIO() {
   trace_->Print(TRACE_API, "DisConnectFromIO entry");
   return Traced("DisConnectFromIO", [&]() -> IoResult {
     if (socket_) ClosePortaviaSocket();
@@ -96,7 +96,7 @@ IoResult MXVIO_NET::DisConnectFromIO() {
   });
 }
 
-IoResult MXVIO_NET::CloseIO() {
+IoResult NetworkTransport::CloseIO() {
   trace_->Print(TRACE_API, "CloseIO entry");
   return Traced("CloseIO", [&]() -> IoResult {
     if (socket_) ClosePortaviaSocket();
@@ -106,7 +106,7 @@ IoResult MXVIO_NET::CloseIO() {
   });
 }
 
-bool MXVIO_NET::EnsureConnected(const char* operation) {
+bool NetworkTransport::EnsureConnected(const char* operation) {
   if (connection_ != Connection::kConnected) ConnectToIO();
   if (connection_ == Connection::kConnected) return true;
   trace_->Print(TRACE_CLASS_ERROR, "%s: Socket not connected", operation);
@@ -115,7 +115,7 @@ bool MXVIO_NET::EnsureConnected(const char* operation) {
 
 // --- reading ---
 
-IoResult MXVIO_NET::ReadData(void* buffer, uint32_t* length, Overlapped*) {
+IoResult NetworkTransport::ReadData(void* buffer, uint32_t* length, Overlapped*) {
   trace_->Print(TRACE_API, "ReadData entry");
   return Traced("ReadData", [&]() -> IoResult {
     if (!EnsureConnected("ReadData")) return E_FAIL;
@@ -129,7 +129,7 @@ IoResult MXVIO_NET::ReadData(void* buffer, uint32_t* length, Overlapped*) {
   });
 }
 
-IoResult MXVIO_NET::ReceiveAll(uint8_t* buffer, uint32_t wanted, uint32_t* total) {
+IoResult NetworkTransport::ReceiveAll(uint8_t* buffer, uint32_t wanted, uint32_t* total) {
   *total = 0;
   IoResult hr = S_OK;
   uint32_t passes = 0;
@@ -145,7 +145,7 @@ IoResult MXVIO_NET::ReceiveAll(uint8_t* buffer, uint32_t wanted, uint32_t* total
 }
 
 // One pass: whatever comes first, counted in *total.
-IoResult MXVIO_NET::ReceiveSome(uint8_t* buffer, uint32_t wanted, uint32_t* total) {
+IoResult NetworkTransport::ReceiveSome(uint8_t* buffer, uint32_t wanted, uint32_t* total) {
   const uint32_t failure = socket_->PostReceive(buffer + *total, wanted - *total);
   if (failure != error::kSuccess && failure != error::kIoPending) {
     trace_->Print(TRACE_CLASS_ERROR, "ReadData: WSARecv error: %d  Call DisConnectFromIO", failure);
@@ -170,7 +170,7 @@ IoResult MXVIO_NET::ReceiveSome(uint8_t* buffer, uint32_t wanted, uint32_t* tota
 
 // The receive is still posted: it must be ended before the caller's buffer goes out of scope, and
 // what came meanwhile counts.
-IoResult MXVIO_NET::EndUnfinishedReceive(WaitResult wait, uint32_t wanted, uint32_t* total) {
+IoResult NetworkTransport::EndUnfinishedReceive(WaitResult wait, uint32_t wanted, uint32_t* total) {
   IoResult hr = wait == WaitResult::kTimeout ? kIoTimeout : LastSocketResult();
   uint32_t late_bytes = 0;
   socket_->EndTransfer(&late_bytes);
@@ -188,7 +188,8 @@ IoResult MXVIO_NET::EndUnfinishedReceive(WaitResult wait, uint32_t wanted, uint3
 
 // --- writing ---
 
-IoResult MXVIO_NET::WriteData(const void* buffer, uint32_t length, uint32_t* written, Overlapped*) {
+IoResult NetworkTransport::WriteData(const void* buffer, uint32_t length, uint32_t* written,
+                                     Overlapped*) {
   trace_->Print(TRACE_API, "WriteData entry");
   return Traced("WriteData", [&]() -> IoResult {
     *written = 0;
@@ -198,7 +199,7 @@ IoResult MXVIO_NET::WriteData(const void* buffer, uint32_t length, uint32_t* wri
   });
 }
 
-IoResult MXVIO_NET::Send(const void* buffer, uint32_t length, uint32_t* written) {
+IoResult NetworkTransport::Send(const void* buffer, uint32_t length, uint32_t* written) {
   wrote_ = true;
   const uint32_t failure = socket_->PostSend(buffer, length);
   if (failure != error::kSuccess && failure != error::kIoPending) {
@@ -216,7 +217,7 @@ IoResult MXVIO_NET::Send(const void* buffer, uint32_t length, uint32_t* written)
   return hr;
 }
 
-IoResult MXVIO_NET::FinishWrite(uint32_t length, uint32_t* written) {
+IoResult NetworkTransport::FinishWrite(uint32_t length, uint32_t* written) {
   IoResult hr = S_OK;
   const WaitResult wait = socket_->WaitTransfer(timeouts_.write);
   if (wait == WaitResult::kSignalled) {
@@ -245,8 +246,8 @@ IoResult MXVIO_NET::FinishWrite(uint32_t length, uint32_t* written) {
 
 // --- requests ---
 
-IoResult MXVIO_NET::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
-                           uint32_t output_length, uint32_t* returned) {
+IoResult NetworkTransport::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
+                                  uint32_t output_length, uint32_t* returned) {
   trace_->Print(TRACE_API, "Escape entry: EscapeFn 0x%x", function);
   return Traced("Escape", [&]() -> IoResult {
     return function == GET_TIMEOUTS || function == SET_TIMEOUTS
@@ -255,7 +256,7 @@ IoResult MXVIO_NET::Escape(uint32_t function, void* buffer, uint32_t length, voi
   });
 }
 
-IoResult MXVIO_NET::EscapeTimeouts(uint32_t function, void* buffer, uint32_t length) {
+IoResult NetworkTransport::EscapeTimeouts(uint32_t function, void* buffer, uint32_t length) {
   const bool get = function == GET_TIMEOUTS;
   const IoResult hr = get ? GetTimeouts(buffer, length) : SetTimeouts(buffer, length);
   const char* name = get ? "GET_TIMEOUTS" : "SET_TIMEOUTS";
@@ -270,8 +271,8 @@ IoResult MXVIO_NET::EscapeTimeouts(uint32_t function, void* buffer, uint32_t len
   return hr;
 }
 
-IoResult MXVIO_NET::PassControl(uint32_t function, const void* buffer, uint32_t length,
-                                void* output, uint32_t output_length, uint32_t* returned) {
+IoResult NetworkTransport::PassControl(uint32_t function, const void* buffer, uint32_t length,
+                                       void* output, uint32_t output_length, uint32_t* returned) {
   trace_->Print(TRACE_INFO, "Escape: Function Code 0x%X", function);
   if (!EnsureConnected("Escape")) return E_FAIL;
   const uint32_t failure =

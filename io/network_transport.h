@@ -13,11 +13,11 @@
 
 namespace scantk {
 
-class MXVIO_NET : public mxvio {
+class NetworkTransport : public Transport {
  public:
   // Without a socket library the object can be used, and its connects fail.
-  MXVIO_NET();
-  ~MXVIO_NET() override;
+  NetworkTransport();
+  ~NetworkTransport() override;
 
   // `name` is a network device name (network_name.h). Makes no connection. E_INVALIDARG without a
   // name, E_FAIL when it is empty.
@@ -48,7 +48,7 @@ class MXVIO_NET : public mxvio {
   //      +------------- ClosePortaviaSocket, from any of them -----------------------+
   enum class Connection : int32_t { kNoSocket = -1, kCreated, kConnecting, kConnected };
 
-  // --- connecting (network_connect.cpp) ---
+  // --- connecting (network_connect.cpp, network_address.cpp) ---
   // Makes the socket, connects it and reads the greeting, as far as that is not done yet.
   IoResult MakeSocketConnection();
   IoResult MakeSocketAddress(int family, uint16_t port, SocketAddress* address);
@@ -97,7 +97,7 @@ class MXVIO_NET : public mxvio {
 };
 
 template <class Operation>
-IoResult MXVIO_NET::Traced(const char* name, Operation operation) {
+IoResult NetworkTransport::Traced(const char* name, Operation operation) {
   const IoResult hr = operation();
   if (const uint32_t number = TheNetwork().TakeUnknownError())
     trace_->Print(TRACE_CLASS_ERROR, "%s: error number %d of the system", name, number);

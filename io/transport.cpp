@@ -12,20 +12,20 @@
 
 namespace scantk {
 
-mxvio::mxvio(const IoTimeouts& timeouts)
+Transport::Transport(const IoTimeouts& timeouts)
     : timeouts_(timeouts), trace_(std::make_unique<TraceLog>()) {}
 
-mxvio::~mxvio() {
+Transport::~Transport() {
   if (trace_) trace_->Print(TRACE_API, "mxvio::Destructor");
 }
 
-IoResult mxvio::GetTimeouts(void* buffer, uint32_t length) const {
+IoResult Transport::GetTimeouts(void* buffer, uint32_t length) const {
   if (!buffer || length < sizeof timeouts_) return E_INVALIDARG;
   std::memcpy(buffer, &timeouts_, sizeof timeouts_);
   return S_OK;
 }
 
-IoResult mxvio::SetTimeouts(const void* buffer, uint32_t length) {
+IoResult Transport::SetTimeouts(const void* buffer, uint32_t length) {
   IoTimeouts timeouts;
   if (!buffer || length < sizeof timeouts) return E_INVALIDARG;
   std::memcpy(&timeouts, buffer, sizeof timeouts);
@@ -35,7 +35,7 @@ IoResult mxvio::SetTimeouts(const void* buffer, uint32_t length) {
   return S_OK;
 }
 
-bool mxvio::KeepName(const char* name) {
+bool Transport::KeepName(const char* name) {
   try {
     name_.emplace(name);
     return true;
@@ -52,16 +52,16 @@ bool StackMovesData(const OsVersion& version) {
   return (version.major >= 5 && version.minor > 0) || version.major >= 6;
 }
 
-std::unique_ptr<mxvio> MakeDot4(TraceLog& trace) {
+std::unique_ptr<Transport> MakeDot4(TraceLog& trace) {
   const OsVersion version = SystemVersion();
   trace.Print(TRACE_FLOW, "InitIO: DOT4 device: osVer.dwMajorVersion %d osVer.dwMinorVersion %d",
               version.major, version.minor);
-  std::unique_ptr<mxvio> transport;
+  std::unique_ptr<Transport> transport;
   if (StackMovesData(version)) {
-    transport = std::make_unique<MXVIO_DOT4MS>();
+    transport = std::make_unique<Dot4StackTransport>();
     trace.Print(TRACE_INFO, "InitIO: DOT4 device: MXVIO_DOT4MS");
   } else {
-    transport = std::make_unique<MXVIO_DOT4OV>();
+    transport = std::make_unique<Dot4SilentTransport>();
     trace.Print(TRACE_INFO, "InitIO: DOT4 device: MXVIO_DOT4OV");
   }
   return transport;
@@ -69,16 +69,16 @@ std::unique_ptr<mxvio> MakeDot4(TraceLog& trace) {
 
 }  // namespace
 
-std::unique_ptr<mxvio> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status) {
+std::unique_ptr<Transport> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status) {
   *status = 0;
   try {
     switch (dwDevIOType) {
       case T_IO_USB:
-        return std::make_unique<mxvusb>();
+        return std::make_unique<UsbTransport>();
       case T_IO_DOT4:
         return MakeDot4(trace);
       case T_IO_NETWORK:
-        return std::make_unique<MXVIO_NET>();
+        return std::make_unique<NetworkTransport>();
       default:
         *status = SL_BADPARAM;
     }

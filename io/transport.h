@@ -45,11 +45,11 @@ inline constexpr uint32_t SET_TIMEOUTS = 2;
 inline constexpr size_t kTracedBytes = 15;
 
 // One thread at a time. Never throws but for lack of memory in a constructor.
-class mxvio {
+class Transport {
  public:
-  mxvio(const mxvio&) = delete;
-  mxvio& operator=(const mxvio&) = delete;
-  virtual ~mxvio();
+  Transport(const Transport&) = delete;
+  Transport& operator=(const Transport&) = delete;
+  virtual ~Transport();
 
   // Keeps the device's name, and opens what is opened by name.
   virtual IoResult OpenIO(const char* name) = 0;
@@ -67,7 +67,7 @@ class mxvio {
   virtual IoResult CloseIO() = 0;
 
  protected:
-  explicit mxvio(const IoTimeouts& timeouts = {30000, 30000, 30000});
+  explicit Transport(const IoTimeouts& timeouts = {30000, 30000, 30000});
 
   // The two time-out functions of Escape, the same for every transport: 0, or E_INVALIDARG with
   // nothing moved when there is no whole record at `buffer`.
@@ -87,7 +87,7 @@ class mxvio {
 // Makes the transport for a device I/O type (T_IO_USB, T_IO_DOT4, T_IO_NETWORK), and traces which
 // DOT4 it chose.
 // Null and *status SL_BADPARAM for any other type, SL_NOMEMORY without memory.
-std::unique_ptr<mxvio> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status);
+std::unique_ptr<Transport> MakeTransport(uint32_t dwDevIOType, TraceLog& trace, uint32_t* status);
 
 // Whether a socket error number says that the connection was refused or is not allowed.
 bool IsConnectionRefusal(uint32_t error_number);

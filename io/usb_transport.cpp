@@ -14,7 +14,7 @@ constexpr uint32_t kErrorInBuffers = TRACE_CLASS_ERROR | TRACE_BUFFERS;
 
 }  // namespace
 
-mxvusb::~mxvusb() {
+UsbTransport::~UsbTransport() {
   name_.reset();
   if (!file_.IsNull()) {
     file_.Close();
@@ -24,7 +24,7 @@ mxvusb::~mxvusb() {
   trace_.reset();
 }
 
-IoResult mxvusb::OpenIO(const char* name) {
+IoResult UsbTransport::OpenIO(const char* name) {
   if (!name_) {
     if (const IoResult hr = TakeName(name); hr != S_OK) return hr;
     trace_->Print(TRACE_INFO, "OpenIO: DeviceName %s", DevName());
@@ -32,7 +32,7 @@ IoResult mxvusb::OpenIO(const char* name) {
   return OpenUSB();
 }
 
-IoResult mxvusb::OpenUSB() {
+IoResult UsbTransport::OpenUSB() {
   if (file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "ERROR: OpenUSB IO m_DeviceDefaultDataHandle != NULL");
     return S_OK;
@@ -53,21 +53,21 @@ IoResult mxvusb::OpenUSB() {
   return S_OK;
 }
 
-IoResult mxvusb::ConnectToIO() {
+IoResult UsbTransport::ConnectToIO() {
   return S_OK;
 }
 
-IoResult mxvusb::DisConnectFromIO() {
+IoResult UsbTransport::DisConnectFromIO() {
   return S_OK;
 }
 
-IoResult mxvusb::CloseIO() {
+IoResult UsbTransport::CloseIO() {
   if (file_.IsUsable()) file_.Close();
   name_.reset();
   return S_OK;
 }
 
-IoResult mxvusb::ReadData(void* buffer, uint32_t* length, Overlapped* overlapped) {
+IoResult UsbTransport::ReadData(void* buffer, uint32_t* length, Overlapped* overlapped) {
   if (!file_.IsUsable()) {
     trace_->Print(TRACE_CLASS_ERROR, "ERROR: STI: Invalid or null devicedefaultDataHandle");
     return E_FAIL;
@@ -92,7 +92,7 @@ IoResult mxvusb::ReadData(void* buffer, uint32_t* length, Overlapped* overlapped
   return hr;
 }
 
-void mxvusb::TraceRead(IoResult hr, const void* buffer, uint32_t wanted, uint32_t got) {
+void UsbTransport::TraceRead(IoResult hr, const void* buffer, uint32_t wanted, uint32_t got) {
   const TracedBytes bytes(buffer, got);
   if (hr == S_OK) {
     trace_->Print(got > 0 ? TRACE_BUFFERS : TRACE_INFO,
@@ -108,8 +108,8 @@ void mxvusb::TraceRead(IoResult hr, const void* buffer, uint32_t wanted, uint32_
   }
 }
 
-IoResult mxvusb::WriteData(const void* buffer, uint32_t length, uint32_t* written,
-                           Overlapped* overlapped) {
+IoResult UsbTransport::WriteData(const void* buffer, uint32_t length, uint32_t* written,
+                                 Overlapped* overlapped) {
   const TracedBytes bytes(buffer, length);
   if (length > kLongWrite) {
     trace_->Print(TRACE_FLOW, "lpBuffer = %x, dwNumberOfBytes = %d Buf: %hs", TracedAddress(buffer),
@@ -137,7 +137,7 @@ IoResult mxvusb::WriteData(const void* buffer, uint32_t length, uint32_t* writte
   return hr;
 }
 
-void mxvusb::TraceWrite(IoResult hr, const char* text, uint32_t length, uint32_t written) {
+void UsbTransport::TraceWrite(IoResult hr, const char* text, uint32_t length, uint32_t written) {
   if (hr == S_OK) {
     trace_->Print(TRACE_BUFFERS, "STI: USB WriteData Asked %d, Sent %d, Buf: %hs", length, written,
                   text);
@@ -152,8 +152,8 @@ void mxvusb::TraceWrite(IoResult hr, const char* text, uint32_t length, uint32_t
   }
 }
 
-IoResult mxvusb::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
-                        uint32_t output_length, uint32_t* returned) {
+IoResult UsbTransport::Escape(uint32_t function, void* buffer, uint32_t length, void* output,
+                              uint32_t output_length, uint32_t* returned) {
   if (file_.IsInvalid()) return E_FAIL;
   if (function == GET_TIMEOUTS) return GetTimeouts(buffer, length);
   if (function == SET_TIMEOUTS) return SetTimeouts(buffer, length);

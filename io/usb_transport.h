@@ -9,9 +9,9 @@
 
 namespace scantk {
 
-class mxvusb : public FileTransport {
+class UsbTransport : public FileTransport {
  public:
-  ~mxvusb() override;
+  ~UsbTransport() override;
 
   // Opens the device file `name`; once a name is kept, that one, and null will do. A file that is
   // open stays as it is. E_INVALIDARG without any name, or the system's error as a result code.

@@ -43,7 +43,7 @@ uint32_t Channel::DisConnectFromIO() {
   return transport_->DisConnectFromIO() < 0 ? 1 : 0;
 }
 
-void Channel::Attach(std::unique_ptr<mxvio> transport) {
+void Channel::Attach(std::unique_ptr<Transport> transport) {
   transport_ = std::move(transport);
 }
 

@@ -29,7 +29,7 @@ class Channel {
   uint32_t ConnectToIO();       // 0, SL_BUSY, SL_FIREWALL or SL_NOACCESS
   uint32_t DisConnectFromIO();  // 0, or 1 when there is none or it failed
   // For tests: takes `transport` in place of one made by InitIO.
-  void Attach(std::unique_ptr<mxvio> transport);
+  void Attach(std::unique_ptr<Transport> transport);
   // Disconnects, closes and destroys the transport, if there is one.
   void Close();
 
@@ -61,7 +61,7 @@ class Channel {
                   uint32_t length);
 
   TraceLog& trace_;
-  std::unique_ptr<mxvio> transport_;
+  std::unique_ptr<Transport> transport_;
   bool expects_nothing_ = false;
 };
 

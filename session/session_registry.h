@@ -31,7 +31,7 @@ struct SessionEntry {
   uint32_t handle = 0;
   uint32_t validity_mark = kValid;
   SessionState state;
-  CScannerLock lock;
+  ScannerLock lock;
   char device_name[kDeviceNameSize];
   std::mutex opening;      // the second opening of a name waits for the first to be done
   bool open = false;       // it was done well; guarded by `opening`

@@ -17,8 +17,8 @@
 namespace scantk {
 namespace {
 
-constexpr auto kProcess = CScannerLock::kProcess;
-constexpr auto kThread = CScannerLock::kThread;
+constexpr auto kProcess = ScannerLock::kProcess;
+constexpr auto kThread = ScannerLock::kThread;
 
 TEST(ScannerLockName, IsTheTextBehindTheLastBackslash) {
   EXPECT_EQ("Global\\Usbscan0", ScannerLockName("\\\\.\\Usbscan0", {2, 10, 0}));
@@ -42,7 +42,7 @@ class ScannerLockTest : public TraceFixture {
 };
 
 TEST_F(ScannerLockTest, ProcessLockNestsAcrossThreads) {
-  CScannerLock lock(device_.c_str()), rival(device_.c_str());
+  ScannerLock lock(device_.c_str()), rival(device_.c_str());
   EXPECT_FALSE(lock.IsLocked() || lock.IsLockedByCaller());
   EXPECT_EQ(1u, lock.Lock(kProcess, 0));
   InThread([&] {
@@ -60,7 +60,7 @@ TEST_F(ScannerLockTest, ProcessLockNestsAcrossThreads) {
   EXPECT_FALSE(lock.Unlock());
   EXPECT_EQ(0u, lock.Lock(2, 0));
   {
-    CScannerLock gone(device_.c_str());
+    ScannerLock gone(device_.c_str());
     EXPECT_TRUE(rival.Unlock());
     EXPECT_EQ(1u, gone.Lock(kProcess, 0));
   }
@@ -68,7 +68,7 @@ TEST_F(ScannerLockTest, ProcessLockNestsAcrossThreads) {
 }
 
 TEST_F(ScannerLockTest, ThreadLockExcludesOtherThreads) {
-  CScannerLock lock(device_.c_str());
+  ScannerLock lock(device_.c_str());
   EXPECT_EQ(1u, lock.Lock(kThread, 0));
   EXPECT_EQ(2u, lock.Lock(kThread, 0));
   EXPECT_EQ(0u, lock.Lock(kProcess, 0)) << "of the other type";
@@ -96,7 +96,7 @@ TEST_F(ScannerLockTest, ThreadLockExcludesOtherThreads) {
 TEST_F(ScannerLockTest, ThreadsTakeTheirFirstHoldAtOnce) {
   Configure(0, 0, 0);
   GlobalTrace().ReloadSettings();
-  CScannerLock lock(device_.c_str());
+  ScannerLock lock(device_.c_str());
   std::atomic<int> arrived = 0;  // a std::barrier does not always wake its threads under Wine
   const auto both = [&](int arrivals) {
     for (++arrived; arrived < arrivals;) std::this_thread::yield();
@@ -120,7 +120,7 @@ TEST_F(ScannerLockTest, ThreadsTakeTheirFirstHoldAtOnce) {
 
 // A thread that waits for another process does not keep a third one waiting beyond its time.
 TEST_F(ScannerLockTest, EveryThreadWaitsItsOwnTime) {
-  CScannerLock rival(device_.c_str()), lock(device_.c_str());
+  ScannerLock rival(device_.c_str()), lock(device_.c_str());
   ASSERT_EQ(1u, rival.Lock(kProcess, 0));
   uint32_t patient = 0;
   std::thread waiter([&] { patient = lock.Lock(kProcess, kWaitForever); });
@@ -139,7 +139,7 @@ TEST_F(ScannerLockTest, LinesHaveTheirClass) {
                                                    {TRACE_CLASS_WARNING | TRACE_LOCK, "already 0"}};
   for (const auto& [level, text] : told) {
     Configure(1, level, 1);
-    CScannerLock lock(device_.c_str());
+    ScannerLock lock(device_.c_str());
     GlobalTrace().ReloadSettings();
     NewLines();
     lock.Unlock();
@@ -151,7 +151,7 @@ TEST_F(ScannerLockTest, LinesHaveTheirClass) {
 
 #ifndef _WIN32
 TEST_F(ScannerLockTest, AChildDoesNotReleaseItsParentsLock) {
-  CScannerLock lock(device_.c_str()), rival(device_.c_str());
+  ScannerLock lock(device_.c_str()), rival(device_.c_str());
   ASSERT_TRUE(lock.Lock(kProcess, 0));
   const pid_t child = fork();
   if (child == 0) _exit(lock.Unlock() ? 1 : 0);

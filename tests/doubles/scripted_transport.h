@@ -61,7 +61,7 @@ class Script {
   std::string faults_;
 };
 
-class ScriptedTransport : public mxvio {
+class ScriptedTransport : public Transport {
  public:
   explicit ScriptedTransport(Script& script) : script_(script) {}
 

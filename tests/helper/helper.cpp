@@ -49,8 +49,8 @@ int Hold(const char* name) {
 }
 
 int Lock(const char* device) {
-  CScannerLock lock(device);
-  if (!lock.Lock(CScannerLock::kProcess, 0)) return Say("refused");
+  ScannerLock lock(device);
+  if (!lock.Lock(ScannerLock::kProcess, 0)) return Say("refused");
   Say("locked");
   KeepIt();
 }

@@ -30,13 +30,13 @@ class Dot4Transport : public TraceFixture {
 
   std::string Path() const { return place_.File("dot4"); }
   // What a read brings, with the result where that is not 0.
-  static std::string Read(mxvio& transport, uint32_t size) {
+  static std::string Read(Transport& transport, uint32_t size) {
     std::string text(size, '\0');
     const IoResult result = transport.ReadData(text.data(), &size, nullptr);
     text.resize(size);
     return result == S_OK ? text : text + "!" + std::to_string(result & 0xFFFF);
   }
-  static IoResult Write(mxvio& transport, const std::string& text) {
+  static IoResult Write(Transport& transport, const std::string& text) {
     uint32_t written = 99;
     const auto size = static_cast<uint32_t>(text.size());
     const IoResult result = transport.WriteData(text.data(), size, &written, nullptr);
@@ -100,7 +100,7 @@ class Dot4Transport : public TraceFixture {
 
 // Catches any byte of any request that is wrong, and any request out of order.
 TEST_F(Dot4Transport, RequestsOnTheWire) {
-  MXVIO_DOT4MS transport;
+  Dot4StackTransport transport;
   IoTimeouts timeouts = {0x01020304, 0x11121314, 0};
   transport.Escape(SET_TIMEOUTS, &timeouts, 12, nullptr, 0, nullptr);
   reads_ = {"answer"};
@@ -146,7 +146,7 @@ TEST_F(Dot4Transport, StepsThatFail) {
     clock_.sleeps.clear();
     Fail(c.code, std::deque<uint32_t>(c.failures, 31));
     {
-      MXVIO_DOT4MS transport;
+      Dot4StackTransport transport;
       EXPECT_EQ(c.opened, transport.OpenIO(Path().c_str()));
       const IoResult connected = c.opened == S_OK ? S_OK : transport.ConnectToIO();
       EXPECT_EQ(c.connected, connected);
@@ -159,7 +159,7 @@ TEST_F(Dot4Transport, StepsThatFail) {
 
 // Catches a read that is repeated too often or too rarely, and a write that is repeated for ever.
 TEST_F(Dot4Transport, EmptyReadsAndFailedWrites) {
-  MXVIO_DOT4MS transport;
+  Dot4StackTransport transport;
   ASSERT_EQ(S_OK, transport.OpenIO(Path().c_str()));
   TakeCodes();
   EXPECT_EQ("", Read(transport, 1));
@@ -188,7 +188,7 @@ TEST_F(Dot4Transport, AStackThatDoesNotAnswer) {
   cutting = true;
   for (const uint32_t code : {kCreate, kOpen}) {
     Fail(code, std::deque<uint32_t>(100, kSilence));
-    MXVIO_DOT4MS transport;
+    Dot4StackTransport transport;
     EXPECT_GT(0, transport.OpenIO(Path().c_str()));
     EXPECT_GT(0, transport.ConnectToIO());
     EXPECT_EQ(code == kCreate ? "CC" : "COO", TakeCodes()) << "not asked again by one operation";
@@ -212,9 +212,10 @@ TEST_F(Dot4Transport, AStackThatDoesNotAnswer) {
 // Catches a transport that stays broken although its file is there again.
 TEST_F(Dot4Transport, AFileThatComesLater) {
   const std::string missing = place_.File("missing");
-  MXVIO_DOT4MS moves;
-  MXVIO_DOT4OV moves_nothing;
-  for (mxvio* transport : {static_cast<mxvio*>(&moves), static_cast<mxvio*>(&moves_nothing)}) {
+  Dot4StackTransport moves;
+  Dot4SilentTransport moves_nothing;
+  for (Transport* transport :
+       {static_cast<Transport*>(&moves), static_cast<Transport*>(&moves_nothing)}) {
     const bool data = transport == &moves;
     std::filesystem::remove(missing);
     EXPECT_EQ(E_INVALIDARG, transport->OpenIO(nullptr));

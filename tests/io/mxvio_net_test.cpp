@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 using testing::Contains;
 
 // With time-outs that a test can wait for.
-class QuickTransport : public MXVIO_NET {
+class QuickTransport : public NetworkTransport {
  public:
   explicit QuickTransport(const char* name, uint32_t limit = 250) {
     IoTimeouts timeouts = {limit, limit, limit};
@@ -185,7 +185,7 @@ TEST_F(NetScripted, NamesBecomeAddresses) {
     SCOPED_TRACE(c.name);
     Connect({}, c.connected, c.name);
     EXPECT_TRUE(network_.TakeCalls().starts_with(c.address));
-    MXVIO_NET transport;
+    NetworkTransport transport;
     EXPECT_EQ(E_INVALIDARG, transport.OpenIO(nullptr));
     EXPECT_EQ(*c.name ? S_OK : E_FAIL, transport.OpenIO(c.name));
   }
@@ -277,7 +277,7 @@ TEST_F(NetScripted, TransfersThatAreNotWhole) {
 }
 
 TEST_F(NetScripted, TimeoutsOfNothingStayAsTheyWere) {
-  MXVIO_NET transport;
+  NetworkTransport transport;
   IoTimeouts timeouts = {0, 5000, 0}, now = {};
   const auto escape = [&](uint32_t function, IoTimeouts* buffer, uint32_t length) {
     return transport.Escape(function, buffer, length, nullptr, 0, nullptr);

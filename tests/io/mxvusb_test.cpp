@@ -40,7 +40,7 @@ class PseudoTerminal {
 };
 
 // What a read brings, with the result where that is not 0.
-std::string Read(mxvio& transport, uint32_t size) {
+std::string Read(Transport& transport, uint32_t size) {
   std::string text(size, '\0');
   const IoResult result = transport.ReadData(text.data(), &size, nullptr);
   text.resize(size);
@@ -51,7 +51,7 @@ std::string Read(mxvio& transport, uint32_t size) {
 // along.
 TEST(UsbTransport, SilentAndUnpluggedDevices) {
   PseudoTerminal device;
-  mxvusb transport;
+  UsbTransport transport;
   uint32_t written = 9;
   ASSERT_EQ(S_OK, transport.OpenIO(device.path.c_str()));
   EXPECT_EQ(S_OK, transport.OpenIO("elsewhere")) << "is open already";
@@ -85,7 +85,7 @@ TEST(UsbTransport, AFileThatComesLater) {
   const TestPlace place;
   PseudoTerminal device;
   const std::string missing = place.File("missing");
-  mxvusb transport;
+  UsbTransport transport;
   uint32_t written = 9;
   EXPECT_EQ(E_INVALIDARG, transport.OpenIO(nullptr));
   EXPECT_EQ(error::ToResult(5), transport.OpenIO(place.Folder().c_str()));
