@@ -52,7 +52,7 @@ class Clouds {
  public:
   Clouds(int cell, uint32_t seed) : cell_(cell), columns_(kWidth / cell + 2) {
     std::mt19937 random(seed);
-    knots_.resize(static_cast<size_t>(columns_ * (kHeight / cell + 2)));
+    knots_.resize(static_cast<size_t>(columns_) * (kHeight / static_cast<size_t>(cell) + 2));
     for (float& knot : knots_) knot = static_cast<float>(random() % 2001) / 1000 - 1;
   }
   float At(int x, int y) const {
@@ -88,7 +88,7 @@ std::vector<float> TextInk() {
           for (int t = -1; t <= 4; ++t) {
             const int x = upright ? x0 + t : x0 + i / 2;
             const int y = upright ? y0 + i : y0 + t;
-            float& at = ink[static_cast<size_t>(y * kWidth + x)];
+            float& at = ink[static_cast<size_t>(y) * kWidth + static_cast<size_t>(x)];
             at = std::max(at, t == -1 || t == 4 ? 0.45f : 1.0f);
           }
         }
@@ -246,6 +246,7 @@ std::vector<double> Medians(const std::vector<std::function<void()>>& works) {
     }
   }
   std::vector<double> medians;
+  medians.reserve(times.size());
   for (auto& list : times) {
     medians.push_back(bench::Middle(list));
   }
@@ -283,6 +284,40 @@ void Report(const std::map<std::string, Figures>& all, const char* how) {
   }
 }
 
+// Measures one page in one quality and format, without restarts and with one for each row.
+void MeasurePage(const Page& page, int quality, const Format& format, Figures* figures) {
+  const bool gray = format.h == 0;
+  const Bytes streams[2] = {Encode(page, format, quality, false),
+                            Encode(page, format, quality, true)};
+  std::vector<std::function<void()>> works;
+  works.reserve(8);
+  for (const Bytes& stream : streams) {
+    RequireSameBytes(stream);
+    works.emplace_back([&] { DecodeByPipeline(stream, false, nullptr); });
+    works.emplace_back([&] { DecodeByLibrary(stream, false, nullptr); });
+    works.emplace_back([&] { DecodeByLibrary(stream, !gray, nullptr); });
+    works.emplace_back([&] { DecodeByPipeline(stream, !gray, nullptr); });
+  }
+  const std::vector<double> ms = Medians(works);
+  const double blocks = kWidth / 8.0 * kHeight / 8.0 * (gray ? 1 : 1 + 2.0 / (format.h * format.v));
+  for (size_t i = 0; i < 2; ++i) {
+    const double* m = ms.data() + 4 * i;
+    std::fprintf(stderr,
+                 "%-6s %d %-6s %-7s %10.1f | %5.1f  %10.1f  %9.1f  %8.1f      | %10.2f  %9.2f",
+                 page.name.c_str(), quality, format.name, i ? "rows" : "none",
+                 8.0 * static_cast<double>(streams[i].size()) / blocks, m[0], m[1], m[2], m[3],
+                 m[1] / m[0], m[2] / m[0]);
+    std::fprintf(stderr, gray ? "\n" : "  %13.2f\n", m[2] / m[3]);
+    figures->ours.push_back(m[0]);
+    figures->turbo.push_back(m[1]);
+    figures->turbo_rgb.push_back(m[2]);
+    figures->ours_rgb.push_back(m[3]);
+    figures->same.push_back(m[1] / m[0]);
+    figures->rgb.push_back(m[2] / m[0]);
+    if (!gray) figures->chain.push_back(m[2] / m[3]);
+  }
+}
+
 // `how` ends the rows' names: what is special.
 void RunTable(const char* title, const char* how) {
   std::fprintf(stderr, "%s\n", title);
@@ -293,41 +328,8 @@ void RunTable(const char* title, const char* how) {
   std::map<std::string, Figures> all;
   for (const char* name : {"text", "photo", "mixed"}) {
     const Page page = MakePage(name);
-    for (const int quality : {60, 75, 90}) {
-      for (const Format& format : kFormats) {
-        const bool gray = format.h == 0;
-        Figures& figures = all[format.name];
-        const Bytes streams[2] = {Encode(page, format, quality, false),
-                                  Encode(page, format, quality, true)};
-        std::vector<std::function<void()>> works;
-        for (const Bytes& stream : streams) {
-          RequireSameBytes(stream);
-          works.push_back([&] { DecodeByPipeline(stream, false, nullptr); });
-          works.push_back([&] { DecodeByLibrary(stream, false, nullptr); });
-          works.push_back([&] { DecodeByLibrary(stream, !gray, nullptr); });
-          works.push_back([&] { DecodeByPipeline(stream, !gray, nullptr); });
-        }
-        const std::vector<double> ms = Medians(works);
-        const double blocks =
-            kWidth / 8.0 * kHeight / 8.0 * (gray ? 1 : 1 + 2.0 / (format.h * format.v));
-        for (size_t i = 0; i < 2; ++i) {
-          const double* m = ms.data() + 4 * i;
-          std::fprintf(
-              stderr, "%-6s %d %-6s %-7s %10.1f | %5.1f  %10.1f  %9.1f  %8.1f      | %10.2f  %9.2f",
-              name, quality, format.name, i ? "rows" : "none",
-              8.0 * static_cast<double>(streams[i].size()) / blocks, m[0], m[1], m[2], m[3],
-              m[1] / m[0], m[2] / m[0]);
-          std::fprintf(stderr, gray ? "\n" : "  %13.2f\n", m[2] / m[3]);
-          figures.ours.push_back(m[0]);
-          figures.turbo.push_back(m[1]);
-          figures.turbo_rgb.push_back(m[2]);
-          figures.ours_rgb.push_back(m[3]);
-          figures.same.push_back(m[1] / m[0]);
-          figures.rgb.push_back(m[2] / m[0]);
-          if (!gray) figures.chain.push_back(m[2] / m[3]);
-        }
-      }
-    }
+    for (const int quality : {60, 75, 90})
+      for (const Format& format : kFormats) MeasurePage(page, quality, format, &all[format.name]);
   }
   Report(all, how);
 }

@@ -253,6 +253,20 @@ void MeasureMemory(const std::string& device) {
                idle, peaks[0] - idle, peaks[1] - idle);
 }
 
+// Prints what one call costs: round trips and commands as the device counts them, and milliseconds.
+void CountCall(const sim::SimulatedDevice& device, const char* method,
+               const std::function<Outcome()>& call) {
+  const sim::Stats before = device.stats();
+  const auto start = Clock::now();
+  call();
+  const double seconds = Seconds(start);
+  const sim::Stats after = device.stats();
+  std::fprintf(stderr, "%-24s %10lld %10lld %10.2f\n", method,
+               static_cast<long long>(after.inquiries - before.inquiries + after.connections -
+                                      before.connections),
+               static_cast<long long>(after.commands - before.commands), seconds * 1e3);
+}
+
 void CountRoundTrips(Sandbox& sandbox) {
   sim::DeviceConfig config;
   config.address = "127.251.0.2";
@@ -269,15 +283,7 @@ void CountRoundTrips(Sandbox& sandbox) {
   const auto& scanner = toolkit.scanner;
   std::fprintf(stderr, "%-24s %10s %10s %10s\n", "Method", "round trips", "commands", "ms");
   const auto count = [&](const char* method, const std::function<Outcome()>& call) {
-    const sim::Stats before = device.stats();
-    const auto start = Clock::now();
-    call();
-    const double seconds = Seconds(start);
-    const sim::Stats after = device.stats();
-    std::fprintf(stderr, "%-24s %10lld %10lld %10.2f\n", method,
-                 static_cast<long long>(after.inquiries - before.inquiries + after.connections -
-                                        before.connections),
-                 static_cast<long long>(after.commands - before.commands), seconds * 1e3);
+    CountCall(device, method, call);
   };
   count("OpenScannerSession", [&] {
     return Call(scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), T_IO_NETWORK, &session);
