@@ -5,6 +5,7 @@
 # the interfaces, which stay as they are for good.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+set(CPACK_PACKAGE_CONTACT "scantk developers <scantk@example.org>") # an address is the owner's to choose
 set(config ${CMAKE_INSTALL_LIBDIR}/cmake/scantk)
 
 add_library(scantk_client INTERFACE)
@@ -31,6 +32,7 @@ install(FILES ${PROJECT_BINARY_DIR}/scantk-config-version.cmake DESTINATION ${co
         COMPONENT development)
 list(TRANSFORM client_libraries PREPEND -l OUTPUT_VARIABLE client_flags)
 list(JOIN client_flags " " client_flags)
+file(RELATIVE_PATH up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/scantk.pc.in scantk.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/scantk.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
@@ -69,7 +71,8 @@ if(NOT CMAKE_CROSSCOMPILING)
   file(MAKE_DIRECTORY ${manual})
   add_custom_command(OUTPUT ${manual}/scanhost.1.gz
     COMMAND ${CMAKE_COMMAND} -DSCANHOST=$<TARGET_FILE:scanhost> -DSIMULATOR=$<TARGET_FILE:scantk-sim>
-            -DFOLDER=${manual} -P ${PROJECT_SOURCE_DIR}/cmake/manual.cmake
+            -DFOLDER=${manual} -DVERSION=${PROJECT_VERSION} "-DCONTACT=${CPACK_PACKAGE_CONTACT}"
+            -P ${PROJECT_SOURCE_DIR}/cmake/manual.cmake VERBATIM
     DEPENDS scanhost scantk-sim cmake/manual.cmake)
   add_custom_target(manual ALL DEPENDS ${manual}/scanhost.1.gz)
   install(FILES ${manual}/scanhost.1.gz ${manual}/scantk-sim.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
@@ -81,8 +84,11 @@ if(NOT CMAKE_CROSSCOMPILING)
   install(TARGETS register_system DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/scantk COMPONENT runtime)
   foreach(package runtime:libscantk1 development:libscantk-dev tools:scantk-tools)
     string(REGEX MATCH "(.*):(.*)" package ${package})
-    install(FILES cmake/copyright DESTINATION share/doc/${CMAKE_MATCH_2} COMPONENT ${CMAKE_MATCH_1})
+    install(FILES cmake/copyright ${manual}/changelog.gz DESTINATION share/doc/${CMAKE_MATCH_2}
+            COMPONENT ${CMAKE_MATCH_1})
   endforeach()
+  install(FILES cmake/debian/lintian-overrides DESTINATION share/lintian/overrides RENAME libscantk1
+          COMPONENT runtime)
 endif()
 
 string(TOLOWER "${CMAKE_SYSTEM_NAME}" system)
@@ -93,10 +99,15 @@ else()
 endif()
 set(CPACK_COMPONENTS_ALL runtime development tools)
 set(CPACK_PACKAGE_FILE_NAME scantk-${PROJECT_VERSION}-${system}-${CMAKE_SYSTEM_PROCESSOR})
-set(CPACK_PACKAGE_CONTACT "scantk developers <scantk@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_VERBATIM_VARIABLES ON)
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
+    "The library: hosts create its objects by class identifier. It scans over the\nnetwork, USB and IEEE 1284.4.")
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
+    "Headers for hosts in C and C++, for CMake and pkg-config, examples and\ndocumentation.")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION
+    "scanhost configures devices, scans and finds out what is wrong; scantk-sim is a\nsimulated device.")
 # dpkg-shlibdeps finds what programs and library depend on.
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
