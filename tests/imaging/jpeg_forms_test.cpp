@@ -4,16 +4,6 @@
 namespace scantk::testing {
 namespace {
 
-constexpr IpResult kMalformed = IP_INPUT_ERROR | IP_FATAL_ERROR;
-
-// 4:2:0, restart markers, a picture of 50x41 in 4x3 MCUs.
-const JpegRecipe kUsual{50, 41, {{2, 2}, {1, 1}, {1, 1}}, 75, 2};
-
-// Input by pieces of this size.
-Chunks By(size_t piece) {
-  return {{piece}, {5000}};
-}
-
 // A stream that differs from the usual one.
 struct Variant {
   const char* name;

@@ -22,12 +22,12 @@ struct JpegPicture {
 
 inline constexpr JpegPicture kJpegPictures[] = {{"gray", 0xE7FBA6DD},
                                                 {"420_restarts", 0x147D9309},
-                                                {"422", 0xB4CB9A9A},
+                                                {"422", 0xB4C14073},
                                                 {"440", 0x1EC7C6D8},
                                                 {"444_own_tables", 0x3C102C19},
                                                 {"ratio_3_2", 0x53708CD3},
                                                 {"four_components", 0xEAF70BB9},
-                                                {"extremes", 0xCF7C4B85}};
+                                                {"extremes", 0x88530586}};
 
 inline uint32_t Sum(const Bytes& bytes) {
   uint32_t sum = 2166136261;

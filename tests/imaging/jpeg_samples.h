@@ -26,6 +26,16 @@ struct JpegRecipe {
   std::string Name() const;
 };
 
+// 4:2:0, restart markers, a picture of 50x41 in 4x3 MCUs.
+inline const JpegRecipe kUsual{50, 41, {{2, 2}, {1, 1}, {1, 1}}, 75, 2};
+
+inline constexpr IpResult kMalformed = IP_INPUT_ERROR | IP_FATAL_ERROR;
+
+// Input by pieces of this size.
+inline Chunks By(size_t piece) {
+  return {{piece}, {5000}};
+}
+
 Bytes EncodeJpeg(const JpegRecipe& recipe);
 
 // What the library makes of a stream: the planes of the components, as far as the picture reaches,

@@ -4,34 +4,6 @@
 namespace scantk::testing {
 namespace {
 
-constexpr IpResult kMalformed = IP_INPUT_ERROR | IP_FATAL_ERROR;
-
-// 4:2:0, restart markers, a picture of 50x41 in 4x3 MCUs.
-const JpegRecipe kUsual{50, 41, {{2, 2}, {1, 1}, {1, 1}}, 75, 2};
-
-// Input by pieces of this size.
-Chunks By(size_t piece) {
-  return {{piece}, {5000}};
-}
-
-TEST(JpegStream, EveryChunkSizeGivesTheSame) {
-  const JpegRecipe large{300, 211, {{2, 1}, {1, 1}, {1, 1}}, 90, 5, Content::kNoise};
-  JpegRecipe whole = large;
-  whole.restart = 0;
-  for (const JpegRecipe& recipe : {kUsual, large, whole}) {
-    const Bytes stream = EncodeJpeg(recipe);
-    const Bytes expected = DecodeByLibrary(stream);
-    for (const size_t in : {1, 2, 13, 1823, 3649, 17000, 62000}) {
-      for (const size_t out : {1, 149, 900, 64000}) {
-        if (in * out < 13 && stream.size() > 5000) continue;
-        const Outcome outcome = DecodeJpeg(stream, {{in, in == 1823}, {out}});
-        EXPECT_EQ(outcome.result, IP_FINISHED) << recipe.Name() << " " << in << " " << out;
-        ASSERT_TRUE(outcome.output == expected) << recipe.Name() << " " << in << " " << out;
-      }
-    }
-  }
-}
-
 TEST(JpegStream, GivesSamplesAsTheyAreCoded) {
   const Bytes stream = EncodeJpeg({37, 21, {{2, 2}, {1, 1}, {1, 2}}});
   const std::vector<Bytes> planes = PlanesByLibrary(stream);

@@ -1,17 +1,13 @@
 // The command language: what a device hears, answers, and lets whom have.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <stdexcept>
 
 #include "simulator/command_parser.h"
-#include "simulator/simulated_device.h"
 #include "tests/simulator/raw_host.h"
 
 namespace scantk::sim::test {
 namespace {
-
-constexpr char kAddress[] = "127.0.67.1";
 
 // Catches: commands that depend on how the line cut them, values and downloads taken apart wrong.
 TEST(ParserTest, AnyChunkingGivesTheSameCommands) {
@@ -36,22 +32,13 @@ TEST(ParserTest, AnyChunkingGivesTheSameCommands) {
   }
 }
 
-struct LanguageTest : testing::Test {
-  void Start(DeviceConfig config = {}) {
-    host.reset();
-    device.reset();
-    config.address = kAddress;
-    device = std::make_unique<SimulatedDevice>(config);
-    host = std::make_unique<RawHost>(kAddress);
-  }
+struct LanguageTest : DeviceTest {
   void Expect(std::initializer_list<const char*> answers) {  // each behind its inquiry and a blank
     for (const std::string words : answers) {
       const size_t blank = words.find(' ');
       EXPECT_EQ("*s" + words.substr(blank + 1), host->Ask(words.substr(0, blank)));
     }
   }
-  std::unique_ptr<SimulatedDevice> device;
-  std::unique_ptr<RawHost> host;
 };
 
 // Catches: a model told as another, limits not kept, settings that a reset keeps, axes mixed up.
@@ -89,8 +76,8 @@ TEST_F(LanguageTest, TheLockHasOneHolderAndTheDeviceSoManyHosts) {
   DeviceConfig config;
   config.max_connections = 2;
   Start(config);
-  RawHost other(kAddress);
-  EXPECT_EQ("01", RawHost(kAddress).greeting());
+  RawHost other(device->config().address);
+  EXPECT_EQ("01", RawHost(device->config().address).greeting());
   host->Send("~*f1H");
   EXPECT_EQ("*s505d1W1", host->Ask("505E"));
   other.Send("~*f1H~*f0H~*m2S~*f0S");
@@ -98,16 +85,15 @@ TEST_F(LanguageTest, TheLockHasOneHolderAndTheDeviceSoManyHosts) {
   EXPECT_EQ(1, device->lock_holder());
   host->Send("~*a150R");
   host->Close();
-  while (device->locked()) other.Ask("257E");
+  Await([&] { return other.Ask("257E"), !device->locked(); });
   EXPECT_EQ("*s10323p150V", other.Ask("10323R"));
-  EXPECT_EQ("00", RawHost(kAddress).greeting());
+  EXPECT_EQ("00", RawHost(device->config().address).greeting());
   for (bool reserved : {true, false}) {
     device->ReserveElsewhere(reserved);
     other.Send("~*f1H");
     EXPECT_EQ(reserved ? "*s505d1W0" : "*s505d1W2", other.Ask("505E"));
   }
-  config.address = kAddress;
-  EXPECT_THROW(SimulatedDevice{config}, std::runtime_error);  // is taken
+  EXPECT_THROW(SimulatedDevice{device->config()}, std::runtime_error);  // is taken
 }
 
 // Catches: moments and values of faults read as others.

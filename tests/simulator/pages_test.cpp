@@ -3,28 +3,21 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sstream>
 #include <stdexcept>
 
-#include "simulator/simulated_device.h"
 #include "tests/simulator/raw_host.h"
 
 namespace scantk::sim::test {
 namespace {
 
-constexpr char kAddress[] = "127.0.67.2";
 // A small colour window of the chart, in blocks.
 constexpr char kSetUp[] = "~E~*a100R~*a100S~*f90X~*f270Y~*f1500P~*f900Q~*a5T~*a24G~*m2S";
 constexpr char kStart[] = "~*oE~*f0S";
 
-struct PagesTest : testing::Test {
-  void Start(DeviceConfig config = {}) {
-    host.reset();
-    device.reset();
-    config.address = kAddress;
-    device = std::make_unique<SimulatedDevice>(config);
-    host = std::make_unique<RawHost>(kAddress);
+struct PagesTest : DeviceTest {
+  void Start(const DeviceConfig& config = {}) {
+    DeviceTest::Start(config);
     if (host->greeting() == "00") host->Command(kSetUp);
   }
   WirePage Scan(const std::string& settings = "") {
@@ -39,8 +32,6 @@ struct PagesTest : testing::Test {
     EXPECT_TRUE(page.aborted);
     EXPECT_EQ("*s261d" + error + "V", host->Ask("261E"));
   }
-  std::unique_ptr<SimulatedDevice> device;
-  std::unique_ptr<RawHost> host;
 };
 
 std::vector<uint8_t> Render(const char* paper, int depth, DataType type, Flip flip, bool whole) {
@@ -221,8 +212,7 @@ TEST_F(PagesTest, AtRestSomethingMayBeWrong) {
     EXPECT_EQ(*state == 'j' ? "*s23d1024V" : "*s23d1026V", host->Ask("23E"));
     if (*state == 'j') ExpectRefused(Scan(kSetUp), "1024");
   }
-  while (host->Ask("1027E") == "*s1027d0V") {
-  }
+  Await([&] { return host->Ask("1027E") != "*s1027d0V"; });
   ExpectWhole(Scan(std::string(kSetUp) + "~*u0X"));
   for (const char* state : {"full", "jam:", "jam:x", "empty:-1"})
     EXPECT_THROW(ParseAtRest(state), std::invalid_argument) << state;

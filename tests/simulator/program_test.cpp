@@ -7,10 +7,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "simulator/dot4_records.h"
 #include "simulator/usb_device.h"
+#include "tests/simulator/raw_host.h"
 
 namespace scantk::sim::test {
 namespace {
@@ -30,9 +30,8 @@ TEST(ProgramTest, RefusesRunsAndClearsUp) {
     EXPECT_EQ(2, Simulate(words)) << words;
   const std::string devices = "--device --address 127.0.67.4 --device --address 127.0.67.5 ";
   EXPECT_EQ(7, Simulate(devices + "run -- sh -c 'exit 7'"));
-  EXPECT_EQ(3,
-            Simulate(devices +
-                     "run -- sh -c 'trap \"exit 3\" TERM; kill -TERM $PPID; while :; do :; done'"));
+  EXPECT_EQ(3, Simulate(devices + "run -- sh -c 'trap \"exit 3\" TERM; kill -TERM $PPID; while [ "
+                                  "$((i+=1)) -lt 30000000 ]; do :; done'"));
   for (const std::string option : {"--usb ", "--dot4 "}) {
     EXPECT_EQ(
         0, Simulate(option + kPath + " run -- test -" + (option[2] == 'u' ? "c " : "S ") + kPath));
@@ -50,16 +49,20 @@ TEST(ProgramTest, RefusesRunsAndClearsUp) {
 TEST(UsbDeviceTest, EveryOpenBeginsAConversation) {
   UsbDevice device(DeviceConfig(), kPath);
   const auto say = [&](const std::string& words, size_t answer) {
-    const Socket file(open(kPath.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const Socket file(open(kPath.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
     const int number = static_cast<int>(file.Get());
     EXPECT_EQ(static_cast<ssize_t>(words.size()), write(number, words.data(), words.size()));
-    std::string said(answer, '\0');
-    for (size_t got = 0; got < answer;)
-      got += static_cast<size_t>(std::max<ssize_t>(read(number, &said[got], answer - got), 0));
+    std::string said;
+    Await([&] {
+      char bytes[64];
+      const ssize_t got = read(number, bytes, answer - said.size());
+      if (got > 0) said.append(bytes, static_cast<size_t>(got));
+      return said.size() == answer;
+    });
     return said;
   };
   say("\x1b*s19E\x1b*a1", 12);
-  while (device.open_connections() > 0) std::this_thread::yield();
+  Await([&] { return device.open_connections() == 0; });
   EXPECT_EQ("\x1b*s10323p300V", say("50R\x1b*s10323R", 13));
 }
 

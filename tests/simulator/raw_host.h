@@ -5,12 +5,22 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "simulator/simulated_device.h"
 #include "simulator/sockets.h"
 
 namespace scantk::sim::test {
+
+// Waits until it is so, for ten seconds at most.
+template <class Condition>
+void Await(Condition is_so) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!is_so()) ASSERT_LT(std::chrono::steady_clock::now(), limit);
+}
 
 // A page as it came over the wire.
 struct WirePage {
@@ -112,6 +122,19 @@ class RawHost {
 
   Socket socket_;
   std::string greeting_;
+};
+
+// A device on the network and one host.
+struct DeviceTest : testing::Test {
+  void Start(DeviceConfig config = {}) {
+    host.reset();
+    device.reset();
+    config.address = "127.0.67.1";
+    device = std::make_unique<SimulatedDevice>(config);
+    host = std::make_unique<RawHost>(config.address);
+  }
+  std::unique_ptr<SimulatedDevice> device;
+  std::unique_ptr<RawHost> host;
 };
 
 }  // namespace scantk::sim::test
