@@ -276,18 +276,5 @@ TEST_F(NetScripted, TransfersThatAreNotWhole) {
   Connect({no_event}, E_UNEXPECTED);
 }
 
-TEST_F(NetScripted, TimeoutsOfNothingStayAsTheyWere) {
-  NetworkTransport transport;
-  IoTimeouts timeouts = {0, 5000, 0}, now = {};
-  const auto escape = [&](uint32_t function, IoTimeouts* buffer, uint32_t length) {
-    return transport.Escape(function, buffer, length, nullptr, 0, nullptr);
-  };
-  EXPECT_EQ(E_INVALIDARG, escape(SET_TIMEOUTS, &timeouts, 8));
-  EXPECT_EQ(E_INVALIDARG, escape(GET_TIMEOUTS, nullptr, 12));
-  EXPECT_EQ(S_OK, escape(SET_TIMEOUTS, &timeouts, 12));
-  EXPECT_EQ(S_OK, escape(GET_TIMEOUTS, &now, 12));
-  EXPECT_TRUE(now.read == 30000 && now.write == 5000 && now.flush == 30000);
-}
-
 }  // namespace
 }  // namespace scantk

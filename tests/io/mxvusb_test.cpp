@@ -56,6 +56,8 @@ TEST(UsbTransport, SilentAndUnpluggedDevices) {
   ASSERT_EQ(S_OK, transport.OpenIO(device.path.c_str()));
   EXPECT_EQ(S_OK, transport.OpenIO("elsewhere")) << "is open already";
   IoTimeouts timeouts = {120, 0, 0};
+  EXPECT_EQ(E_INVALIDARG, transport.Escape(GET_TIMEOUTS, &timeouts, 8, nullptr, 0, nullptr));
+  EXPECT_EQ(E_INVALIDARG, transport.Escape(SET_TIMEOUTS, &timeouts, 8, nullptr, 0, nullptr));
   transport.Escape(SET_TIMEOUTS, &timeouts, 12, nullptr, 0, nullptr);
   transport.Escape(GET_TIMEOUTS, &timeouts, 12, nullptr, 0, nullptr);
   EXPECT_TRUE(timeouts.read == 120 && timeouts.write == 30000 && timeouts.flush == 500);
