@@ -73,10 +73,11 @@ TEST_F(DeviceSettingsTest, SwitchesKeepWhatTheRegistryLacks) {
   EXPECT_TRUE(switches_.ImgLog == 1 && switches_.m_wMaskADF == 2 && switches_.ScrollCap0 == 3);
   EXPECT_TRUE(switches_.DeviceBW == 4 && switches_.m_wURS_Counter == 0x35);
   // Without a description the result is 0, and the rest is as it is.
-  RegistryKey third = Instance("7003");
+  RegistryKey third = Instance("70");
   Set(third, "CreateFileName", "third");
-  Data("7003").SetDword("MaskADF", 7);
+  Data("70").SetDword("MaskADF", 7);
   EXPECT_EQ(0u, Find("third"));
+  EXPECT_STREQ("70", switches_.deviceKeyName);
   EXPECT_EQ(7u, switches_.m_wMaskADF);
   EXPECT_STREQ("third", settings_.ioDeviceName);
 }

@@ -68,6 +68,11 @@ TEST_F(LearntCapabilities, ValuesFollowTheRecords) {
     EXPECT_EQ(1u, Store(records));
     EXPECT_EQ(c.value, Get(data, c.name)) << c.name << " " << &c - cases;
   }
+  Records records;
+  data.SetDword("LoadSettingsOnce", 3);
+  Set(data, "ModelString", "before");
+  EXPECT_EQ(1u, Store(records));
+  EXPECT_EQ("3", Get(data, "LoadSettingsOnce")) << "only 1 becomes 2";
 }
 
 TEST_F(LearntCapabilities, WritesNothingForTheSameModel) {

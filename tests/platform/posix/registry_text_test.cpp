@@ -100,16 +100,17 @@ TEST(RegistryTextTest, DeletesAKeyWithAllBelowIt) {
 }
 
 TEST(RegistryTextTest, ReportsDamageWithItsLineAndReadsOn) {
-  const char* const lines[] = {"\"A\"=\"open",
-                               "\"A\"=\"x\" y",
-                               "\"A=\"1\"",
-                               "\"A\"",
-                               "\"A\"=dword:123456789",
-                               "\"A\"=dword:xyz",
-                               "\"A\"=hex:1,2,zz",
-                               "\"A\"=hex:01,\\" /* must not swallow the next value */,
-                               "\"A\"=hex(:01",
-                               "\"A\"=-",
+  // The line that ends in a backslash must not swallow the next value.
+  const char* const lines[] = {R"("A"="open)",
+                               R"("A"="x" y)",
+                               R"("A="1")",
+                               R"("A")",
+                               R"("A"=dword:123456789)",
+                               R"("A"=dword:xyz)",
+                               R"("A"=hex:1,2,zz)",
+                               R"("A"=hex:01,\)",
+                               R"("A"=hex(:01)",
+                               R"("A"=-)",
                                "\"A\"=\"\xFF\"",
                                "[",
                                "[HKEY_NOWHERE\\X]",
