@@ -153,6 +153,7 @@ namespace {
 ComPtr<IScanner> MakeScanner(const std::string& library) {
   ComPtr<IScanner> scanner;
   EXPECT_EQ(S_OK, CreateComponentFrom(library, CLSID_scanner, IID_IScanner, scanner.OutVoid()));
+  if (!scanner) throw std::runtime_error("the library makes no scanner object");
   return scanner;
 }
 
@@ -161,7 +162,7 @@ ComPtr<IScanner> MakeScanner(const std::string& library) {
 Toolkit::Toolkit(const std::string& library) : Toolkit(MakeScanner(library)) {}
 
 Toolkit::Toolkit(const ComPtr<IScanner>& object) : scanner(object) {
-  if (!scanner) throw std::runtime_error("the library makes no scanner object");
+  if (!scanner) return;
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_IADF3, feeder.OutVoid()));
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_ICompression, compression.OutVoid()));
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_IHWProperty, properties.OutVoid()));

@@ -54,7 +54,7 @@ std::basic_string<WideChar> Wide(const std::string& text);
 // A `scanner` object with all its interfaces.
 struct Toolkit {
   explicit Toolkit(const std::string& library = LibraryPath());
-  // Of an object that this program made.
+  // Of an object that this program made; null: all are.
   explicit Toolkit(const ComPtr<IScanner>& object);
 
   ComPtr<IScanner> scanner;
@@ -70,9 +70,7 @@ struct Toolkit {
 struct Outcome {
   HRESULT result;
   uint32_t code;
-  bool operator==(const Outcome& other) const {
-    return result == other.result && code == other.code;
-  }
+  bool operator==(const Outcome& other) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const Outcome& outcome);
 

@@ -11,11 +11,11 @@
 //   session NAME ADDRESS WHAT     a session on a network device, locked: "locked" or the error.
 //                                 WHAT: hold; scan (begins a page first); a number: lets go after
 //                                 so many milliseconds, "released"
+//   work NAME TYPE                job after job, with a line before each call
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "contract/records.h"
 #include "diag/scanner_lock.h"
@@ -23,9 +23,8 @@
 #include "platform/clock.h"
 #include "platform/registry.h"
 #include "platform/semaphore.h"
-#include "tests/contract/page_parameters.h"
-#include "tests/contract/toolkit.h"
 #include "tests/diag/trace_fixture.h"
+#include "tests/jobs/host.h"
 
 namespace {
 
@@ -106,67 +105,40 @@ int Trace(const char* name, int lines) {
   return Say("written");
 }
 
-void BeginPage(const test::Toolkit& toolkit, uint32_t session) {
-  const auto& scanner = toolkit.scanner;
-  SCANNER_PARAMETERS page = test::PageParameters(T_COLOR, 300, {2400, 3000});
-  BUFFER_INFO info = {};
-  uint32_t got = 0;
-  test::Call(scanner, &IScanner::SetScannerParameters, session, &page);
-  test::Call(scanner, &IScanner::GetBufferInfo, session, &page, &info);
-  test::Call(scanner, &IScanner::StartScan, session);
-  std::vector<uint8_t> row(info.dwBytesPerLine);
-  test::Call(scanner, &IScanner::ReadScanEx, session, row.data(), info.dwBytesPerLine, &got);
-}
-
 int Session(const std::string& name, const char* address, const std::string& what) {
   test::Sandbox sandbox;
   sandbox.SetDeviceText(sandbox.AddNetworkDevice(address), "NetworkDeviceID", name);
-  const test::Toolkit toolkit;
-  const auto& scanner = toolkit.scanner;
-  uint32_t session = 0;
-  test::Outcome outcome = test::Call(scanner, &IScanner::OpenScannerSession,
-                                     test::Wide(name).c_str(), T_IO_NETWORK, &session);
-  if (outcome == test::kOk)
-    outcome = test::Call(scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, 0u);
-  if (!(outcome == test::kOk)) return Say(ToolkitErrorText(outcome.code));
-  if (what == "scan") BeginPage(toolkit, session);
+  test::Host host(name, T_IO_NETWORK);
+  if (!host.Open() || !host.Lock(T_LOCK_PROCESS, 0)) return Say(ToolkitErrorText(host.last.code));
+  host.page.asked = test::PageParameters(T_COLOR, 300, {2400, 3000});
+  if (what == "scan" && host.Start()) host.Read(1, 1);
   Say("locked");
   if (what == "scan" || what == "hold") KeepIt();
   TheClock().Sleep(static_cast<uint32_t>(std::atoi(what.c_str())));
-  test::Call(scanner, &IScanner::UnlockScanner, session);
-  test::Call(scanner, &IScanner::CloseScannerSession, session);
+  host.Unlock();
+  host.Close();
   return Say("released");
 }
 
+// Says each method before it calls it.
+class SayingHost : public test::Host {
+ public:
+  using Host::Host;
+
+ protected:
+  void Before(const char* method) override { Say(method); }
+};
+
 int Work(const std::string& name, uint32_t type) {
   InitializeComponents();
-  const test::Toolkit toolkit;
-  const auto& scanner = toolkit.scanner;
-  SCANNER_PARAMETERS page = test::PageParameters(T_GREYSCALE, 150, {200, 200});
+  SayingHost host(name, type);
   for (;;) {
-    uint32_t session = 0, got = 0;
-    BUFFER_INFO info = {};
-    SCANNER_CAPABILITIES capabilities;
-    std::vector<uint8_t> rows(1 << 16);
-    Say("open");
-    test::Call(scanner, &IScanner::OpenScannerSession, test::Wide(name).c_str(), type, &session);
-    Say("lock");
-    test::Call(scanner, &IScanner::LockScanner, session, T_LOCK_PROCESS, 5000u);
-    Say("capabilities");
-    test::Call(scanner, &IScanner::GetScannerCapabilities, session, &capabilities);
-    test::Call(scanner, &IScanner::SetScannerParameters, session, &page);
-    Say("buffer info");
-    test::Call(scanner, &IScanner::GetBufferInfo, session, &page, &info);
-    Say("start");
-    test::Call(scanner, &IScanner::StartScan, session);
-    test::Outcome read = test::kOk;
-    while (read == test::kOk && Say("read") == 0)
-      read = test::Call(scanner, &IScanner::ReadScanEx, session, rows.data(),
-                        info.dwBytesPerLine * 10, &got);
-    Say("stop");
-    test::Call(scanner, &IScanner::StopScan, session);
-    Say("close");
-    test::Call(scanner, &IScanner::CloseScannerSession, session);
+    host.page.asked = test::PageParameters(T_GREYSCALE, 150, {200, 200});
+    host.Open();
+    host.Lock();
+    host.Learn();
+    host.Scan(10);
+    host.Close();
   }
 }
 

@@ -36,8 +36,12 @@ std::vector<Playing> AllPlayings() {
 class ConversationTest : public ::testing::TestWithParam<Playing> {};
 
 TEST_P(ConversationTest, ComesOutAsItsFileSays) {
-  for (const Scene& scene : ReadConversation(GetParam().path.string()).scenes)
+  for (const Scene& scene : ReadConversation(GetParam().path.string()).scenes) {
     Play(scene, GetParam().medium);
+#ifdef SCANTK_FIRST_ROWS_ONLY
+    break;
+#endif
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Files, ConversationTest, ::testing::ValuesIn(AllPlayings()),

@@ -20,6 +20,11 @@ std::vector<Medium> Media();
 // An address of 127.0.0.0/8 that no other test of this run uses.
 std::string FreshAddress();
 
+// The discovery store knows a device by this identity at this address while the result lives;
+// `folder` is the test's.
+std::shared_ptr<void> TellDiscovery(const std::string& identity, const std::string& address,
+                                    const std::string& folder);
+
 // What a test can do to a device and ask of it. What a medium's device cannot, throws
 // std::runtime_error.
 class FarSide {

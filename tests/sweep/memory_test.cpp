@@ -5,9 +5,9 @@
 #include <memory>
 
 #include "simulator/scanner_core.h"
-#include "tests/contract/toolkit.h"
 #include "tests/sweep/failing_memory.h"
-#include "tests/sweep/sweep_host.h"
+#include "tests/sweep/virtual_network.h"
+#include "tests/sweep/watched_host.h"
 
 namespace scantk::test {
 namespace {
@@ -61,10 +61,11 @@ class HostileAnnouncements : public ::testing::Test {
   int64_t Peak(const SweepJob& job, sim::Responder* device) {
     network_.Begin(device);
     CountAllocations();
-    const JobRecord record = RunJob(job, name_, &clock_, network_, Excuse::kDeviceLies);
+    WatchedHost host(name_, T_IO_NETWORK, &clock_, Excuse::kDeviceLies);
+    host.Run(job);
     const int64_t peak = PeakBytes();
-    EXPECT_EQ(std::vector<std::string>(), record.problems);
-    finished_ = record.finished;
+    EXPECT_EQ(std::vector<std::string>(), host.problems);
+    finished_ = host.finished;
     return peak;
   }
 

@@ -15,15 +15,12 @@
 #include <functional>
 #include <map>
 #include <random>
-#include <sstream>
 #include <thread>
 
 #include "host/console.h"
 #include "platform/clock.h"
-#include "tests/contract/page_parameters.h"
 #include "tests/jobs/far_side.h"
-#include "tests/jobs/picture.h"
-#include "tests/sweep/legal_outcomes.h"
+#include "tests/jobs/host.h"
 
 namespace {
 
@@ -86,80 +83,20 @@ Place NewPlace(Sandbox& sandbox, Medium medium, sim::DeviceConfig config) {
   return {medium, type, std::move(device), std::move(name)};
 }
 
-// One host and what went wrong with it.
-class Host {
+// What a host may see of a device that lies.
+class SoakedHost : public Host {
  public:
-  explicit Host(const Place& place) : place_(place) {}
-
-  template <class Pointer, class Function, class... Arguments>
-  Outcome Do(Method method, const Pointer& object, Function function, Arguments... arguments) {
-    if (before_call) before_call();
-    const Outcome outcome = Call(object, function, arguments...);
-    std::ostringstream text;
-    text << Name(method) << " answered " << outcome;
-    if (!IsLegal(method, outcome) && !(lied_to && outcome == kInvalidParameter)) Fail(text.str());
-    return outcome;
-  }
-
-  bool Open() {
-    return Do(Method::kOpen, toolkit.scanner, &IScanner::OpenScannerSession,
-              Wide(place_.name).c_str(), place_.io_type, &session) == kOk;
-  }
-  bool Lock(uint16_t type = T_LOCK_PROCESS, uint32_t limit = 5000) {
-    return Do(Method::kLock, toolkit.scanner, &IScanner::LockScanner, session, type, limit) == kOk;
-  }
-  void Unlock() { Do(Method::kUnlock, toolkit.scanner, &IScanner::UnlockScanner, session); }
-  void Close() { Do(Method::kClose, toolkit.scanner, &IScanner::CloseScannerSession, session); }
-  void Compress(bool jpeg) {
-    Do(Method::kCompression, toolkit.compression, &ICompression::SetCompressionType, session,
-       jpeg ? T_COMPRESSION_JPEG : T_COMPRESSION_NONE);
-  }
-
-  // A page, with at most `reads` reads of it; false when it has not come to its end.
-  bool Scan(ScannedPage* page, uint32_t lines, int reads) {
-    const auto& scanner = toolkit.scanner;
-    page->bytes.clear();
-    Do(Method::kLocal, scanner, &IScanner::SetScannerParameters, session, &page->asked);
-    const Outcome known = Do(Method::kBufferInfo, scanner, &IScanner::GetBufferInfo, session,
-                             &page->asked, &page->granted);
-    const Outcome started = Do(Method::kStart, scanner, &IScanner::StartScan, session);
-    std::vector<uint8_t> piece(size_t{page->granted.dwBytesPerLine} * lines);
-    Outcome last = known == kOk && started == kOk && !piece.empty() ? kOk : kCommunication;
-    for (int read = 0; last == kOk && read < reads; ++read) {
-      uint32_t got = 0;
-      last = Do(Method::kRead, scanner, &IScanner::ReadScanEx, session, piece.data(),
-                static_cast<uint32_t>(piece.size()), &got);
-      if (got > piece.size()) Fail("a read gave more than was asked for");
-      page->bytes.insert(page->bytes.end(), piece.begin(), piece.begin() + got);
-    }
-    if (last == kOk && reads == kPatient) Fail("the page has no end");
-    return last == kEndOfPage;
-  }
-  void Stop() { Do(Method::kStop, toolkit.scanner, &IScanner::StopScan, session); }
-
-  // A page that nothing disturbs.
-  void ScanPerfectly(const char* when) {
-    ScannedPage page;
-    page.asked = PageParameters(T_GREYSCALE, 150, {200, 200});
-    Compress(false);
-    const bool whole = Scan(&page, 64, kPatient);
-    Stop();
-    const std::string difference =
-        Difference(PaperAsked(page, "pattern", {}), page.bytes, page.granted.dwBytesPerLine);
-    if (!whole || !difference.empty()) Fail(std::string(when) + ": no perfect page " + difference);
-  }
-
-  void Fail(const std::string& what) { problems.push_back(what); }
-
-  static constexpr int kPatient = 20000;
-  Toolkit toolkit;
-  uint32_t session = 0;
+  explicit SoakedHost(const Place& place) : Host(place.name, place.io_type) {}
   bool lied_to = false;
   std::function<void()> before_call;
-  std::vector<std::string> problems;
 
- private:
-  const Place& place_;
+ protected:
+  void Before(const char*) override {
+    if (before_call) before_call();
+  }
+  bool Excused(const char*, const Outcome& outcome) const override {
+    return lied_to && outcome == kInvalidParameter;
+  }
 };
 
 class Dice {
@@ -192,77 +129,108 @@ std::string RollFault(Dice& dice, const DeviceFault& fault) {
   return text + "*1";
 }
 
+// What a job of the random ones asks for, and where it leaves.
+struct RandomJob {
+  RandomJob(Dice& dice, sim::DeviceConfig* config) : fault(Pick(dice, kFaults)) {
+    config->sheets = static_cast<int>(dice.Roll(0, 2));
+    config->delivery.block_bytes = static_cast<size_t>(dice.Roll(1, 60)) * 1000;
+    const auto roll = [&](int64_t least, int64_t most) {
+      return static_cast<uint32_t>(dice.Roll(least, most));
+    };
+    asked = PageParameters(Pick(dice, {uint32_t{T_COLOR}, uint32_t{T_GREYSCALE}, uint32_t{T_BW}}),
+                           static_cast<uint16_t>(roll(75, 300)),
+                           {roll(30, 600), roll(30, 400), roll(0, 300), roll(0, 300)});
+    feeder = config->sheets > 0 && dice.Coin();
+    if (feeder) asked.wScanMethod = T_METHOD_ADF;
+    fault_text = RollFault(dice, fault);
+    jpeg = dice.Coin();
+    learns = dice.Coin();
+    lines = roll(1, 99);
+    reads = dice.Coin() ? Host::kPatient : static_cast<int>(roll(0, 6));
+    leaves = roll(0, 2);
+    gone_before = dice.Roll(-20, 20);
+  }
+  template <class T, size_t N>
+  static T Pick(Dice& dice, const T (&choices)[N]) {
+    return choices[dice.Roll(0, N - 1)];
+  }
+
+  DeviceFault fault;
+  std::string fault_text;
+  SCANNER_PARAMETERS asked = {};
+  bool jpeg, feeder, learns;
+  uint32_t lines;
+  int reads;
+  uint32_t leaves;      // stops, unlocks, closes
+  int64_t gone_before;  // the device is gone for a moment before this call
+};
+
+// What came of the page, against the paper: all of it when it is told to be whole.
+void CheckPage(const RandomJob& job, bool whole, SoakedHost* host) {
+  if (job.jpeg || job.fault.own_bytes) return;
+  std::vector<uint8_t>& bytes = host->page.bytes;
+  std::vector<uint8_t> paper = PaperAsked(host->page, "pattern", {job.feeder ? 1 : 0, false});
+  if (!job.fault.own_length && bytes.size() > paper.size()) host->Fail("more than the page");
+  if (!job.fault.own_length && whole && bytes.size() < paper.size())
+    host->Fail("a page that is told to be whole is not");
+  bytes.resize(std::min(bytes.size(), paper.size()));
+  paper.resize(bytes.size());
+  for (std::vector<uint8_t>* rows : {&paper, &bytes}) WhitenPadding(host->page, rows);
+  const std::string difference = Difference(paper, bytes, host->page.granted.dwBytesPerLine);
+  if (!difference.empty()) host->Fail("bytes that are not the page's: " + difference);
+}
+
+void Do(const RandomJob& job, SoakedHost* host) {
+  if (!host->Open()) return;
+  if (host->Lock()) {
+    if (job.learns) host->Learn();
+    host->Compress(job.jpeg);
+    if (job.feeder)
+      host->Do("ADFPaperFeed", host->toolkit.feeder, &IADF::ADFPaperFeed, host->session);
+    host->page.asked = job.asked;
+    const bool whole = host->Start() && host->Read(job.lines, job.reads) == kEndOfPage;
+    if (job.leaves == 0) host->Stop();
+    CheckPage(job, whole, host);
+    if (job.leaves < 2) host->Unlock();
+  }
+  host->before_call = {};
+  host->Close();
+}
+
 // One job from a device that fails, and one behind it from the device as it is then.
-std::vector<std::string> RandomJob(uint64_t seed, int64_t number, std::string* what) {
+std::vector<std::string> RunRandomJob(uint64_t seed, int64_t number, std::string* what) {
   Dice dice(seed, number);
   Sandbox sandbox;
   sim::DeviceConfig config;
-  config.sheets = static_cast<int>(dice.Roll(0, 2));
-  config.delivery.block_bytes = static_cast<size_t>(dice.Roll(1, 60)) * 1000;
+  RandomJob job(dice, &config);
   const std::vector<Medium> media = Media();
-  Place place = NewPlace(sandbox, media[static_cast<size_t>(number) % media.size()], config);
-  const DeviceFault& fault = kFaults[dice.Roll(0, std::size(kFaults) - 1)];
-  const std::string text = RollFault(dice, fault);
-  place.device->AddFault(text);
-  ScannedPage page;
-  const uint32_t modes[] = {T_COLOR, T_GREYSCALE, T_BW};
-  page.asked = PageParameters(
-      modes[dice.Roll(0, 2)], static_cast<uint16_t>(dice.Roll(75, 300)),
-      {static_cast<uint32_t>(dice.Roll(30, 600)), static_cast<uint32_t>(dice.Roll(30, 400)),
-       static_cast<uint32_t>(dice.Roll(0, 300)), static_cast<uint32_t>(dice.Roll(0, 300))});
-  const bool jpeg = dice.Coin(), feeder = config.sheets > 0 && dice.Coin();
-  if (feeder) page.asked.wScanMethod = T_METHOD_ADF;
-  const int reads = dice.Coin() ? Host::kPatient : static_cast<int>(dice.Roll(0, 6));
-  const int64_t leaves = dice.Roll(0, 2);  // stops, unlocks, closes
-  *what = std::string(Name(place.medium)) + ", " + text + (jpeg ? ", JPEG" : "") +
-          (feeder ? ", feeder" : "");
-  Host host(place);
-  host.lied_to = fault.own_bytes;
-  int64_t calls = dice.Roll(-20, 20);  // the device is gone for a moment before a call of these
+  const Place place = NewPlace(sandbox, media[static_cast<size_t>(number) % media.size()], config);
+  FarSide& device = *place.device;
+  device.AddFault(job.fault_text);
+  *what = std::string(Name(place.medium)) + ", " + job.fault_text + (job.jpeg ? ", JPEG" : "") +
+          (job.feeder ? ", feeder" : "");
+  SoakedHost host(place);
+  host.lied_to = job.fault.own_bytes;
   host.before_call = [&] {
-    if (--calls == 0) place.device->Unplug(), place.device->Plug(), *what += ", off and on";
+    if (--job.gone_before == 0) device.Unplug(), device.Plug(), *what += ", off and on";
   };
-  if (host.Open() && host.Lock()) {
-    SCANNER_CAPABILITIES capabilities;
-    if (dice.Coin())
-      host.Do(Method::kCapabilities, host.toolkit.scanner, &IScanner::GetScannerCapabilities,
-              host.session, &capabilities);
-    host.Compress(jpeg);
-    if (feeder) host.Do(Method::kLocal, host.toolkit.feeder, &IADF::ADFPaperFeed, host.session);
-    const bool whole = host.Scan(&page, static_cast<uint32_t>(dice.Roll(1, 99)), reads);
-    if (leaves == 0) host.Stop();
-    std::vector<uint8_t> paper = PaperAsked(page, "pattern", {feeder ? 1 : 0, false});
-    const bool comparable = !jpeg && !fault.own_bytes;
-    if (comparable && page.bytes.size() > paper.size() && !fault.own_length)
-      host.Fail("more than the page");
-    if (comparable && whole && !fault.own_length && page.bytes.size() < paper.size())
-      host.Fail("a page that is told to be whole is not");
-    page.bytes.resize(std::min(page.bytes.size(), paper.size()));
-    paper.resize(page.bytes.size());
-    for (std::vector<uint8_t>* rows : {&paper, &page.bytes}) WhitenPadding(page, rows);
-    if (comparable) {
-      const std::string difference = Difference(paper, page.bytes, page.granted.dwBytesPerLine);
-      if (!difference.empty()) host.Fail("bytes that are not the page's: " + difference);
-    }
-    if (leaves < 2) host.Unlock();
-  }
+  Do(job, &host);
   host.before_call = {};
-  host.Close();
-  place.device->ReserveElsewhere(false);
-  for (int wait = 0; place.device->Locked() && wait < 1000; ++wait) TheClock().Sleep(10);
-  if (place.device->Locked()) host.Fail("the device stayed locked");
-  place.device->ClearFaults();
-  place.device->TakePaperOut();
   host.lied_to = false;
+  device.ReserveElsewhere(false);
+  for (int wait = 0; device.Locked() && wait < 1000; ++wait) TheClock().Sleep(10);
+  if (device.Locked()) host.Fail("the device stayed locked");
+  device.ClearFaults();
+  device.TakePaperOut();
   // What was learnt of a device that lies is not asked for again; another session learns anew.
   if (host.Open() && host.Lock()) {
-    host.Do(Method::kReset, host.toolkit.scanner, &IScanner::ResetScanner, host.session);
+    host.Do("ResetScanner", host.toolkit.scanner, &IScanner::ResetScanner, host.session);
     host.ScanPerfectly("the next job");
   } else {
     host.Fail("the next job cannot begin");
   }
   host.Close();
-  for (const std::string& layout : place.device->LayoutFaults()) host.Fail(layout);
+  for (const std::string& layout : device.LayoutFaults()) host.Fail(layout);
   return host.problems;
 }
 
@@ -275,14 +243,13 @@ int RunThreads(int64_t rounds) {
   for (const Medium medium : Media()) places.push_back(NewPlace(sandbox, medium, {}));
   std::atomic<int> wrong{0};
   const auto work = [&](const Place& place, bool shared) {
-    Host host(place);
-    for (int64_t round = 0; round < rounds && host.problems.empty(); ++round) {
-      if (!host.Open()) break;
+    SoakedHost host(place);
+    for (int64_t round = 0; round < rounds && host.problems.empty() && host.Open(); ++round) {
       uint8_t on = 0;
       if (!host.Lock(shared ? T_LOCK_PROCESS : T_LOCK_THREAD, 60000))
         host.Fail("no lock");
       else if (shared)
-        host.Do(Method::kLocal, host.toolkit.scanner, &IScanner::GetLampStatus, host.session, &on);
+        host.Do("GetLampStatus", host.toolkit.scanner, &IScanner::GetLampStatus, host.session, &on);
       else
         host.ScanPerfectly("a thread");
       if (host.problems.empty()) host.Unlock();
@@ -318,7 +285,7 @@ int RunKills(int64_t kills, uint64_t seed) {
     for (int64_t steps = dice.Roll(1, 40); victim && steps > 0; --steps)
       if (!victim->ReadLine(30000, &step)) step = "(nothing)";
     victim.reset();
-    Host host(place);
+    SoakedHost host(place);
     if (!host.Open() || !host.Lock(T_LOCK_PROCESS, 1000)) host.Fail("no lock within a second");
     // A terminal does not tell its far side that a host took over: nobody has it open for a while.
     if (place.medium == Medium::kUsb) {
@@ -350,7 +317,7 @@ int RunRandom(int64_t jobs, uint64_t seed, int64_t only) {
   for (int64_t number = std::max<int64_t>(only, 0); number < (only < 0 ? jobs : only + 1);
        ++number) {
     std::string what;
-    const std::vector<std::string> problems = RandomJob(seed, number, &what);
+    const std::vector<std::string> problems = RunRandomJob(seed, number, &what);
     if (number == 2) files = OpenFiles();
     if (problems.empty()) continue;
     ++wrong;

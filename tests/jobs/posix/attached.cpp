@@ -1,3 +1,5 @@
+#include <fstream>
+
 #include "simulator/dot4_device.h"
 #include "simulator/usb_device.h"
 #include "tests/jobs/far_side_of.h"
@@ -32,6 +34,12 @@ class StackFarSide : public AttachedFarSide<sim::Dot4Device> {
 };
 
 }  // namespace
+
+std::shared_ptr<void> TellDiscovery(const std::string& identity, const std::string& address,
+                                    const std::string& folder) {
+  std::ofstream(folder + "/devices.txt") << "guid=" << identity << " address=" << address << "\n";
+  return nullptr;
+}
 
 std::vector<Medium> Media() {
   return {Medium::kNetwork, Medium::kUsb, Medium::kDot4};
