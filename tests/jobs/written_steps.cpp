@@ -55,8 +55,13 @@ void ExpectCount(const Words& words, size_t from, const std::function<Words()>& 
 void CompareTrace(Stage& stage, const Words& words) {
   Words lines = stage.sandbox.TraceLines();
   lines.erase(lines.begin(), lines.begin() + static_cast<ptrdiff_t>(stage.trace_from));
-  const Words own_names = {stage.device_name, stage.sandbox.Folder(),
-                           stage.Device().Config().address, LibraryPath(), ExecutablePath()};
+  const std::string& name = stage.device_name;
+  const Words own_names = {name,
+                           name.substr(name.rfind('\\') + 1),
+                           stage.sandbox.Folder(),
+                           stage.Device().Config().address,
+                           LibraryPath(),
+                           ExecutablePath()};
   const std::string difference = GoldenDifference(
       SCANTK_CONVERSATIONS "/golden/" + words.at(0) + "_" + Name(stage.medium) + ".txt",
       MaskedTrace(lines, own_names), std::filesystem::temp_directory_path().string());

@@ -6,14 +6,23 @@
 #include <oleauto.h>
 
 #include <cstdlib>
-#include <set>
+#include <thread>
 
 #include "tests/contract/class_keys.h"
 #include "tests/contract/toolkit.h"
-#include "tests/windows/com_thread.h"
 
 namespace scantk::test {
 namespace {
+
+// Runs `body` on a thread of its own in an apartment of the kind `apartment`.
+template <class Body>
+void InApartment(COINIT apartment, const Body& body) {
+  std::thread([&] {
+    CoInitializeEx(nullptr, apartment);
+    body();
+    CoUninitialize();
+  }).join();
+}
 
 constexpr char kTypeLibrary[] = "TypeLib\\{3C9E5B21-8A74-4D0F-B6E2-91F07A3C5D48}";
 
@@ -38,8 +47,8 @@ class RegisteredTest : public ::testing::Test {
   static void TearDownTestSuite() { EXPECT_EQ(0, RegSvr32("/s /u")); }
 
   template <class Interface>
-  static HRESULT Create(ComPtr<Interface>* object, const IID& iid, IUnknown* outer = nullptr) {
-    return CoCreateInstance(CLSID_scanner, outer, CLSCTX_INPROC_SERVER, iid, object->OutVoid());
+  static HRESULT Create(ComPtr<Interface>* object, const IID& iid) {
+    return CoCreateInstance(CLSID_scanner, nullptr, CLSCTX_INPROC_SERVER, iid, object->OutVoid());
   }
 };
 
@@ -62,72 +71,6 @@ TEST_F(RegisteredTest, ServesEveryApartmentDirectly) {
       EXPECT_EQ(kInvalidSession, Call(scanner, &IScanner::CloseScannerSession, 4711u));
     });
   }
-}
-
-TEST_F(RegisteredTest, NineInterfacesOfOneObject) {
-  InApartment(COINIT_MULTITHREADED, [] {
-    const struct {
-      const IID& iid;
-      int table;  // interfaces of one number share a table
-    } interfaces[] = {{IID_IScanner, 1},      {IID_IADF, 2},         {IID_IADF2, 2},
-                      {IID_IADF3, 2},         {IID_ICompression, 3}, {IID_IHWProperty, 4},
-                      {IID_IControlPanel, 5}, {IID_IReserve, 6},     {IID_ISPF, 7}};
-    ComPtr<IUnknown> identity;
-    ASSERT_EQ(S_OK, Create(&identity, IID_IUnknown));
-    std::set<void*> tables;
-    for (const auto& from : interfaces) {
-      SCOPED_TRACE(from.table);
-      ComPtr<IUnknown> first;
-      ASSERT_EQ(S_OK, identity->QueryInterface(from.iid, first.OutVoid()));
-      tables.insert(first.Get());
-      for (const auto& to : interfaces) {
-        ComPtr<IUnknown> second;
-        ASSERT_EQ(S_OK, first->QueryInterface(to.iid, second.OutVoid()));
-        EXPECT_EQ(from.table == to.table, first.Get() == second.Get());
-      }
-      ComPtr<IUnknown> unknown;
-      ASSERT_EQ(S_OK, first->QueryInterface(IID_IUnknown, unknown.OutVoid()));
-      EXPECT_EQ(identity.Get(), unknown.Get());
-      for (const IID& foreign : {IID_IDispatch, IID_IMarshal}) {
-        void* none = &none;
-        EXPECT_EQ(E_NOINTERFACE, first->QueryInterface(foreign, &none));
-        EXPECT_EQ(nullptr, none);
-      }
-    }
-    EXPECT_EQ(7u, tables.size());
-    EXPECT_EQ(1u, tables.count(identity.Get()));
-  });
-}
-
-// An object that has a scanner object inside.
-struct Outer final : IUnknown {
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    if (iid != IID_IUnknown) return inner->QueryInterface(iid, object);
-    AddRef();
-    *object = this;
-    return S_OK;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references; }
-  ULONG STDMETHODCALLTYPE Release() override { return --references; }
-  ULONG references = 1;
-  ComPtr<IUnknown> inner;
-};
-
-TEST_F(RegisteredTest, AggregatesThroughTheRuntime) {
-  InApartment(COINIT_MULTITHREADED, [] {
-    Outer outer;
-    ComPtr<IScanner> refused;
-    EXPECT_EQ(CLASS_E_NOAGGREGATION, Create(&refused, IID_IScanner, &outer));
-    ASSERT_EQ(S_OK, Create(&outer.inner, IID_IUnknown, &outer));
-    ComPtr<ISPF> spf;
-    ComPtr<IUnknown> unknown;
-    ASSERT_EQ(S_OK, outer.QueryInterface(IID_ISPF, spf.OutVoid()));
-    ASSERT_EQ(S_OK, spf->QueryInterface(IID_IUnknown, unknown.OutVoid()));
-    EXPECT_EQ(&outer, unknown.Get());
-    unknown.Reset();
-    spf.Reset();
-    EXPECT_EQ(1u, outer.references);
-  });
 }
 
 TEST_F(RegisteredTest, IsFoundByItsNames) {
