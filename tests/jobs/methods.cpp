@@ -12,30 +12,20 @@
 namespace scantk::test {
 namespace {
 
-std::string NameOf(const SCANNER_CAPABILITIES*) {
-  return "SCANNER_CAPABILITIES";
-}
-std::string NameOf(const BUFFER_INFO*) {
-  return "BUFFER_INFO";
-}
-std::string NameOf(const ADF_CAPABILITIES*) {
-  return "ADF_CAPABILITIES";
-}
-std::string NameOf(const ADF2_CAPABILITIES*) {
-  return "ADF2_CAPABILITIES";
-}
-std::string NameOf(const ADF3_CAPABILITIES*) {
-  return "ADF3_CAPABILITIES";
-}
-std::string NameOf(const COMPRESSION_CAPABILITIES*) {
-  return "COMPRESSION_CAPABILITIES";
-}
-std::string NameOf(const CONTROL_PANEL_CAPABILITIES*) {
-  return "CONTROL_PANEL_CAPABILITIES";
-}
-std::string NameOf(const SPF_CAPABILITIES*) {
-  return "SPF_CAPABILITIES";
-}
+template <class Record>
+constexpr const char* kRecordName = nullptr;
+#define ROW(record) \
+  template <>       \
+  constexpr const char* kRecordName<record> = #record;
+ROW(SCANNER_CAPABILITIES)
+ROW(BUFFER_INFO)
+ROW(ADF_CAPABILITIES)
+ROW(ADF2_CAPABILITIES)
+ROW(ADF3_CAPABILITIES)
+ROW(COMPRESSION_CAPABILITIES)
+ROW(CONTROL_PANEL_CAPABILITIES)
+ROW(SPF_CAPABILITIES)
+#undef ROW
 
 // The arguments of one call. Each Take makes the next one; what the method writes is kept here.
 class Arguments {
@@ -60,7 +50,7 @@ class Arguments {
   void Take(SCANNER_PARAMETERS** page) { *page = Pointer(call_->page); }
   template <class Record>
   void Take(Record** record) {
-    call_->record_type = &RecordNamed(NameOf(*record));
+    call_->record_type = &RecordNamed(kRecordName<Record>);
     call_->record.assign(sizeof(Record), 0x5A);
     *record = Pointer(reinterpret_cast<Record*>(call_->record.data()));
   }

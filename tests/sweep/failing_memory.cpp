@@ -82,51 +82,25 @@ using scantk::test::Free;
 
 constexpr size_t kPlain = 1;
 
-void* operator new(size_t size) {
-  return AllocateOrThrow(size, kPlain);
-}
-void* operator new[](size_t size) {
-  return AllocateOrThrow(size, kPlain);
-}
-void* operator new(size_t size, std::align_val_t alignment) {
-  return AllocateOrThrow(size, static_cast<size_t>(alignment));
-}
-void* operator new[](size_t size, std::align_val_t alignment) {
-  return AllocateOrThrow(size, static_cast<size_t>(alignment));
-}
-void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return Allocate(size, kPlain);
-}
-void* operator new[](size_t size, const std::nothrow_t&) noexcept {
-  return Allocate(size, kPlain);
-}
-void* operator new(size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-  return Allocate(size, static_cast<size_t>(alignment));
-}
-void* operator new[](size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-  return Allocate(size, static_cast<size_t>(alignment));
-}
-void operator delete(void* memory) noexcept {
-  Free(memory);
-}
-void operator delete[](void* memory) noexcept {
-  Free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-  Free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-  Free(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-  Free(memory);
-}
-void operator delete[](void* memory, std::align_val_t) noexcept {
-  Free(memory);
-}
-void operator delete(void* memory, size_t, std::align_val_t) noexcept {
-  Free(memory);
-}
-void operator delete[](void* memory, size_t, std::align_val_t) noexcept {
-  Free(memory);
-}
+#define SCANTK_NEW(NAME, ALIGNMENT, ...)                                                        \
+  void* operator NAME(size_t size __VA_OPT__(, ) __VA_ARGS__) {                                 \
+    return AllocateOrThrow(size, ALIGNMENT);                                                    \
+  }                                                                                             \
+  void* operator NAME(size_t size __VA_OPT__(, ) __VA_ARGS__, const std::nothrow_t&) noexcept { \
+    return Allocate(size, ALIGNMENT);                                                           \
+  }
+#define SCANTK_DELETE(NAME, ...)                                         \
+  void operator NAME(void* memory __VA_OPT__(, ) __VA_ARGS__) noexcept { \
+    Free(memory);                                                        \
+  }
+
+SCANTK_NEW(new, kPlain)
+SCANTK_NEW(new[], kPlain)
+SCANTK_NEW(new, static_cast<size_t>(alignment), std::align_val_t alignment)
+SCANTK_NEW(new[], static_cast<size_t>(alignment), std::align_val_t alignment)
+SCANTK_DELETE(delete)
+SCANTK_DELETE(delete[])
+SCANTK_DELETE(delete, size_t)
+SCANTK_DELETE(delete[], size_t)
+SCANTK_DELETE(delete, std::align_val_t)
+SCANTK_DELETE(delete[], std::align_val_t)
