@@ -148,7 +148,7 @@ class CommandLine {
               "sets user-ready-to-scan: default, wait (for the user at the device), start");
   }
 
-  void AddSetup() {  // NOLINT(readability-function-size): a table, line by line
+  void AddSetup() {
     CLI::App* devices =
         Command("devices", "lists, adds and changes devices", [] { return ListDevices(); });
     const auto sub = [&](const char* name, const char* help, Action action) {
@@ -165,26 +165,7 @@ class CommandLine {
     sub("show", "shows a device's values", [this] {
       return ShowDevice(name_);
     })->add_option("DEVICE", name_);
-    CLI::App* add = sub("add", "adds a device", [this] { return AddNewDevice(new_device_); });
-    add->add_option("NAME", new_device_.name, "what users see")->required()->check(NotEmpty);
-    CLI::Option_group* kind = add->add_option_group("where it is");
-    kind->add_option("--network", new_device_.address, "address or host name")
-        ->check(NotEmpty)
-        ->type_name("ADDRESS");
-    kind->add_option("--usb", new_device_.usb, "device file on USB")
-        ->check(NotEmpty)
-        ->type_name("FILE");
-    kind->add_option("--dot4", new_device_.dot4, "device file of an IEEE 1284.4 stack")
-        ->check(NotEmpty)
-        ->type_name("FILE");
-    kind->require_option(1);
-    add->add_option("--port", new_device_.port, "port of the print server: 1, 2 or 3 (1)")
-        ->check(CLI::Range(1, 3));
-    add->add_flag("--fixed", new_device_.fixed, "never look for another address (StaticIP)");
-    add->add_option("--guid", new_device_.guid,
-                    "find the device again by this when its address changes");
-    add->add_option("--mac", new_device_.mac, "the same, where the GUID does not find it");
-    add->add_flag("--force", new_device_.force, "replace the device of that name");
+    AddPlace(sub("add", "adds a device", [this] { return AddNewDevice(new_device_); }));
     CLI::App* set =
         sub("set", "changes a device's values", [this] { return SetDevice(name_, words_); });
     set->add_option("DEVICE", name_)->required();
@@ -194,6 +175,23 @@ class CommandLine {
         ->required();
     AddTrace();
     AddRegistration();
+  }
+
+  void AddPlace(CLI::App* add) {
+    add->add_option("NAME", new_device_.name, "what users see")->required()->check(NotEmpty);
+    CLI::Option_group* kind = add->add_option_group("where it is");
+    kind->add_option("--network", new_device_.address, "address or host name")->check(NotEmpty);
+    kind->add_option("--usb", new_device_.usb, "device file on USB")->check(NotEmpty);
+    kind->add_option("--dot4", new_device_.dot4, "device file of an IEEE 1284.4 stack")
+        ->check(NotEmpty);
+    kind->require_option(1);
+    add->add_option("--port", new_device_.port, "port of the print server: 1, 2 or 3 (1)")
+        ->check(CLI::Range(1, 3));
+    add->add_flag("--fixed", new_device_.fixed, "never look for another address (StaticIP)");
+    add->add_option("--guid", new_device_.guid,
+                    "find the device again by this when its address changes");
+    add->add_option("--mac", new_device_.mac, "the same, where the GUID does not find it");
+    add->add_flag("--force", new_device_.force, "replace the device of that name");
   }
 
   void AddRegistration() {
