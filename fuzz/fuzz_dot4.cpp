@@ -1,11 +1,15 @@
-// The DOT4 transport, with a stack whose every answer comes from the input.
+// What speaks to a DOT4 stack, with one that does what it likes.
 //
-// Input: number of the host's operations and the operations (a byte each), then the answers: each a
-// byte for its kind, with bytes for its details. Behind the last answer the stack hangs up.
+// Input: a byte that chooses. 1: requests on a socket; steps, each a byte for its kind (and bytes
+// for its details): a request begins, is taken further, is cancelled; the stack answers it as it
+// should, or sends any bytes, or closes. Otherwise the transport: number of the host's operations
+// and the operations (a byte each), then the answers: each a byte for its kind, with bytes for its
+// details. Behind the last answer the stack hangs up.
 #include <filesystem>
 
 #include "fuzz/fuzz_input.h"
 #include "io/dot4_stack_transport.h"
+#include "platform/stand_ins/request_link.h"
 #include "tests/doubles/dot4_stack.h"
 #include "tests/doubles/test_clock.h"
 
@@ -71,13 +75,10 @@ void Operate(Transport& transport, uint8_t operation, const std::string& path) {
   if (kind == 7) transport.Escape(operation / 8, nullptr, 0, nullptr, 0, nullptr);
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void UseTransport(FuzzInput& input) {
   const TestClock clock;  // pauses between attempts take no time
   static const std::string path =
       (std::filesystem::temp_directory_path() / ("fuzz_dot4_" + std::to_string(getpid()))).string();
-  FuzzInput input(data, std::min<size_t>(size, 4096));
   const std::string operations = std::string(1, '\0') + input.Text(input.Byte() % 24);
   {
     StackServer stack(path, [&](const StackRequest& request) { return Answer(request, input); });
@@ -86,5 +87,91 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       Operate(transport, static_cast<uint8_t>(operation), path);
   }
   std::filesystem::remove(path);
+}
+
+using Data = DeviceRequest::Data;
+
+struct Conversation {
+  explicit Conversation(const int (&pair)[2]) : near(pair[0]), far(pair[1]), link(pair[0]) {
+    constexpr int kSmallBuffer = 4096;  // so that requests are sent in parts
+    setsockopt(pair[0], SOL_SOCKET, SO_SNDBUF, &kSmallBuffer, sizeof kSmallBuffer);
+  }
+
+  void Step(FuzzInput& input) {
+    const uint8_t step = input.Byte(), kind = step % 8;
+    if (kind < 2 && data.empty()) Begin(input);
+    if (kind == 2 || kind == 4 || kind == 5) TakeRequests();
+    if ((kind == 4 || kind == 5) && !data.empty()) Answer(input);
+    if (kind == 3) {
+      link.Cancel();
+      data = {};  // a sanitizer sees who touches it
+      Require(link.Advance(), "nothing is under way after a cancel");
+    }
+    if (kind == 6) Send(input.Text(input.Byte() % 40));
+    if (kind == 7 && step >= 0x80) far.Reset();
+    Advance();
+  }
+
+  void Begin(FuzzInput& input) {
+    direction = static_cast<Data>(input.Byte() % 4);
+    data.assign(input.PieceSize(), 0xA5);
+    link.Begin({1, head, sizeof head, direction, data.data(), static_cast<uint32_t>(data.size())});
+  }
+
+  void Advance() {
+    if (data.empty() || !link.Advance()) return;
+    Require(link.Error() != 0 || link.Returned() <= (direction == Data::kNone ? 0 : data.size()),
+            "no more moved than there is");
+    data = {};
+  }
+
+  void TakeRequests() {
+    char bytes[8192];
+    while (recv(far.Get(), bytes, sizeof bytes, MSG_DONTWAIT) > 0) Advance();
+  }
+
+  // As the form has it, in two pieces.
+  void Answer(FuzzInput& input) {
+    const uint32_t failure = input.Byte() % 4 ? 0 : 31;
+    const size_t size = std::min(input.PieceSize(), data.size());
+    const bool fills = direction == Data::kFilled || direction == Data::kSentAndFilled;
+    const std::string bytes =
+        StackAnswer(failure, direction == Data::kNone ? 0 : static_cast<uint32_t>(size),
+                    std::string(fills ? size : 0, 'r'))
+            .bytes;
+    const size_t cut = std::min<size_t>(input.Byte(), bytes.size());
+    Send(bytes.substr(0, cut));
+    Send(bytes.substr(cut));
+  }
+
+  // The link looks at it in between; what it does not take is lost.
+  void Send(const std::string& bytes) {
+    for (size_t at = 0; at < bytes.size(); Advance()) {
+      const ssize_t moved =
+          send(far.Get(), bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL | MSG_DONTWAIT);
+      if (moved <= 0) return;
+      at += static_cast<size_t>(moved);
+    }
+  }
+
+  OwnedFile near, far;
+  RequestLink link;
+  const uint8_t head[16] = {};
+  Data direction = Data::kNone;
+  std::vector<uint8_t> data;  // of the request under way
+};
+
+void UseLink(FuzzInput& input) {
+  int pair[2];
+  Require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, pair) == 0, "a socket pair");
+  Conversation conversation(pair);
+  for (int steps = 200; steps > 0 && !input.Empty(); --steps) conversation.Step(input);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  FuzzInput input(data, std::min<size_t>(size, 4096));
+  input.Byte() == 1 ? UseLink(input) : UseTransport(input);
   return 0;
 }

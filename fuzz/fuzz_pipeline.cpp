@@ -4,18 +4,16 @@
 // coded), input piece, output piece, stream. Otherwise rows, through a chain of transforms: width
 // (2 bytes), depth, announced rows, input piece, output piece, length of the chain; for each
 // transform its kind and parameters; image.
-#include <memory>
 #include <span>
 
 #include "fuzz/fuzz_input.h"
-#include "imaging/image_pipeline.h"
+#include "tests/imaging/pipeline_harness.h"
 
 using namespace scantk;
 using namespace scantk::fuzz;
+using namespace scantk::testing;
 
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 // A run stops when it has given this much; a header may announce any size.
 constexpr size_t kMostOutput = size_t{512} << 10;
@@ -23,47 +21,22 @@ constexpr int64_t kScaleOne = 1 << 24;
 constexpr uint8_t kWildParameters = 0x80;
 constexpr int64_t kMostMadeUpRows = 16;
 
-struct Run {
-  Bytes output;
-  IpResult result = 0;  // of the last call; 0: stopped at kMostOutput
-};
-
-// In pieces of these sizes.
-Run RunPipeline(const std::vector<XformDescriptor>& chain, const ImageTraits& traits,
-                const Bytes& input, size_t input_piece, size_t output_piece) {
-  Run run;
-  IpHandle handle = nullptr;
-  run.result = ipCreatePipeline(static_cast<int>(chain.size()), chain.data(), 0, &handle);
-  const std::unique_ptr<ImagePipeline, decltype(&ipDestroyPipeline)> owner(handle,
-                                                                           ipDestroyPipeline);
-  if (run.result == IP_FINISHED) run.result = ipSetInputTraits(handle, &traits);
-  if (run.result != IP_FINISHED) return run;
-  run.result = 0;
-  Bytes room(std::min(output_piece, kMostOutput));
-  for (size_t at = 0; run.result == 0 && run.output.size() < kMostOutput;) {
-    const auto from = input.begin() + static_cast<ptrdiff_t>(at);
-    const Bytes given(from,
-                      from + static_cast<ptrdiff_t>(std::min(input.size() - at, input_piece)));
-    size_t used = 0, produced = 0;
-    uint64_t next = 0, position = 0;
-    run.result = ipConvert(handle, given.size(), given.empty() ? nullptr : given.data(), &used,
-                           &next, room.size(), room.data(), &produced, &position);
-    Require(used <= given.size() && produced <= room.size(), "a call moves what it was given");
-    Require((run.result & ~IP_RESULT_MASK) == 0, "a call answers result bits alone");
-    Require(run.result || used || produced, "a call moves something or ends the run");
-    Require(produced == 0 || position == run.output.size(), "the output's position is its place");
-    at += used;
-    run.output.insert(run.output.end(), room.begin(),
-                      room.begin() + static_cast<ptrdiff_t>(produced));
-  }
-  return run;
+Outcome RunPipeline(const std::vector<XformDescriptor>& chain, const ImageTraits& traits,
+                    const Bytes& image, const Chunks& chunks) {
+  Harness harness(chain, traits, false);
+  harness.most = kMostOutput;
+  harness.Feed(image, chunks);
+  harness.Drain(chunks);
+  Require(harness.sound, "a call moves what it was given, and says known bits");
+  Require(harness.positions_agree, "the output's position is its place");
+  return harness.outcome();
 }
 
 // What comes out depends on the image alone. A run that stopped at the limit is compared that far.
 void RequireSame(const std::vector<XformDescriptor>& chain, const ImageTraits& traits,
                  const Bytes& image, size_t input_piece, size_t output_piece) {
-  Run whole = RunPipeline(chain, traits, image, SIZE_MAX, kMostOutput);
-  Run pieces = RunPipeline(chain, traits, image, input_piece, output_piece);
+  Outcome whole = RunPipeline(chain, traits, image, {});
+  Outcome pieces = RunPipeline(chain, traits, image, {{input_piece}, {output_piece}});
   const size_t common = std::min(whole.output.size(), pieces.output.size());
   if (std::max(whole.output.size(), pieces.output.size()) < kMostOutput) {
     Require(whole.output.size() == pieces.output.size(), "pieces do not change the output's size");
@@ -74,20 +47,13 @@ void RequireSame(const std::vector<XformDescriptor>& chain, const ImageTraits& t
   Require(whole.output == pieces.output, "pieces do not change the output");
 }
 
-XformDescriptor BuiltIn(XformId id) {
-  XformDescriptor descriptor{};
-  descriptor.builtInId = id;
-  return descriptor;
-}
-
 void DecodeJpeg(FuzzInput& input) {
   const uint8_t flags = input.Byte();
   const size_t input_piece = input.PieceSize();
   // A byte at a time out of a picture that a header made large would only cost time.
   const size_t output_piece = input.PieceSize() + 63;
-  std::vector<XformDescriptor> chain = {BuiltIn(XFORM_JPEG_DECODE), BuiltIn(XFORM_COLOR_SPACE)};
-  chain[0].params[0] = flags >> 1 & 1;
-  chain[1].params[0] = 2;
+  std::vector<XformDescriptor> chain = {BuiltIn(XFORM_JPEG_DECODE, {flags >> 1 & 1}),
+                                        BuiltIn(XFORM_COLOR_SPACE, {2})};
   chain.resize(1 + (flags & 1));
   RequireSame(chain, {1, 8, 1, 300, 300, -1, -1, -1}, input.Rest(size_t{1} << 16), input_piece,
               output_piece);
@@ -98,7 +64,7 @@ void DecodeJpeg(FuzzInput& input) {
 XformDescriptor TakeXform(FuzzInput& input, bool is_last, bool* is_wild, int* enlarging) {
   const uint8_t kind = input.Byte();
   constexpr XformId kIds[] = {XFORM_SCALE, XFORM_COLOR_SPACE, XFORM_TABLE, XFORM_FLIP};
-  XformDescriptor xform = BuiltIn(kIds[kind & 3]);
+  XformDescriptor xform = BuiltIn(kIds[kind & 3], {});
   const bool wild = kind & kWildParameters, scales = xform.builtInId == XFORM_SCALE;
   *is_wild |= wild;
   for (int64_t& param : std::span(xform.params).first(4))

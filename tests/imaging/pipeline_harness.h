@@ -98,7 +98,7 @@ class Harness {
   // Gives `input` in pieces until it is used up or a result bit comes up.
   void Feed(const Bytes& input, Chunks chunks = {}) {
     size_t at = 0;
-    while (at < input.size() && !outcome_.result) {
+    while (at < input.size() && !Over()) {
       // Exactly as large as announced, so that a sanitizer sees every byte beyond.
       const auto from = input.begin() + static_cast<ptrdiff_t>(at);
       const size_t piece = std::min(input.size() - at, chunks.input.Next());
@@ -109,15 +109,17 @@ class Harness {
 
   // Says that the input is over and takes what is left.
   void Drain(Chunks chunks = {}) {
-    while (!outcome_.result) Call(nullptr, 0, chunks.output.Next());
+    while (!Over()) Call(nullptr, 0, chunks.output.Next());
   }
 
   // One ipConvert, all of it recorded. Returns the bytes used.
   size_t Call(const uint8_t* input, size_t available, size_t space) {
-    Bytes room(std::min<size_t>(space, size_t{1} << 20) + 1);
+    space = std::min(space, size_t{1} << 20);
+    Bytes room(std::max<size_t>(space, 1));
     size_t used = 0, produced = 0;
-    outcome_.result = ipConvert(handle_, available, input, &used, &next, room.size() - 1,
-                                room.data(), &produced, &position);
+    outcome_.result = ipConvert(handle_, available, input, &used, &next, space, room.data(),
+                                &produced, &position);
+    sound &= used <= available && produced <= space && (outcome_.result & ~IP_RESULT_MASK) == 0;
     outcome_.used += used;
     positions_agree &= next == outcome_.used || outcome_.result != 0;
     positions_agree &= produced == 0 || position == outcome_.output.size();
@@ -128,8 +130,12 @@ class Harness {
 
   uint64_t next = 0, position = 0;  // of the last call
   bool positions_agree = true;      // in every call with the bytes that it moved
+  bool sound = true;                // every call moved what it was given, and said known bits
+  size_t most = SIZE_MAX;           // output; then no more is asked for
 
  private:
+  bool Over() const { return outcome_.result || outcome_.output.size() >= most; }
+
   struct Tap {
     Harness* harness;
     size_t stage;
