@@ -66,7 +66,7 @@ if(WIN32)
 else()
   install(FILES cmake/60-scantk.rules DESTINATION lib/udev/rules.d COMPONENT tools)
 endif()
-if(NOT CMAKE_CROSSCOMPILING)
+if(NOT CMAKE_CROSSCOMPILING AND NOT SCANTK_SANITIZE)
   set(manual ${PROJECT_BINARY_DIR}/manual)
   file(MAKE_DIRECTORY ${manual})
   add_custom_command(OUTPUT ${manual}/scanhost.1.gz
