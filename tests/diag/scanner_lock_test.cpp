@@ -122,9 +122,13 @@ TEST_F(ScannerLockTest, ThreadsTakeTheirFirstHoldAtOnce) {
 TEST_F(ScannerLockTest, EveryThreadWaitsItsOwnTime) {
   ScannerLock rival(device_.c_str()), lock(device_.c_str());
   ASSERT_EQ(1u, rival.Lock(kProcess, 0));
-  uint32_t patient = 0;
+  NewLines();
+  uint32_t patient = 0, start = TheClock().TickCount();
   std::thread waiter([&] { patient = lock.Lock(kProcess, kWaitForever); });
-  const uint32_t start = TheClock().TickCount();
+  using testing::Contains, testing::HasSubstr;
+  const auto waits = testing::Matches(Contains(HasSubstr("Using Session locking")));
+  while (!waits(NewLines()) && TheClock().TickCount() - start < 30000) std::this_thread::yield();
+  start = TheClock().TickCount();
   EXPECT_EQ(0u, lock.Lock(kProcess, 0));
   EXPECT_EQ(0u, lock.Lock(kProcess, 200));
   EXPECT_GE(TheClock().TickCount() - start, 185u);
