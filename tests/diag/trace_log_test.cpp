@@ -260,6 +260,20 @@ TEST_F(TraceLogTest, CollectorGetsLinesOfEveryThread) {
   EXPECT_THAT(NewLines(), ElementsAre("in the file"));
 }
 
+// Catches a line that is written while another process writes.
+TEST_F(TraceLogTest, ALineWaitsForTheFile) {
+  if (kPathSeparator == '\\') GTEST_SKIP() << "the wait is the system's there";
+  struct Releasing : TestClock {
+    void Sleep(uint32_t) override { released += held.Release(); }
+    NamedSemaphore held;
+    int released = 0;
+  } clock;
+  clock.held = NamedSemaphore::CreateOrOpen(TraceFileLockName(TracePath()), nullptr);
+  ASSERT_EQ(WaitResult::kSignalled, clock.held.Wait(0));
+  TraceLog().PrintText(TRACE_FLOW, "late");
+  EXPECT_EQ(1, clock.released);
+}
+
 // Whole lines, each writer's in order: of two threads with one object and of two processes.
 TEST_F(TraceLogTest, WritersShareOneFile) {
   constexpr int kLines = 200;
