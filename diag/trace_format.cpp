@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <climits>
 #include <cmath>
 #include <cstring>
 
+#include "diag/trace_conversion.h"
 #include "platform/system.h"
 
 namespace scantk {
@@ -41,106 +41,6 @@ class Sink {
   size_t room_;
   size_t used_ = 0;
 };
-
-// The arguments, taken one after the other.
-class Arguments {
- public:
-  Arguments(const TraceArg* args, size_t count) : next_(args), end_(args + count) {}
-  const TraceArg* Next() { return next_ == end_ ? nullptr : next_++; }
-  int NextInt() {
-    const TraceArg* arg = Next();
-    return arg && arg->kind == TraceArg::Kind::kInteger ? static_cast<int>(arg->integer) : 0;
-  }
-
- private:
-  const TraceArg* next_;
-  const TraceArg* end_;
-};
-
-// One conversion as the format states it.
-struct Conversion {
-  bool left = false, plus = false, blank = false, alternate = false, zero = false;
-  size_t width = 0;
-  int precision = -1;  // -1: none given
-  int bits = 32;       // of an integer
-  bool wide = false;   // text is said to be wide
-  char type = '\0';
-};
-
-int ParseNumber(const char*& p) {
-  int value = 0;
-  for (; *p >= '0' && *p <= '9'; ++p)
-    if (value < 100000) value = value * 10 + (*p - '0');
-  return value;
-}
-
-void ParseFlags(const char*& p, Conversion* c) {
-  for (;; ++p) {
-    switch (*p) {
-      case '-':
-        c->left = true;
-        break;
-      case '+':
-        c->plus = true;
-        break;
-      case ' ':
-        c->blank = true;
-        break;
-      case '#':
-        c->alternate = true;
-        break;
-      case '0':
-        c->zero = true;
-        break;
-      default:
-        return;
-    }
-  }
-}
-
-void ParseWidthAndPrecision(const char*& p, Arguments& args, Conversion* c) {
-  int width = 0;
-  if (*p == '*') {
-    ++p;
-    width = args.NextInt();
-    if (width < 0) {
-      c->left = true;
-      width = width == INT_MIN ? INT_MAX : -width;
-    }
-  } else {
-    width = ParseNumber(p);
-  }
-  c->width = static_cast<size_t>(width);
-  if (*p != '.') return;
-  ++p;
-  if (*p == '*') {
-    ++p;
-    c->precision = std::max(args.NextInt(), -1);
-  } else {
-    c->precision = ParseNumber(p);
-  }
-}
-
-// On the target "l" leaves an integer at 32 bits and makes text wide.
-void ParseSize(const char*& p, Conversion* c) {
-  static constexpr struct {
-    const char* text;
-    int bits;
-    bool wide;
-  } kSizes[] = {
-      {"hh", 8, false}, {"h", 16, false}, {"ll", 64, false},  {"l", 32, true},
-      {"w", 32, true},  {"L", 32, false}, {"I64", 64, false}, {"I32", 32, false},
-      {"I", 64, false}, {"j", 64, false}, {"z", 64, false},   {"t", 64, false},
-  };
-  for (const auto& size : kSizes) {
-    const size_t length = std::strlen(size.text);
-    if (std::strncmp(p, size.text, length) != 0) continue;
-    p += length;
-    c->bits = size.bits;
-    c->wide = size.wide;
-    return;
-  }
-}
 
 // Sign or prefix, zeros, digits; and the blanks that the width asks for.
 void PutNumber(Sink& sink, const Conversion& c, const char* prefix, size_t zeros,
@@ -283,7 +183,7 @@ void PutPointer(Sink& sink, Conversion c, const TraceArg& arg) {
   PutInteger(sink, c, value);
 }
 
-void PutConversion(Sink& sink, Conversion c, Arguments& args) {
+void PutConversion(Sink& sink, Conversion c, TraceArguments& args) {
   if (std::strchr("CS", c.type)) {
     c.wide = true;
     c.type = static_cast<char>(c.type | 0x20);
@@ -306,20 +206,15 @@ void PutConversion(Sink& sink, Conversion c, Arguments& args) {
 
 size_t FormatTrace(char* out, size_t size, const char* format, const TraceArg* args, size_t count) {
   Sink sink(out, size);
-  Arguments arguments(args, count);
+  TraceArguments arguments(args, count);
   for (const char* p = format ? format : ""; *p;) {
     const size_t literal = std::strcspn(p, "%");
     sink.Put(p, literal);
     p += literal;
     if (*p == '\0') break;
     ++p;
-    Conversion c;
-    ParseFlags(p, &c);
-    ParseWidthAndPrecision(p, arguments, &c);
-    ParseSize(p, &c);
-    c.type = *p;
+    const Conversion c = ParseConversion(&p, &arguments);
     if (c.type == '\0') break;
-    ++p;
     if (std::strchr("diuxXocCsSpfFeEgGaA", c.type))
       PutConversion(sink, c, arguments);
     else

@@ -14,7 +14,7 @@ constexpr int64_t kMaxPixels = 200'000;
 constexpr int64_t kMaxRows = 10'000'000;
 
 int ScaledLength(int64_t length, int64_t dpi, int64_t cap) {
-  return static_cast<int>(std::clamp<int64_t>(length * dpi / 300, 0, cap));
+  return static_cast<int>(std::clamp<int64_t>(length * dpi / kUnitsPerInch, 0, cap));
 }
 
 class PatternPaper : public Paper {
@@ -48,11 +48,11 @@ class PicturePaper : public Paper {
 
   void Paint(const Stretch& stretch, const PageSide&, uint8_t* rgb) const override {
     std::memset(rgb, 255, static_cast<size_t>(stretch.count) * 3);
-    const int64_t y = stretch.y * 300 / stretch.y_dpi;
+    const int64_t y = stretch.y * kUnitsPerInch / stretch.y_dpi;
     if (y >= picture_.height) return;
     const uint8_t* row = picture_.rgb.data() + static_cast<size_t>(y * picture_.width) * 3;
     for (int i = 0; i < stretch.count; ++i) {
-      const int64_t x = (stretch.x + i) * 300 / stretch.x_dpi;
+      const int64_t x = (stretch.x + i) * kUnitsPerInch / stretch.x_dpi;
       if (x >= picture_.width) return;
       std::memcpy(rgb + 3 * i, row + 3 * x, 3);
     }
@@ -162,8 +162,8 @@ void PageRenderer::Render(int row, uint8_t* out) {
   Stretch stretch;
   stretch.x_dpi = std::max(1, settings_.x_dpi);
   stretch.y_dpi = std::max(1, settings_.y_dpi);
-  stretch.x = static_cast<int64_t>(settings_.left) * stretch.x_dpi / 300;
-  stretch.y = static_cast<int64_t>(settings_.top) * stretch.y_dpi / 300 + row;
+  stretch.x = static_cast<int64_t>(settings_.left) * stretch.x_dpi / kUnitsPerInch;
+  stretch.y = static_cast<int64_t>(settings_.top) * stretch.y_dpi / kUnitsPerInch + row;
   stretch.count = PixelsPerRow(settings_);
   paper_->Paint(stretch, settings_.side, rgb_.data());
   if (settings_.flip == Flip::kMirror || settings_.flip == Flip::kTurn180)

@@ -26,7 +26,10 @@ struct PageSide {
   bool back = false;
 };
 
-// Everything that decides a page's bytes. Lengths are in 1/300 inch.
+// Lengths and places on paper are in 1/300 inch.
+inline constexpr int kUnitsPerInch = 300;
+
+// Everything that decides a page's bytes.
 struct PageSettings {
   int x_dpi = 300;
   int y_dpi = 300;

@@ -48,7 +48,7 @@ class RowBrush {
   RowBrush(const Stretch& stretch, uint8_t* rgb)
       : stretch_(stretch),
         rgb_(rgb),
-        v_(std::fmod((static_cast<double>(stretch.y) + 0.5) * 300.0 / stretch.y_dpi,
+        v_(std::fmod((static_cast<double>(stretch.y) + 0.5) * kUnitsPerInch / stretch.y_dpi,
                      kChartHeight)) {}
 
   double v() const { return v_; }
@@ -66,7 +66,7 @@ class RowBrush {
     const int64_t first = std::max<int64_t>(Column(from), stretch_.x);
     const int64_t last = std::min<int64_t>(Column(to), stretch_.x + stretch_.count);
     for (int64_t x = first; x < last; ++x) {
-      const double u = (static_cast<double>(x) + 0.5) * 300.0 / stretch_.x_dpi;
+      const double u = (static_cast<double>(x) + 0.5) * kUnitsPerInch / stretch_.x_dpi;
       const Rgb c = color(u, x);
       uint8_t* pixel = rgb_ + 3 * (x - stretch_.x);
       pixel[0] = c.r;
@@ -92,7 +92,7 @@ class RowBrush {
  private:
   // The first column whose centre is at u or right of it.
   int64_t Column(double u) const {
-    return static_cast<int64_t>(std::ceil(u * stretch_.x_dpi / 300.0 - 0.5));
+    return static_cast<int64_t>(std::ceil(u * stretch_.x_dpi / kUnitsPerInch - 0.5));
   }
 
   Stretch stretch_;
@@ -111,12 +111,14 @@ void PaintColumnRuler(RowBrush& brush) {
   brush.Each(0, kRight, [&](double u, int64_t) {
     return brush.v() < TickLength(u) ? kInk : Rgb{255, 255, 255};
   });
-  for (int inch = 1; inch <= 7; ++inch) brush.Text(inch * 300 + 8, 26, 3, std::to_string(inch));
+  for (int inch = 1; inch <= 7; ++inch)
+    brush.Text(inch * kUnitsPerInch + 8, 26, 3, std::to_string(inch));
 }
 
 void PaintRowRuler(RowBrush& brush) {
   brush.Fill(0, TickLength(brush.v()), kInk);
-  for (int inch = 1; inch <= 11; ++inch) brush.Text(26, inch * 300 + 8, 3, std::to_string(inch));
+  for (int inch = 1; inch <= 11; ++inch)
+    brush.Text(26, inch * kUnitsPerInch + 8, 3, std::to_string(inch));
 }
 
 // The number of the sensor row, so that a lost or doubled row shows: 16 bits in Gray code.

@@ -10,19 +10,19 @@ namespace scantk::sim {
 // A row for each kind of device. Extents are in 1/300 inch.
 struct Profile {
   const char* name;
-  const char* model;     // answered for its model; null: only the alternative inquiry
-  const char* marketed;  // its marketing name; null when it has none
-  bool flatbed;
-  bool feeder;
-  bool duplex;
-  int back_flip;  // what of turning a back side the device leaves to the host, as it answers
-  int max_x_dpi, max_y_dpi;
-  int max_bits;
-  int flat_length, feeder_length;
-  bool own_limits;  // has the flatbed's and the feeder's limits apart from the general ones
-  bool handshake;
-  bool spf;
-  bool big_endian_rows;
+  const char* model = nullptr;     // answered for its model; null: only the alternative inquiry
+  const char* marketed = nullptr;  // its marketing name; null when it has none
+  bool flatbed = true;
+  bool feeder = false;
+  bool duplex = false;
+  int back_flip = 0;  // what of turning a back side the device leaves to the host, as it answers
+  int max_x_dpi = 600, max_y_dpi = 600;
+  int max_bits = 24;
+  int flat_length = 3508, feeder_length = 0;
+  bool own_limits = false;  // has the flatbed's and the feeder's limits apart from the general ones
+  bool handshake = false;
+  bool spf = false;
+  bool big_endian_rows = false;
 
   int longest() const { return std::max(flat_length, feeder_length); }
   int window() const { return flatbed ? flat_length : feeder_length; }
@@ -32,24 +32,26 @@ namespace {
 
 using namespace number;
 
+// clang-format off
 constexpr Profile kProfiles[] = {
-    {"ZM-11", "ZM-11", "ZM-11", true, false, false, 0, 600, 600, 24, 3508, 0, false, false, false,
-     false},
-    {"ZM-12", "ZM-12", "ZM-12", true, true, false, 0, 600, 1200, 24, 3508, 4200, false, false,
-     false, false},
-    {"ZM-13", "ZM-13", "ZR-618", true, true, false, 0, 600, 600, 24, 3508, 4200, true, false, false,
-     true},
-    {"ZM-14", "ZM-14", "NPQ-S", false, true, false, 0, 600, 600, 24, 0, 4200, true, false, false,
-     false},
-    {"ZM-15", "ZM-15", "VX3840", true, true, true, 1, 1200, 1200, 30, 4200, 4200, true, false,
-     false, false},
-    {"ZM-16", "ZM-16", "ZT-4410", true, true, true, 2, 600, 1200, 48, 3508, 4200, true, true, true,
-     false},
-    {"alternative", nullptr, nullptr, true, true, false, 0, 300, 600, 24, 3600, 4200, false, false,
-     false, false},
-    {"unknown", "QX-99", "QX-99", true, false, false, 0, 600, 600, 24, 3508, 0, true, false, false,
-     false},
+    {.name = "ZM-11", .model = "ZM-11", .marketed = "ZM-11"},
+    {.name = "ZM-12", .model = "ZM-12", .marketed = "ZM-12", .feeder = true, .max_y_dpi = 1200,
+     .feeder_length = 4200},
+    {.name = "ZM-13", .model = "ZM-13", .marketed = "ZR-618", .feeder = true,
+     .feeder_length = 4200, .own_limits = true, .big_endian_rows = true},
+    {.name = "ZM-14", .model = "ZM-14", .marketed = "NPQ-S", .flatbed = false, .feeder = true,
+     .flat_length = 0, .feeder_length = 4200, .own_limits = true},
+    {.name = "ZM-15", .model = "ZM-15", .marketed = "VX3840", .feeder = true, .duplex = true,
+     .back_flip = 1, .max_x_dpi = 1200, .max_y_dpi = 1200, .max_bits = 30, .flat_length = 4200,
+     .feeder_length = 4200, .own_limits = true},
+    {.name = "ZM-16", .model = "ZM-16", .marketed = "ZT-4410", .feeder = true, .duplex = true,
+     .back_flip = 2, .max_y_dpi = 1200, .max_bits = 48, .feeder_length = 4200, .own_limits = true,
+     .handshake = true, .spf = true},
+    {.name = "alternative", .feeder = true, .max_x_dpi = 300, .flat_length = 3600,
+     .feeder_length = 4200},
+    {.name = "unknown", .model = "QX-99", .marketed = "QX-99", .own_limits = true},
 };
+// clang-format on
 
 constexpr int kWidest = 2550;
 constexpr int kFeederDpi = 600;

@@ -1,23 +1,17 @@
 #include "platform/device_file.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <termios.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <climits>
-#include <cstring>
 #include <new>
 #include <optional>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
+#include "platform/posix/deadline.h"
+#include "platform/posix/device_open.h"
 #include "platform/posix/error_table.h"
 #include "platform/posix/file.h"
 #include "platform/stand_ins/request_link.h"
@@ -25,8 +19,6 @@
 
 namespace scantk {
 namespace {
-
-using TimePoint = std::chrono::steady_clock::time_point;
 
 constexpr uintptr_t kInvalidNumber = ~uintptr_t{0};
 
@@ -44,60 +36,9 @@ uint32_t TransferError(int errno_value) {
   return errno_value == ENODEV ? error::kDeviceNotConnected : FileError(errno_value);
 }
 
-// A stack with no room for another connection is in use, not slow: its socket is local.
-File ConnectToStack(const char* name) {
-  sockaddr_un address = {};
-  address.sun_family = AF_UNIX;
-  if (std::strlen(name) >= sizeof address.sun_path) {
-    errno = ENAMETOOLONG;
-    return File();
-  }
-  std::memcpy(address.sun_path, name, std::strlen(name) + 1);
-  File file(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!file) return file;
-  if (connect(file.Get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return file;
-  if (errno == EAGAIN) errno = EBUSY;
-  return File();
-}
-
-// Terminals translate and hold back bytes until they are told not to.
-void MakeRaw(int file) {
-  termios modes;
-  if (tcgetattr(file, &modes) != 0) return;
-  cfmakeraw(&modes);
-  tcsetattr(file, TCSANOW, &modes);
-}
-
-// Without a file errno tells why. A document that was named by mistake is none: commands written
-// into it would spoil it.
-File OpenDevice(const char* name, bool* stack) {
-  struct stat facts;
-  if (!name) {
-    errno = ENOENT;
-    return File();
-  }
-  if (stat(name, &facts) != 0) return File();
-  *stack = S_ISSOCK(facts.st_mode);
-  if (*stack) return ConnectToStack(name);
-  if (!S_ISCHR(facts.st_mode)) {
-    errno = S_ISDIR(facts.st_mode) ? EISDIR : ENODEV;
-    return File();
-  }
-  return File(
-      Uninterrupted([&] { return open(name, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
-}
-
 bool HungUp(int file) {
   pollfd waiting = {file, 0, 0};
   return poll(&waiting, 1, 0) > 0 && (waiting.revents & (POLLHUP | POLLERR)) != 0;
-}
-
-// Milliseconds left until `end`, for poll: rounded up, -1 without an end.
-int TimeLeft(const std::optional<TimePoint>& end) {
-  if (!end) return -1;
-  const auto left =
-      std::chrono::ceil<std::chrono::milliseconds>(*end - std::chrono::steady_clock::now());
-  return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
 }
 
 // As poll. The processor is given up at every turn: the stack may need it.
@@ -229,11 +170,7 @@ bool DeviceFile::Open(const char* name) {
     return false;
   }
   if (!state_->file) return false;
-  if (stack) {
-    state_->link.emplace(state_->file.Get());
-  } else {
-    MakeRaw(state_->file.Get());
-  }
+  if (stack) state_->link.emplace(state_->file.Get());
   return true;
 }
 
@@ -301,16 +238,13 @@ bool DeviceFile::Flush() {
 
 WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
   Overlapped::State* state = record->state.get();
-  std::optional<TimePoint> end;
-  if (milliseconds != kWaitForever)
-    end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+  const Deadline end(milliseconds);
   while (!state->signalled && state->under_way != State::Kind::kNone && IsUsable()) {
-    std::optional<TimePoint> until = end;
-    if (state->HasPieces())
-      until = std::min(end.value_or(TimePoint::max()), state->last_piece + kQuiet);
+    Deadline until = end;
+    if (state->HasPieces()) until.NotAfter(state->last_piece + kQuiet);
     pollfd waiting = {state_->file.Get(), state_->WantedEvents(*state), 0};
     int count = state->under_way == State::Kind::kControl ? PollAwake(&waiting) : 0;
-    if (count == 0) count = poll(&waiting, 1, TimeLeft(until));
+    if (count == 0) count = poll(&waiting, 1, until.Left());
     if (count == 0 && !state->HasPieces()) return WaitResult::kTimeout;
     if (count == 0) {
       state->Finish();

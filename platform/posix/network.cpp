@@ -10,13 +10,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <climits>
 #include <cstring>
 #include <optional>
 
 #include "platform/clock.h"
 #include "platform/error_codes.h"
+#include "platform/posix/deadline.h"
 #include "platform/posix/error_table.h"
 #include "platform/posix/file.h"
 #include "platform/system.h"
@@ -25,27 +24,6 @@ namespace scantk {
 namespace {
 
 static_assert(sizeof(sockaddr_in) == sizeof(SocketAddress));
-
-// A time limit as a budget: what is left of it. The network's waits are real ones, whatever the
-// toolkit's clock says.
-class Deadline {
- public:
-  explicit Deadline(uint32_t milliseconds)
-      : forever_(milliseconds == kWaitForever),
-        end_(std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds)) {}
-
-  // For poll: rounded up, so that a wait does not end early; -1 without limit.
-  int Left() const {
-    if (forever_) return -1;
-    const auto left = end_ - std::chrono::steady_clock::now();
-    const auto count = std::chrono::ceil<std::chrono::milliseconds>(left).count();
-    return static_cast<int>(std::clamp<int64_t>(count, 0, INT_MAX));
-  }
-
- private:
-  bool forever_;
-  std::chrono::steady_clock::time_point end_;
-};
 
 // The events that came, 0 when the time ran out, -1 with errno.
 int Poll(int socket, short events, const Deadline& deadline) {

@@ -64,6 +64,8 @@ class RegistryText {
   bool DeleteKey(std::string_view path);
 
  private:
+  static constexpr std::string_view kFirstLine = "Windows Registry Editor Version 5.00";
+
   enum class Encoding { kUtf8, kUtf8Mark, kUtf16Little, kUtf16Big };
 
   // A stretch of text_: from `begin` to before `end`.
