@@ -96,20 +96,19 @@ struct SwitchValue {
 };
 
 constexpr SwitchValue kImageLogSwitch = {
-    "ImgLog",   &DeviceSwitches::ImgLog,
+    "ImgLog",   &DeviceSwitches::img_log,
     TRACE_INFO, "GetDIScanDeviceSettings:  Image Logging found ImgLog %d (1=on, 0 off)",
     TRACE_INFO, "GetDIScanDeviceSettings: ImgLog %d, Image Logging not found."};
 
 constexpr SwitchValue kSwitches[] = {
-    {"MaskADF", &DeviceSwitches::m_wMaskADF, TRACE_FLOW,
-     " GetDIScanDeviceSettings:m_wMaskADF is %d", TRACE_FLOW,
-     " GetDIScanDeviceSettings:m_wMaskADF not found, set to %d"},
-    {"ScrollCap0", &DeviceSwitches::ScrollCap0, TRACE_FLOW,
+    {"MaskADF", &DeviceSwitches::mask_adf, TRACE_FLOW, " GetDIScanDeviceSettings:m_wMaskADF is %d",
+     TRACE_FLOW, " GetDIScanDeviceSettings:m_wMaskADF not found, set to %d"},
+    {"ScrollCap0", &DeviceSwitches::scroll_cap0, TRACE_FLOW,
      "GetDIScanDeviceSettings:ScrollCap0 is %d", TRACE_FLOW,
      "GetDIScanDeviceSettings:ScrollCap0 not found, set to %d"},
-    {"DeviceBW", &DeviceSwitches::DeviceBW, TRACE_INFO, "GetDIScanDeviceSettings:DeviceBW is %d",
+    {"DeviceBW", &DeviceSwitches::device_bw, TRACE_INFO, "GetDIScanDeviceSettings:DeviceBW is %d",
      TRACE_CLASS_ERROR, "GetDIScanDeviceSettings:DeviceBW not found, set to %d"},
-    {"URS_Counter", &DeviceSwitches::m_wURS_Counter, TRACE_FLOW,
+    {"URS_Counter", &DeviceSwitches::urs_counter, TRACE_FLOW,
      " GetDIScanDeviceSettings:URS_Counter is %d", TRACE_FLOW,
      " GetDIScanDeviceSettings:URS_Counter not found, set to %d"},
 };
@@ -184,19 +183,19 @@ uint32_t SettleNetworkName(TraceLog& trace, const RegistryKey& classes, const Re
     usable = false;
   }
 
-  CopyName(settings->ioDeviceName, usable ? NetworkDeviceName(address, port) : wanted);
+  CopyName(settings->io_device_name, usable ? NetworkDeviceName(address, port) : wanted);
   trace.Print(TRACE_INFO,
               usable ? "GetDIScanDeviceSettings: After Rediscovery: pszCreateFileName2: %s"
                      : "GetDIScanDeviceSettings: REDISCOVERY FAILED; original address was: "
                        "pszCreateFileName2: %s",
-              settings->ioDeviceName);
+              settings->io_device_name);
   return usable ? 1 : 0;
 }
 
 uint32_t ReadMatch(TraceLog& trace, RegistryKey& classes, const Candidate& c, const char* wanted,
                    DeviceSettings* settings, DeviceSwitches* switches) {
-  std::memset(switches->deviceKeyName, 0, sizeof switches->deviceKeyName);
-  c.key.copy(switches->deviceKeyName, sizeof switches->deviceKeyName - 1);
+  std::memset(switches->device_key_name, 0, sizeof switches->device_key_name);
+  c.key.copy(switches->device_key_name, sizeof switches->device_key_name - 1);
 
   char friendly[kDeviceNameSize] = {};
   const uint32_t described =
@@ -210,14 +209,14 @@ uint32_t ReadMatch(TraceLog& trace, RegistryKey& classes, const Candidate& c, co
   ReadDeviceData(trace, classes, c, switches, model);
 
   if (!c.network) {
-    CopyName(settings->ioDeviceName, wanted);
+    CopyName(settings->io_device_name, wanted);
     trace.Print(TRACE_INFO, "GetDIScanDeviceSettings: pszCreateFileName2: %s",
-                settings->ioDeviceName);
+                settings->io_device_name);
     return described;
   }
   RegistryKey user;
   if (OpenSettingsKey(trace, classes, c.key, &user) != 0) return described;
-  const std::string rediscovery_key = std::string(switches->deviceKeyName) + "_" + model;
+  const std::string rediscovery_key = std::string(switches->device_key_name) + "_" + model;
   const uint32_t result =
       SettleNetworkName(trace, classes, user, c, rediscovery_key, wanted, settings);
   user.Close();
@@ -238,10 +237,10 @@ uint32_t GetDIScannerDeviceSettings(TraceLog& trace, const char* wanted, DeviceS
   if (!wanted) wanted = "";
   trace.Print(TRACE_INFO, "scantk: GetDIScannerDeviceSettings -  CreateFileName %s", wanted);
   const std::string start = NetworkDeviceName("", "");
-  CopyName(settings->ioDeviceName, start);
+  CopyName(settings->io_device_name, start);
   trace.Print(TRACE_INFO,
               "scantk: @@@@@GetDIScannerDeviceSettings NEW temp -  CreateFileName %s , count %d",
-              settings->ioDeviceName, start.size());
+              settings->io_device_name, start.size());
 
   RegistryKey classes;
   if (const uint32_t error = RegistryKey::OpenImagingClass(&classes); error != 0) {

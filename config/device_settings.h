@@ -16,17 +16,18 @@ inline constexpr size_t kDeviceNameSize = 260;
 
 // How the transport reaches the device of a session.
 struct DeviceSettings {
-  char ioDeviceName[kDeviceNameSize] = {};  // what the transport opens, zero-terminated
+  char io_device_name[kDeviceNameSize] = {};  // what the transport opens, zero-terminated
 };
 
-// The device's key and switches. A value that the registry lacks leaves its field as it is.
+// The device's key and its switches, which the registry has as MaskADF, ScrollCap0 and so on. A
+// value that the registry lacks leaves its field as it is.
 struct DeviceSwitches {
-  char deviceKeyName[5] = {};  // first four characters of the instance key's name
-  uint32_t m_wMaskADF = 0;     // non-zero hides a feeder that the device reports
-  uint32_t ScrollCap0 = 0;     // 1: a feeder-only device reports zero flatbed limits
-  uint32_t DeviceBW = 0;       // non-zero adds black-and-white to the scan modes
-  uint32_t m_wURS_Counter = 0;
-  uint32_t ImgLog = 0;  // 1: keep the raw scan data in an image log
+  char device_key_name[5] = {};  // first four characters of the instance key's name
+  uint32_t mask_adf = 0;         // non-zero hides a feeder that the device reports
+  uint32_t scroll_cap0 = 0;      // 1: a feeder-only device reports zero flatbed limits
+  uint32_t device_bw = 0;        // non-zero adds black-and-white to the scan modes
+  uint32_t urs_counter = 0;
+  uint32_t img_log = 0;  // 1: keep the raw scan data in an image log
 };
 
 // The name by which the network transport opens a device: \name:10.1.2.3\port:1.
@@ -34,7 +35,7 @@ std::string NetworkDeviceName(const std::string& address, const std::string& por
 
 // Finds the device whose stored name begins with `wanted`, without regard to case, reads its
 // switches and tells the name that the transport must open; a network device's address is
-// rediscovered. 1 on success, 0 otherwise; settings->ioDeviceName is set in either case.
+// rediscovered. 1 on success, 0 otherwise; settings->io_device_name is set in either case.
 uint32_t GetDIScannerDeviceSettings(TraceLog& trace, const char* wanted, DeviceSettings* settings,
                                     DeviceSwitches* switches);
 

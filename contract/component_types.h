@@ -48,6 +48,8 @@ inline bool operator!=(const GUID& a, const GUID& b) {
 
 #define STDMETHODCALLTYPE
 
+// Result codes: 0 or more is success. What a method answers stands with it; the toolkit's own are
+// in codes.h.
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
 inline constexpr HRESULT E_NOTIMPL = static_cast<HRESULT>(0x80004001);
@@ -75,13 +77,20 @@ inline constexpr GUID IID_IClassFactory = {0x00000001, 0, 0, {0xC0, 0, 0, 0, 0, 
 
 // No virtual destructor: the table begins with exactly these three.
 struct IUnknown {
+  // *object: the same object as `iid`, with a reference that its holder releases; null and
+  // E_NOINTERFACE where it is none.
   virtual HRESULT QueryInterface(REFIID iid, void** object) = 0;
+  // The references that are left; an object without one is destroyed.
   virtual ULONG AddRef() = 0;
   virtual ULONG Release() = 0;
 };
 
+// Makes the objects of a class, as DllGetClassObject hands it out.
 struct IClassFactory : IUnknown {
+  // `outer`: the object that shall contain the new one, which is asked for IID_IUnknown then; null
+  // for one that stands alone.
   virtual HRESULT CreateInstance(IUnknown* outer, REFIID iid, void** object) = 0;
+  // Keeps the library from being unloaded, counted.
   virtual HRESULT LockServer(BOOL lock) = 0;
 };
 

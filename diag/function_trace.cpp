@@ -31,29 +31,25 @@ FunctionTrace::FunctionTrace(const char* name, uint32_t session, const uint32_t*
 #ifndef SCANTK_NO_TRACE
   LastErrorKeeper keep;
   start_tick_ = TheClock().TickCount();
-  FunctionTrace::WriteEntry();
+  WriteEntry();
 #endif
 }
 
 FunctionTrace::~FunctionTrace() {
 #ifndef SCANTK_NO_TRACE
   LastErrorKeeper keep;
-  FunctionTrace::WriteExit();
+  WriteExit();
 #endif
 }
 
 void FunctionTrace::WriteEntry() {
-  WriteEntry("");
-}
-
-void FunctionTrace::WriteEntry(const char* detail) {
   const int depth = TraceDepth();
   GlobalTrace().Compose(category_ | TRACE_CLASS_INFO | TRACE_API, [&](TraceLine& line) {
     AppendHead(line, "+++", depth);
     const LocalTime now = TheClock().Now();
     AppendFormatted(line, "%d/%d/%d %d:%d:%d.%d, LogTick(ms):%u", now.month, now.day, now.year,
                     now.hour, now.minute, now.second, now.milliseconds, GlobalTrace().Elapsed());
-    line.append(detail ? detail : "").append("\n");
+    line.append("\n");
   });
   open_traces.fetch_add(1, std::memory_order_relaxed);
 }

@@ -16,17 +16,15 @@ class FunctionTrace {
   FunctionTrace(const char* name, uint32_t session, const uint32_t* error_code, uint32_t category);
   FunctionTrace(const FunctionTrace&) = delete;
   FunctionTrace& operator=(const FunctionTrace&) = delete;
-  virtual ~FunctionTrace();
-
-  // The lines themselves, and with them the depth. `detail` is appended to the entry line.
-  virtual void WriteEntry(const char* detail);
-  virtual void WriteEntry();
-  virtual void WriteExit();
+  ~FunctionTrace();
 
   // What the exit line shows as the method's result.
   void SetResult(HRESULT result) { result_ = result; }
 
  private:
+  // The lines, and with them the depth.
+  void WriteEntry();
+  void WriteExit();
   void AppendHead(TraceLine& line, const char* sign, int depth) const;
 
   HRESULT result_ = S_OK;

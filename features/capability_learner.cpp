@@ -127,7 +127,7 @@ void CapabilityLearner::SetFixedValues() {
   caps.wRawPixelOrder = T_ORDER_RGB;
   caps.wPixelPacking = T_PACKED;
   caps.dwScanModesSupported = T_COLOR | T_GREYSCALE;
-  if (switches_.DeviceBW != 0) {
+  if (switches_.device_bw != 0) {
     caps.dwScanModesSupported |= T_BW;
     trace_.Print("FillOutCaps: ScanModesSupported %ld (Color, Grayscale, BW) ",
                  caps.dwScanModesSupported);
@@ -234,7 +234,7 @@ HRESULT FillOutCapabilities(SessionEntry& entry, const DeviceSwitches& switches,
     const HRESULT result = learner.Learn(error_code);
     if (!learner.Complete()) return result;
     StoreVelkanCaps(
-        trace, switches.deviceKeyName,
+        trace, switches.device_key_name,
         {state.capabilities, state.adf, state.adf2, state.adf3, state.compression, state.panel});
     return result;
   });

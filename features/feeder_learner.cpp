@@ -60,7 +60,7 @@ HRESULT CapabilityLearner::LearnFeederPresence(uint32_t* error_code) {
     return S_OK;
   }
   trace_.Print("FillOutCaps: Model %ld: ADF detected  ", state_.model);
-  if (switches_.m_wMaskADF != 0) {
+  if (switches_.mask_adf != 0) {
     set(0);
     trace_.Print("FillOutCaps: Model %ld: ADF detected but masked ", state_.model);
   }
@@ -84,7 +84,7 @@ void CapabilityLearner::LearnFirstRecord() {
     const char* path = PathName(scanner.wPaperPath);
     if (scanner.wPaperPath != T_PATH_SCROLL) {
       trace_.Print("FillOutCapabilities: ADF but PaperPath %d %s", scanner.wPaperPath, path);
-    } else if (switches_.ScrollCap0 != 1) {
+    } else if (switches_.scroll_cap0 != 1) {
       CopyLimits(adf, &scanner);
       trace_.Print("FillOutCaps: PaperPath %d %s Set scancaps to adf caps", scanner.wPaperPath,
                    path);

@@ -38,11 +38,11 @@ void TraceDeviceName(TraceLog& trace, bool found, const DeviceSettings& settings
                      const SessionEntry& entry) {
   if (found) {
     trace.Print("GetDIScannerDeviceSettings suceeded current  I/O DevName %s ",
-                settings.ioDeviceName);
+                settings.io_device_name);
     trace.Print("GetDIScannerDeviceSettings suceeded original (full) I/O DevName %s ",
                 entry.device_name);
   } else {
-    trace.Print("GetDIScannerDeviceSettings failed I/O DevName is %s ", settings.ioDeviceName);
+    trace.Print("GetDIScannerDeviceSettings failed I/O DevName is %s ", settings.io_device_name);
   }
 }
 
@@ -128,9 +128,9 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
   } catch (...) {
     return give_up(TERR_INVALID_TOOLKIT);
   }
-  trace_.Print("I/O DevName is %s, DeviceType is %d", settings.ioDeviceName, dwDevIOType);
+  trace_.Print("I/O DevName is %s, DeviceType is %d", settings.io_device_name, dwDevIOType);
   ProtocolEngine* const engine = state.engine.get();
-  if (engine->channel.InitIO(settings.ioDeviceName, dwDevIOType) != SL_OK)
+  if (engine->channel.InitIO(settings.io_device_name, dwDevIOType) != SL_OK)
     return give_up(TERR_SCANNER_NOT_FOUND);
 
   state.scan_phase = kScanIdle;
@@ -140,7 +140,7 @@ HRESULT ScannerObject::OpenDevice(SessionEntry& entry, uint32_t dwDevIOType,
   state.eject_pending = 0;
   state.io_type = dwDevIOType;
   if (state.IsNetworked()) engine->channel.SetScannerTimeouts(0, 0, kNetworkFlushTimeout);
-  engine->scan.SetSwitchValues(switches.ImgLog);
+  engine->scan.SetSwitchValues(switches.img_log);
   return S_OK;
 }
 

@@ -55,8 +55,8 @@ TEST_F(DeviceSettingsTest, MatchesTheStoredNamesBeginning) {
     SCOPED_TRACE(c.wanted ? c.wanted : "null");
     switches_ = {};
     EXPECT_EQ(*c.key ? 1u : 0u, Find(c.wanted));
-    EXPECT_STREQ(c.key, switches_.deviceKeyName);
-    EXPECT_EQ(c.opened, settings_.ioDeviceName);
+    EXPECT_STREQ(c.key, switches_.device_key_name);
+    EXPECT_EQ(c.opened, settings_.io_device_name);
   }
   EXPECT_EQ(0u, Find(std::string(400, 'x').c_str()));
 }
@@ -69,17 +69,17 @@ TEST_F(DeviceSettingsTest, SwitchesKeepWhatTheRegistryLacks) {
   Set(data, "URS_Counter", "5");  // whatever its type
   MakeDevice("7002", "other");
   EXPECT_EQ(2u, Find("dev") + Find("other"));
-  EXPECT_STREQ("7002", switches_.deviceKeyName);
-  EXPECT_TRUE(switches_.ImgLog == 1 && switches_.m_wMaskADF == 2 && switches_.ScrollCap0 == 3);
-  EXPECT_TRUE(switches_.DeviceBW == 4 && switches_.m_wURS_Counter == 0x35);
+  EXPECT_STREQ("7002", switches_.device_key_name);
+  EXPECT_TRUE(switches_.img_log == 1 && switches_.mask_adf == 2 && switches_.scroll_cap0 == 3);
+  EXPECT_TRUE(switches_.device_bw == 4 && switches_.urs_counter == 0x35);
   // Without a description the result is 0, and the rest is as it is.
   RegistryKey third = Instance("70");
   Set(third, "CreateFileName", "third");
   Data("70").SetDword("MaskADF", 7);
   EXPECT_EQ(0u, Find("third"));
-  EXPECT_STREQ("70", switches_.deviceKeyName);
-  EXPECT_EQ(7u, switches_.m_wMaskADF);
-  EXPECT_STREQ("third", settings_.ioDeviceName);
+  EXPECT_STREQ("70", switches_.device_key_name);
+  EXPECT_EQ(7u, switches_.mask_adf);
+  EXPECT_STREQ("third", settings_.io_device_name);
 }
 
 // Catches an address that is used although it is none, or told with another reason.
@@ -109,7 +109,7 @@ TEST_F(DeviceSettingsTest, NetworkDeviceByRediscovery) {
     NewLines();
     EXPECT_EQ(c.result, Find("net#1"));
     EXPECT_EQ(c.result ? std::string("\\name:10.0.0.9\\port:") + c.port : "net#1",
-              settings_.ioDeviceName);
+              settings_.io_device_name);
     EXPECT_THAT(NewLines(), testing::Contains(testing::HasSubstr(c.told)));
   }
   // The per-user key is named after vendor, key and model.
@@ -117,7 +117,7 @@ TEST_F(DeviceSettingsTest, NetworkDeviceByRediscovery) {
   RegistryKey user = User("\\7003_Model");
   Set(user, "PortID", "scanner7");
   EXPECT_EQ(1u, Find("net#1"));
-  EXPECT_STREQ("\\name:scanner7\\port:2", settings_.ioDeviceName);
+  EXPECT_STREQ("\\name:scanner7\\port:2", settings_.io_device_name);
 }
 
 }  // namespace
