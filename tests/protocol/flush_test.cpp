@@ -63,6 +63,9 @@ TEST(Flush, SetsTheFlushTimeoutAndPutsTheOldOneBack) {
   e.engine.flush.FlushTheScanner();
   e.engine.channel.SetExpectsNothing(true);  // after the last block
   e.engine.flush.FlushTheScanner();
+  e.script.Ask("1024E", "d9V");
+  e.Number(SL_PIXELS_PER_LINE, 'R');
+  EXPECT_FALSE(e.engine.channel.ExpectsNothing()) << "an answer is on its way";
   std::string set;
   for (const IoTimeouts& t : e.script.timeouts_set)
     set += std::to_string(t.read) + " " + std::to_string(t.write) + " " + std::to_string(t.flush) +

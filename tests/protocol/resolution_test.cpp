@@ -60,6 +60,14 @@ TEST(Resolution, LearnsMaxima) {
   sends(SL_Y_RESOLUTION, "*a1200S");
 }
 
+TEST(Resolution, WidthsAreRounded) {
+  ScriptedEngine e;
+  e.script.Command("*a600R").Ask("1024E", "d100V").Ask("1024E", "d101V");
+  e.engine.exchange.SendCommand(SL_X_RESOLUTION, 1000);
+  EXPECT_EQ(Answered(SL_OK, 167), e.Number(SL_PIXELS_PER_LINE, 'R'));
+  EXPECT_EQ(Answered(SL_OK, 168), e.Number(SL_PIXELS_PER_LINE, 'R'));
+}
+
 // Catches a division by what a device does not know any more.
 TEST(Resolution, BearsALostMaximum) {
   ScriptedEngine e;

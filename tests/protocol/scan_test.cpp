@@ -28,7 +28,11 @@ class ScanTest : public testing::Test {
     e_->script.Ask("257E", "d0V").Ask("10312R", "p24V").AskText("19E", "ZM-14");
     e_->script.Ask("1024E", "d" + std::to_string(pixels) + "V").Ask("10323R", "p300V");
     e_->script.Ask("10324R", "p300V").Ask("1026E", "d" + std::to_string(rows) + "V");
-    e_->script.Ask("10308R", "p0V").Ask("13510R", "p0V").Ask("257E", "d0V");
+    e_->script.Ask("10308R", knows_ ? "p0V" : "pN");
+    if (!knows_) e_->script.Command("*a0C");
+    e_->script.Ask("13510R", knows_ ? "p0V" : "pN").Ask("257E", failed_ ? "d1V" : "d0V");
+    if (failed_) e_->script.Ask("261E", "d1025V").Command("*oE");
+    if (failed_) return;
     e_->script.Command("*oE").Command("*f0S").Read(page);
     if (packets) e_->script.AskText("19E", "ZM-14");
   }
@@ -44,6 +48,7 @@ class ScanTest : public testing::Test {
     return scanned;
   }
 
+  bool knows_ = true, failed_ = false;  // the device: its compression and flip; has an error
   std::unique_ptr<ScriptedEngine> e_;
 };
 
@@ -64,6 +69,17 @@ TEST_F(ScanTest, DeliversPagesOfAllSizes) {
         EXPECT_EQ("", e_->script.Faults());
       }
     }
+  }
+}
+
+// Catches a start that fails for what a device need not know, or goes on over an error.
+TEST_F(ScanTest, StartsWithoutCompressionAndFlip) {
+  knows_ = false;
+  for (const bool failed : {false, true}) {
+    failed_ = failed;
+    Begin(10, 10, Page(Pattern(300), 10));
+    EXPECT_EQ(failed ? 16 : SL_PAGE_FINISHED, ReadPage().status);
+    EXPECT_EQ("", e_->script.Faults());
   }
 }
 
