@@ -61,8 +61,9 @@ TEST_F(LanguageTest, DevicesHaveNamesAndLimitsAndForgetAtAReset) {
   Expect({"10323R 10323p150V", "10324R 10324p600V", "1024E 1024d600V", "1026E 1026d1200V"});
   host->Send("~*a9999R~*a-4S~*a77U");
   Expect({"10323R 10323p600V", "10324R 10324p75V", "1025E 1025d0N", "9R 9p-5V"});
-  host->Send("~E");
-  Expect({"10323R 10323p300V", "1024E 1024d2550V", "9R 9p-5V", "99E 99d0N"});
+  device->RaiseError(7);
+  host->Command("~E");
+  Expect({"257E 257d0V", "10323R 10323p300V", "1024E 1024d2550V", "9R 9p-5V", "99E 99d0N"});
   device->RaiseError(1026);
   device->RaiseError(3);
   Expect({"257E 257d2V", "261E 261d1026V"});

@@ -116,6 +116,7 @@ TEST_F(PagesTest, PagesAreWhatWasCommandedAndTold) {
   const WirePage negative = Scan(map + "~*u-1K");
   ExpectWhole(negative);
   EXPECT_EQ(255 - plain.image[0], negative.image[0]);
+  EXPECT_EQ(plain.image[0], Scan(std::string(kSetUp) + "~*u-1K").image[0]);  // the map is forgotten
   host->Send(std::string("~E~*f300P~*f10Q") + kStart);  // without packets: image bytes alone
   EXPECT_EQ(9000u, host->Read(9001, 300).size());
 }
@@ -196,6 +197,28 @@ TEST_F(PagesTest, NothingIsDoneThatWasNotCommanded) {
   host->Send("~*oE");
   EXPECT_LT(host->Read(100 << 20, 500).size(), 60u << 20);  // of 107 MB
   ExpectWhole(Scan(kSetUp));
+}
+
+// Catches: faults that strike elsewhere or otherwise than they say.
+TEST_F(PagesTest, FaultsDoWhatTheySay) {
+  DeviceConfig config;
+  config.sheets = 2;
+  for (const char* row : {"short-page=10 435000", "long-page=10 465000", "cancel@block:2 502",
+                          "jam@block:1 1024", "jam@page:1 1024"}) {
+    SCOPED_TRACE(row);
+    std::string fault, outcome;  // the bytes or the error
+    std::istringstream(row) >> fault >> outcome;
+    config.faults = {ParseFault(fault)};
+    Start(config);
+    const bool feeds = fault == "jam@page:1";
+    if (feeds) host->Command("~*u0X");
+    EXPECT_EQ(feeds ? 1 : 2, device->sheets());  // a sheet that jams is pulled out
+    const WirePage page = feeds ? WirePage() : Scan();
+    EXPECT_EQ("*s261d" + (outcome.size() > 4 ? "0" : outcome) + "V", host->Ask("261E"));
+    if (outcome.size() > 4) {
+      EXPECT_EQ(outcome, std::to_string(page.image.size()));
+    }
+  }
 }
 
 // Catches: a device that is not found as told, or not set right in time.
