@@ -55,7 +55,7 @@ TEST(UnloadTest, AnOpenSessionKeepsTheLibrary) {
   EXPECT_EQ(S_OK, scanner->CloseScannerSession(session, &code));
   scanner.Reset();
   EXPECT_EQ(S_OK, CanUnload(again));
-  Free(again);
+  // It stays: what it made once for the process a leak checker finds by way of it.
 }
 
 }  // namespace
