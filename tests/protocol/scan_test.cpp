@@ -25,16 +25,16 @@ class ScanTest : public testing::Test {
       e_->script.Command("*m2S");
       e_->engine.exchange.SendCommand(SL_SCAN_TRANSFER_TYPE, SL_PACKETIZED2);
     }
-    e_->script.Ask("257E", "d0V").Ask("10312R", "p24V").AskText("19E", "ZM-14");
+    e_->script.Ask("257E", "d0V").Ask("10312R", "p24V").AskText("19E", model_);
     e_->script.Ask("1024E", "d" + std::to_string(pixels) + "V").Ask("10323R", "p300V");
     e_->script.Ask("10324R", "p300V").Ask("1026E", "d" + std::to_string(rows) + "V");
     e_->script.Ask("10308R", knows_ ? "p0V" : "pN");
     if (!knows_) e_->script.Command("*a0C");
-    e_->script.Ask("13510R", knows_ ? "p0V" : "pN").Ask("257E", failed_ ? "d1V" : "d0V");
+    e_->script.Ask("13510R", knows_ ? flip_ : "pN").Ask("257E", failed_ ? "d1V" : "d0V");
     if (failed_) e_->script.Ask("261E", "d1025V").Command("*oE");
     if (failed_) return;
     e_->script.Command("*oE").Command("*f0S").Read(page);
-    if (packets) e_->script.AskText("19E", "ZM-14");
+    if (packets) e_->script.AskText("19E", model_);
   }
   Scanned ReadPage(uint32_t piece = 64000) {
     Scanned scanned;
@@ -49,6 +49,7 @@ class ScanTest : public testing::Test {
   }
 
   bool knows_ = true, failed_ = false;  // the device: its compression and flip; has an error
+  const char *model_ = "ZM-14", *flip_ = "p0V";
   std::unique_ptr<ScriptedEngine> e_;
 };
 
@@ -81,6 +82,16 @@ TEST_F(ScanTest, StartsWithoutCompressionAndFlip) {
     EXPECT_EQ(failed ? 16 : SL_PAGE_FINISHED, ReadPage().status);
     EXPECT_EQ("", e_->script.Faults());
   }
+}
+
+// Catches a back side that loses its rows where the device does not tell how many came.
+TEST_F(ScanTest, FlipsWithoutACountOfRows) {
+  model_ = "stranger";
+  flip_ = "p1V";
+  const std::string image = Pattern(60);
+  Begin(10, 2, Page(image, 2));
+  EXPECT_EQ(image.substr(30) + image.substr(0, 30), ReadPage().image);
+  EXPECT_EQ("", e_->script.Faults());
 }
 
 TEST_F(ScanTest, PlainTransferCountsItsBytes) {
