@@ -125,9 +125,8 @@ inline void* Entry(void* library, const char* name) {
 }
 }  // namespace detail
 
-struct ComponentUse {
-  ComponentUse() {}  // nothing to do here: the same lines serve both systems
-};
+// Nothing to do here: the same lines serve both systems.
+struct [[maybe_unused]] ComponentUse {};
 
 // There is no system-wide table of classes here: the toolkit is the library that the loader finds
 // by its plain name. REGDB_E_CLASSNOTREG: it finds none.

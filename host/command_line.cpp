@@ -61,7 +61,7 @@ class CommandLine {
  private:
   using Action = std::function<int()>;
 
-  CLI::App* Command(const std::string& name, const std::string& help, Action action) {
+  CLI::App* Command(const std::string& name, const std::string& help, const Action& action) {
     CLI::App* command = app_.add_subcommand(name, help);
     command->callback([this, action] { run_ = action; });
     return command;
@@ -151,7 +151,7 @@ class CommandLine {
   void AddSetup() {
     CLI::App* devices =
         Command("devices", "lists, adds and changes devices", [] { return ListDevices(); });
-    const auto sub = [&](const char* name, const char* help, Action action) {
+    const auto sub = [&](const char* name, const char* help, const Action& action) {
       CLI::App* command = devices->add_subcommand(name, help);
       command->callback([this, action] { run_ = action; });
       return command;
