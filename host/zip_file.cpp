@@ -7,7 +7,7 @@ namespace scanhost {
 namespace {
 
 void Add(std::string* bytes, uint32_t value, int count) {
-  for (int i = 0; i < count; ++i) *bytes += static_cast<char>(value >> 8 * i);
+  for (; count > 0; --count, value >>= 8) *bytes += static_cast<char>(value);
 }
 
 // What the local header and the table's entry have in common.
