@@ -89,27 +89,30 @@ void ReadTracedText(TraceLog& trace, const RegistryKey& classes, const Candidate
 struct SwitchValue {
   const char* name;
   uint32_t DeviceSwitches::*field;
-  uint32_t found_mask;
-  const char* found;
-  uint32_t missing_mask;
-  const char* missing;
+  uint32_t found_mask, missing_mask;
+  const char *found, *missing;
 };
 
 constexpr SwitchValue kImageLogSwitch = {
-    "ImgLog",   &DeviceSwitches::img_log,
-    TRACE_INFO, "GetDIScanDeviceSettings:  Image Logging found ImgLog %d (1=on, 0 off)",
-    TRACE_INFO, "GetDIScanDeviceSettings: ImgLog %d, Image Logging not found."};
+    "ImgLog",
+    &DeviceSwitches::img_log,
+    TRACE_INFO,
+    TRACE_INFO,
+    "GetDIScanDeviceSettings:  Image Logging found ImgLog %d (1=on, 0 off)",
+    "GetDIScanDeviceSettings: ImgLog %d, Image Logging not found."};
 
 constexpr SwitchValue kSwitches[] = {
-    {"MaskADF", &DeviceSwitches::mask_adf, TRACE_FLOW, " GetDIScanDeviceSettings:m_wMaskADF is %d",
-     TRACE_FLOW, " GetDIScanDeviceSettings:m_wMaskADF not found, set to %d"},
-    {"ScrollCap0", &DeviceSwitches::scroll_cap0, TRACE_FLOW,
-     "GetDIScanDeviceSettings:ScrollCap0 is %d", TRACE_FLOW,
+    {"MaskADF", &DeviceSwitches::mask_adf, TRACE_FLOW, TRACE_FLOW,
+     " GetDIScanDeviceSettings:m_wMaskADF is %d",
+     " GetDIScanDeviceSettings:m_wMaskADF not found, set to %d"},
+    {"ScrollCap0", &DeviceSwitches::scroll_cap0, TRACE_FLOW, TRACE_FLOW,
+     "GetDIScanDeviceSettings:ScrollCap0 is %d",
      "GetDIScanDeviceSettings:ScrollCap0 not found, set to %d"},
-    {"DeviceBW", &DeviceSwitches::device_bw, TRACE_INFO, "GetDIScanDeviceSettings:DeviceBW is %d",
-     TRACE_CLASS_ERROR, "GetDIScanDeviceSettings:DeviceBW not found, set to %d"},
-    {"URS_Counter", &DeviceSwitches::urs_counter, TRACE_FLOW,
-     " GetDIScanDeviceSettings:URS_Counter is %d", TRACE_FLOW,
+    {"DeviceBW", &DeviceSwitches::device_bw, TRACE_INFO, TRACE_CLASS_ERROR,
+     "GetDIScanDeviceSettings:DeviceBW is %d",
+     "GetDIScanDeviceSettings:DeviceBW not found, set to %d"},
+    {"URS_Counter", &DeviceSwitches::urs_counter, TRACE_FLOW, TRACE_FLOW,
+     " GetDIScanDeviceSettings:URS_Counter is %d",
      " GetDIScanDeviceSettings:URS_Counter not found, set to %d"},
 };
 

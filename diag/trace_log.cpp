@@ -55,7 +55,7 @@ TraceLog::TraceLog()
 
 TraceLog::~TraceLog() {
   LastErrorKeeper keep;
-  for (TraceLine& line : pending_) EndLine(&line, true);
+  for (TraceLine& line : pending_) TraceLog::EndLine(&line, true);
   if (settings_.load()) ReleaseTraceSettings();
 }
 

@@ -70,7 +70,7 @@ Output::~Output() {
 
 std::string Output::FileOf(uint32_t number) const {
   if (stream_) return pattern_;
-  const std::string name = Followed(PageFileName(pattern_, number, numbered_));
+  std::string name = Followed(PageFileName(pattern_, number, numbered_));
   std::error_code error;
   if (!force_ && fs::exists(name, error)) throw HostFailure(name + " exists; --force replaces it");
   return name;

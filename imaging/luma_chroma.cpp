@@ -42,7 +42,7 @@ constexpr std::array<uint8_t, 768> kClamped = [] {
 }();
 
 uint8_t Clamp(int value) {
-  return kClamped[static_cast<size_t>(value + 256)];
+  return kClamped[static_cast<size_t>(value) + 256];
 }
 
 // What chroma adds to luma.

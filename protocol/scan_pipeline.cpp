@@ -12,6 +12,7 @@ namespace {
 constexpr double kOne = 1 << 24;
 
 int64_t ScaleFactor(int32_t out, int32_t in) {
+  // NOLINTNEXTLINE(bugprone-incorrect-roundings): halves go up, below zero, too.
   return static_cast<int64_t>(kOne * out / in + 0.5);
 }
 
