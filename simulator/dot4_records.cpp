@@ -10,20 +10,20 @@ constexpr uint32_t kForEver = 0xFFFFFFFF;
 constexpr uint32_t kLongestTimeout = 3600000;  // ms; a host that waits longer has mislaid a byte
 
 struct Form {
-  Dot4Code code;
   const char* name;
+  Dot4Code code;
   uint32_t size;         // in the header; 0 where the transfer's size stands
-  size_t sent;           // bytes behind the header, when the request is not a transfer
+  uint32_t sent;         // bytes behind the header, when the request is not a transfer
   uint32_t reply_limit;  // the same
 };
 
 constexpr Form kForms[] = {
-    {Dot4Code::kOpenChannel, "open-channel", 16, 8, 8},
-    {Dot4Code::kCloseChannel, "close-channel", 0, 0, 0},
-    {Dot4Code::kRead, "read", 0, 0, 0},
-    {Dot4Code::kWrite, "write", 0, 0, 0},
-    {Dot4Code::kCreateSocket, "create-socket", 56, 56, 56},
-    {Dot4Code::kDestroySocket, "destroy-socket", 1, 1, 0},
+    {"open-channel", Dot4Code::kOpenChannel, 16, 8, 8},
+    {"close-channel", Dot4Code::kCloseChannel, 0, 0, 0},
+    {"read", Dot4Code::kRead, 0, 0, 0},
+    {"write", Dot4Code::kWrite, 0, 0, 0},
+    {"create-socket", Dot4Code::kCreateSocket, 56, 56, 56},
+    {"destroy-socket", Dot4Code::kDestroySocket, 1, 1, 0},
 };
 
 const Form* FindForm(uint32_t code) {
@@ -90,7 +90,7 @@ std::string Dot4Fault(const Dot4Request& request) {
   if (request.input.size() < kHeaderBytes) return "its header is cut short";
   const bool reads = form->code == Dot4Code::kRead;
   const bool writes = form->code == Dot4Code::kWrite;
-  const std::string fault = HeaderFault(request, *form, reads || writes);
+  std::string fault = HeaderFault(request, *form, reads || writes);
   if (!fault.empty()) return fault;
   const uint32_t size = request.Number(4);
   const size_t sent = writes ? size : form->sent;
