@@ -7,45 +7,26 @@
 namespace scantk::testing {
 namespace {
 
+// A lone component's factors are without meaning; chroma may be larger than luma; 3:2, 4:3.
+const std::string kFactors[] = {
+    "11",       "22",          "11 11",       "22 11",      "11 11 11", "21 11 11", "22 11 11",
+    "12 11 11", "22 12 12",    "22 21 21",    "21 21 21",   "41 11 11", "14 11 12", "42 11 11",
+    "11 22 12", "31 11 11",    "13 11 11",    "31 21 11",   "13 12 11", "41 31 11", "14 13 11",
+    "32 21 12", "11 11 11 11", "22 11 11 22", "41 11 21 31"};
+
 // Every path against the library.
 void ExpectSameAsLibrary(const JpegRecipe& recipe) {
   const Bytes stream = EncodeJpeg(recipe);
   const Bytes expected = DecodeByLibrary(stream);
   OnEveryPath([&] {
     const Outcome outcome = DecodeJpeg(stream);
-    EXPECT_EQ(outcome.result, IP_FINISHED) << recipe.Name();
-    EXPECT_EQ(outcome.used, stream.size()) << recipe.Name();
-    ASSERT_TRUE(outcome.output == expected) << recipe.Name();
+    EXPECT_EQ(outcome.result, IP_FINISHED) << recipe.factors;
+    EXPECT_EQ(outcome.used, stream.size()) << recipe.factors;
+    ASSERT_TRUE(outcome.output == expected)
+        << recipe.width << "x" << recipe.height << " " << recipe.factors << " quality "
+        << recipe.quality << " restart " << recipe.restart;
   });
 }
-
-const std::vector<std::vector<Factors>> kFactors = {
-    {{1, 1}},
-    {{2, 2}},  // of a lone component: without meaning
-    {{1, 1}, {1, 1}},
-    {{2, 2}, {1, 1}},
-    {{1, 1}, {1, 1}, {1, 1}},
-    {{2, 1}, {1, 1}, {1, 1}},
-    {{2, 2}, {1, 1}, {1, 1}},
-    {{1, 2}, {1, 1}, {1, 1}},
-    {{2, 2}, {1, 2}, {1, 2}},
-    {{2, 2}, {2, 1}, {2, 1}},
-    {{2, 1}, {2, 1}, {2, 1}},
-    {{4, 1}, {1, 1}, {1, 1}},
-    {{1, 4}, {1, 1}, {1, 2}},
-    {{4, 2}, {1, 1}, {1, 1}},
-    {{1, 1}, {2, 2}, {1, 2}},  // chroma larger than luma
-    {{3, 1}, {1, 1}, {1, 1}},
-    {{1, 3}, {1, 1}, {1, 1}},
-    {{3, 1}, {2, 1}, {1, 1}},  // 3:2
-    {{1, 3}, {1, 2}, {1, 1}},
-    {{4, 1}, {3, 1}, {1, 1}},  // 4:3
-    {{1, 4}, {1, 3}, {1, 1}},
-    {{3, 2}, {2, 1}, {1, 2}},
-    {{1, 1}, {1, 1}, {1, 1}, {1, 1}},
-    {{2, 2}, {1, 1}, {1, 1}, {2, 2}},
-    {{4, 1}, {1, 1}, {2, 1}, {3, 1}},
-};
 
 TEST(JpegDecode, EqualsLibraryForEverySamplingAndSize) {
   const std::pair<int, int> sizes[] = {{1, 1}, {7, 5}, {8, 8}, {17, 33}, {40, 30}, {67, 50}};
@@ -58,14 +39,14 @@ TEST(JpegDecode, EqualsLibraryForEverySamplingAndSize) {
       ++turn;
     }
   }
-  for (const auto& factors : {kFactors[0], kFactors[4], kFactors[5], kFactors[6], kFactors[11]}) {
+  for (const char* factors : {"11", "11 11 11", "21 11 11", "22 11 11", "41 11 11"}) {
     for (const bool own_tables : {false, true}) {
       ExpectSameAsLibrary({640, 333, factors, 80, 40, Content::kSmooth, own_tables});
       ExpectSameAsLibrary({640, 133, factors, 98, 0, Content::kNoise, own_tables});
       ExpectSameAsLibrary({640, 133, factors, 80, 0, Content::kExtreme, own_tables});
     }
   }
-  ExpectSameAsLibrary({65500, 17, kFactors[6]});
+  ExpectSameAsLibrary({65500, 17, "22 11 11"});
   for (const JpegPicture& picture : kJpegPictures) {
     EXPECT_EQ(Sum(DecodeByLibrary(picture.Stream())), picture.sum) << picture.name;
   }
@@ -93,8 +74,8 @@ TEST(JpegDecode, ColourConversionFusedOrNot) {
       EXPECT_EQ(ipApplyXformParams(1, fused.handle()), IP_FINISHED);
       fused.Drain();
       ASSERT_EQ(fused.outcome().result, apart.result);
-      ASSERT_TRUE(fused.outcome().output == apart.output) << factors.size();
-      EXPECT_EQ(seen, factors.size() < 4 ? 50u : 0u);
+      ASSERT_TRUE(fused.outcome().output == apart.output) << factors;
+      EXPECT_EQ(seen, factors.size() < 11 ? 50u : 0u);
       EXPECT_EQ(ipSetXformParam(1, 0, 3, fused.handle()), IP_FINISHED);
       EXPECT_EQ(ipApplyXformParams(1, fused.handle()), IP_FATAL_ERROR) << "too late";
     });

@@ -31,12 +31,10 @@ struct RawRows {
   explicit RawRows(const Info& info) : rows(static_cast<size_t>(info.num_components)) {
     for (size_t i = 0; i < rows.size(); ++i) {
       const jpeg_component_info& component = info.comp_info[i];
-      const int mcus = static_cast<int>(info.image_width + 7) / 8 + 1;
-      widths.push_back(8 * (mcus + 8) * component.h_samp_factor);
-      planes.emplace_back(static_cast<size_t>(widths[i] * 8 * component.v_samp_factor));
-      for (int y = 0; y < 8 * component.v_samp_factor; ++y) {
-        rows[i].push_back(planes[i].data() + y * widths[i]);
-      }
+      const int height = 8 * component.v_samp_factor;
+      widths.push_back((static_cast<int>(info.image_width) / 8 + 10) * 8 * component.h_samp_factor);
+      planes.emplace_back(static_cast<size_t>(widths[i] * height));
+      for (int y = 0; y < height; ++y) rows[i].push_back(planes[i].data() + y * widths[i]);
       image.push_back(rows[i].data());
     }
   }
@@ -46,48 +44,7 @@ struct RawRows {
   std::vector<JSAMPARRAY> image;
 };
 
-struct Decompress : jpeg_decompress_struct {
-  explicit Decompress(const Bytes& stream) {
-    err = Errors(&errors);
-    jpeg_create_decompress(this);
-    jpeg_mem_src(this, stream.data(), stream.size());
-    jpeg_read_header(this, TRUE);
-    out_color_space = jpeg_color_space;
-    dct_method = JDCT_ISLOW;
-    do_block_smoothing = FALSE;
-    raw_data_out = TRUE;
-    jpeg_start_decompress(this);
-  }
-  ~Decompress() { jpeg_destroy_decompress(this); }
-
-  std::vector<Bytes> Planes() {
-    RawRows rows(*this);
-    std::vector<Bytes> planes(rows.planes.size());
-    while (output_scanline < output_height) {
-      jpeg_read_raw_data(this, rows.image.data(), static_cast<JDIMENSION>(8 * max_v_samp_factor));
-      for (size_t i = 0; i < planes.size(); ++i) {
-        for (const JSAMPROW row : rows.rows[i]) {
-          planes[i].insert(planes[i].end(), row, row + comp_info[i].downsampled_width);
-        }
-      }
-    }
-    for (size_t i = 0; i < planes.size(); ++i) {
-      planes[i].resize(size_t{comp_info[i].downsampled_width} * comp_info[i].downsampled_height);
-    }
-    return planes;
-  }
-
-  jpeg_error_mgr errors;
-};
-
 }  // namespace
-
-std::string JpegRecipe::Name() const {
-  std::string name = std::to_string(width) + "x" + std::to_string(height);
-  for (const Factors& f : factors) name += " " + std::to_string(f.h) + "," + std::to_string(f.v);
-  return name + " quality " + std::to_string(quality) + " restart " + std::to_string(restart) +
-         " content " + std::to_string(static_cast<int>(content));
-}
 
 Bytes EncodeJpeg(const JpegRecipe& recipe) {
   jpeg_compress_struct info;
@@ -99,34 +56,32 @@ Bytes EncodeJpeg(const JpegRecipe& recipe) {
   jpeg_mem_dest(&info, &memory, &size);
   info.image_width = static_cast<JDIMENSION>(recipe.width);
   info.image_height = static_cast<JDIMENSION>(recipe.height);
-  info.input_components = static_cast<int>(recipe.factors.size());
+  info.input_components = static_cast<int>(recipe.factors.size() + 1) / 3;
   info.in_color_space = JCS_UNKNOWN;
   jpeg_set_defaults(&info);
-  jpeg_set_colorspace(&info, JCS_UNKNOWN);
   jpeg_set_quality(&info, recipe.quality, TRUE);
   info.restart_interval = static_cast<unsigned>(recipe.restart);
   info.optimize_coding = recipe.own_tables;
   info.raw_data_in = TRUE;
-  int v_max = 1;
-  for (size_t i = 0; i < recipe.factors.size(); ++i) {
+  for (size_t i = 0; 3 * i < recipe.factors.size(); ++i) {
     jpeg_component_info& component = info.comp_info[i];
-    component.h_samp_factor = recipe.factors[i].h;
-    component.v_samp_factor = recipe.factors[i].v;
+    component.h_samp_factor = recipe.factors[3 * i] - '0';
+    component.v_samp_factor = recipe.factors[3 * i + 1] - '0';
     component.quant_tbl_no = component.dc_tbl_no = component.ac_tbl_no = i > 0;
-    v_max = std::max(v_max, recipe.factors[i].v);
   }
   jpeg_start_compress(&info, TRUE);
-  RawRows rows(info);
+  RawRows raw(info);
   std::mt19937 random(static_cast<uint32_t>(recipe.width * 31 + recipe.height));
   for (int top = 0; info.next_scanline < info.image_height; top += 8) {
-    for (size_t i = 0; i < rows.planes.size(); ++i) {
-      for (size_t at = 0; at < rows.planes[i].size(); ++at) {
-        const int x = static_cast<int>(at) % rows.widths[i];
-        const int y = static_cast<int>(at) / rows.widths[i] + top * recipe.factors[i].v;
-        rows.planes[i][at] = SampleOf(recipe.content, x, y, static_cast<int>(i), random);
+    for (int i = 0; i < info.num_components; ++i) {
+      int y = top * info.comp_info[i].v_samp_factor;
+      for (const JSAMPROW row : raw.rows[i]) {
+        for (int x = 0; x < raw.widths[i]; ++x) row[x] = SampleOf(recipe.content, x, y, i, random);
+        ++y;
       }
     }
-    jpeg_write_raw_data(&info, rows.image.data(), static_cast<JDIMENSION>(8 * v_max));
+    jpeg_write_raw_data(&info, raw.image.data(),
+                        static_cast<JDIMENSION>(8 * info.max_v_samp_factor));
   }
   jpeg_finish_compress(&info);
   const Bytes stream(memory, memory + size);
@@ -135,71 +90,65 @@ Bytes EncodeJpeg(const JpegRecipe& recipe) {
   return stream;
 }
 
-std::vector<Bytes> PlanesByLibrary(const Bytes& stream) {
-  return Decompress(stream).Planes();
-}
-
 Bytes DecodeByLibrary(const Bytes& stream) {
-  Decompress info(stream);
-  const std::vector<Bytes> planes = info.Planes();
+  jpeg_decompress_struct info;
+  jpeg_error_mgr errors;
+  info.err = Errors(&errors);
+  jpeg_create_decompress(&info);
+  jpeg_mem_src(&info, stream.data(), stream.size());
+  jpeg_read_header(&info, TRUE);
+  info.out_color_space = info.jpeg_color_space;
+  info.raw_data_out = TRUE;
+  jpeg_start_decompress(&info);
+  RawRows raw(info);
   // The sample that covers most of a pixel.
-  const auto nearest = [](JDIMENSION at, int factor, int max) {
-    return static_cast<size_t>(std::ceil((at + 0.5) * factor / max - 1e-9)) - 1;
+  const auto nearest = [](int at, int factor, int max) {
+    return ((2 * at + 1) * factor - 1) / (2 * max);
   };
-  std::vector<std::vector<size_t>> columns(planes.size());
-  for (size_t i = 0; i < planes.size(); ++i) {
-    for (JDIMENSION x = 0; x < info.image_width; ++x) {
-      columns[i].push_back(nearest(x, info.comp_info[i].h_samp_factor, info.max_h_samp_factor));
-    }
-  }
   Bytes pixels;
-  for (JDIMENSION y = 0; y < info.image_height; ++y) {
-    std::vector<const uint8_t*> rows;
-    for (size_t i = 0; i < planes.size(); ++i) {
-      const jpeg_component_info& c = info.comp_info[i];
-      rows.push_back(planes[i].data() +
-                     nearest(y, c.v_samp_factor, info.max_v_samp_factor) * c.downsampled_width);
-    }
-    for (JDIMENSION x = 0; x < info.image_width; ++x) {
-      for (size_t i = 0; i < rows.size(); ++i) pixels.push_back(rows[i][columns[i][x]]);
+  const int width = static_cast<int>(info.output_width), rows = 8 * info.max_v_samp_factor;
+  for (int left = static_cast<int>(info.output_height); left > 0; left -= rows) {
+    jpeg_read_raw_data(&info, raw.image.data(), static_cast<JDIMENSION>(rows));
+    for (int y = 0; y < std::min(rows, left); ++y) {
+      for (int at = 0; at < width * info.num_components; ++at) {
+        const int x = at / info.num_components, i = at % info.num_components;
+        const jpeg_component_info& c = info.comp_info[i];
+        pixels.push_back(raw.rows[i][nearest(y, c.v_samp_factor, info.max_v_samp_factor)]
+                                 [nearest(x, c.h_samp_factor, info.max_h_samp_factor)]);
+      }
     }
   }
+  jpeg_destroy_decompress(&info);
   return pixels;
 }
 
+Bytes JpegParts::Segment::Whole() const {
+  const size_t length = body.size() + 2;
+  Bytes bytes = {0xFF, marker, static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)};
+  Append(bytes, body);
+  return bytes;
+}
+
 JpegParts::JpegParts(const Bytes& stream) {
-  size_t at = 2;
+  auto at = stream.begin() + 2;
   do {
-    const size_t length = static_cast<size_t>(stream[at + 2]) << 8 | stream[at + 3];
-    const auto body = stream.begin() + static_cast<ptrdiff_t>(at + 4);
-    head.push_back({stream[at + 1], Bytes(body, body + static_cast<ptrdiff_t>(length - 2))});
-    at += 2 + length;
+    const auto end = at + 2 + (at[2] << 8 | at[3]);
+    head.push_back({at[1], Bytes(at + 4, end)});
+    at = end;
   } while (head.back().marker != 0xDA);
-  scan.assign(stream.begin() + static_cast<ptrdiff_t>(at), stream.end() - 2);
+  scan.assign(at, stream.end() - 2);
 }
 
 Bytes JpegParts::Join() const {
   Bytes stream = {0xFF, 0xD8};
-  for (const Segment& segment : head) {
-    Append(stream, JpegSegmentBytes(segment.marker, segment.body));
-  }
+  for (const Segment& segment : head) Append(stream, segment.Whole());
   Append(stream, scan);
   Append(stream, tail);
   return stream;
 }
 
 Bytes& JpegParts::Body(uint8_t marker) {
-  for (Segment& segment : head) {
-    if (segment.marker == marker) return segment.body;
-  }
-  throw std::runtime_error("no such segment");
-}
-
-Bytes JpegSegmentBytes(uint8_t marker, const Bytes& body) {
-  const size_t length = body.size() + 2;
-  Bytes bytes = {0xFF, marker, static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)};
-  Append(bytes, body);
-  return bytes;
+  return std::ranges::find(head, marker, &Segment::marker)->body;
 }
 
 }  // namespace scantk::testing

@@ -162,6 +162,15 @@ inline Outcome RunWhole(const std::vector<XformDescriptor>& chain, const ImageTr
   return harness.outcome();
 }
 
+// The decoder alone, by default to pixels.
+inline Outcome DecodeJpeg(const Bytes& stream, const Chunks& chunks = {},
+                          int64_t keep_sampling = 0) {
+  Harness harness({BuiltIn(XFORM_JPEG_DECODE, {keep_sampling})}, Traits(1, 8), false);
+  harness.Feed(stream, chunks);
+  harness.Drain(chunks);
+  return harness.outcome();
+}
+
 }  // namespace scantk::testing
 
 #endif  // SCANTK_TESTS_IMAGING_PIPELINE_HARNESS_H_
