@@ -38,7 +38,6 @@ class Sandbox {
   std::string Trace() const;
   std::vector<std::string> TraceLines() const;  // without line ends and indentation
   void ClearTrace();
-  bool Traced(const std::string& text) const { return Trace().find(text) != std::string::npos; }
 
  private:
   std::string NextInstance() const;  // its number, four digits
@@ -78,7 +77,6 @@ inline constexpr Outcome kOk = {S_OK, TERR_NONE};
 inline constexpr Outcome kNotLocked = {E_FAIL, TERR_SCANNER_NOT_LOCKED};
 inline constexpr Outcome kInvalidSession = {E_FAIL, TERR_INVALID_SESSION};
 inline constexpr Outcome kInvalidParameter = {E_FAIL, TERR_INVALID_PARAMETER};
-inline constexpr Outcome kCommunication = {E_FAIL, TERR_SCANNER_COMMUNICATION_FAILED};
 inline constexpr Outcome kEndOfPage = {S_OK, TERR_SCANNER_END_OF_PAGE};
 
 // Calls a method whose last parameter is the error code: Call(object, &IScanner::LampOn, handle).

@@ -5,13 +5,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <future>
 #include <string>
 #include <thread>
 
+#ifndef _WIN32
+#include <fcntl.h>
+#endif
+
+#include "simulator/sockets.h"
 #include "tests/diag/trace_fixture.h"
-#include "tests/doubles/far_end.h"
 #include "tests/io/scripted_network.h"
 
 namespace scantk {
@@ -33,31 +38,70 @@ class QuickTransport : public NetworkTransport {
   }
 };
 
-class NetLoopback : public TraceFixture {};
+// Devices of the test's own on real connections, at an address of this process's own.
+class NetLoopback : public TraceFixture {
+ protected:
+  // What waits for ten seconds at most.
+  static void Await(const sim::Socket& socket) {
+    std::vector<sim::Watched> watched = {{.file = socket.Get(), .reads = true}};
+    sim::WaitFor(watched, 10000);
+  }
+  sim::Socket Accept() const {
+    Await(listener_);
+    return sim::Accept(listener_);
+  }
+  static void Greet(const sim::Socket& peer) {
+    EXPECT_EQ(2, sim::Send(peer, std::array<uint8_t, 2>{'0', '0'}));
+  }
+  // Tells how much came; less than `size` when the connection ended before.
+  static size_t Receive(const sim::Socket& peer, size_t size) {
+    std::vector<uint8_t> bytes(size);
+    size_t got = 0;
+    for (int moved = 1; moved > 0 && got < size; got += static_cast<size_t>(std::max(moved, 0))) {
+      Await(peer);
+      moved = sim::Receive(peer, bytes.data() + got, size - got);
+    }
+    return got;
+  }
+  // Whether a program that this one starts would hold the socket open, too.
+  static bool IsInherited(uintptr_t socket) {
+#ifdef _WIN32
+    DWORD flags = HANDLE_FLAG_INHERIT;
+    GetHandleInformation(reinterpret_cast<HANDLE>(socket), &flags);
+    return (flags & HANDLE_FLAG_INHERIT) != 0;
+#else
+    return (fcntl(static_cast<int>(socket), F_GETFD) & FD_CLOEXEC) == 0;
+#endif
+  }
+
+  const std::string address_ = "127." + std::to_string(32 + (ProcessId() >> 8) % 200) + "." +
+                               std::to_string(ProcessId() & 0xFF) + ".251";
+  const std::string name_ = "\\name:" + address_;
+  const sim::Socket listener_ = sim::ListenOn(address_, 9290);
+};
 
 // Catches a write that waits for ever, one that is cut although bytes still move, and a close that
 // waits for a device that keeps its side open.
 TEST_F(NetLoopback, WritesToADeviceThatIsSlowOrTakesNothing) {
-  FarEnd far_end("127.0.61.5", 9290);
   const std::string much(32 << 20, 'c');
   // The target's system moves a send as a whole: there, all of it has to be taken in time.
   const uint32_t limit = kPathSeparator == '/' ? 700 : 5000;
   std::promise<void> given_up;
   size_t received = 0;
   std::thread device([&] {
-    Peer slow = far_end.Accept();
-    slow.Send("00");
+    const sim::Socket slow = Accept();
+    Greet(slow);
     for (size_t last = 1; received < much.size() && last > 0; received += last) {
       const bool late = limit < 5000 && received < much.size() / 4 * 3;
       std::this_thread::sleep_for(milliseconds(late ? 80 : 0));  // a device's own pace
-      last = slow.Receive(2 << 20).size();
+      last = Receive(slow, 2 << 20);
     }
-    Peer deaf = far_end.Accept();
-    deaf.Send("00");
+    const sim::Socket deaf = Accept();
+    Greet(deaf);
     given_up.get_future().wait_for(std::chrono::seconds(60));
   });
   uint32_t written = 0;
-  QuickTransport patient("\\name:127.0.61.5", limit), transport("\\name:127.0.61.5");
+  QuickTransport patient(name_.c_str(), limit), transport(name_.c_str());
   EXPECT_EQ(S_OK, patient.Write(much, &written));
   EXPECT_EQ(much.size(), written);
   patient.DisConnectFromIO();
@@ -76,24 +120,24 @@ TEST_F(NetLoopback, WritesToADeviceThatIsSlowOrTakesNothing) {
 TEST_F(NetLoopback, SocketsOfTheSystem) {
   SocketLibraryInfo info;
   ASSERT_EQ(0u, TheNetwork().StartUp(&info));
-  FarEnd far_end("127.0.61.6", 9290);
   auto socket = TheNetwork().CreateStreamSocket();
   EXPECT_FALSE(IsInherited(socket->Handle()));
-  socket->Connect({2, 0x4A24, TheNetwork().ParseDotted("127.0.61.6"), {}});
+  socket->Connect({2, 0x4A24, TheNetwork().ParseDotted(address_), {}});
   ASSERT_GT(socket->WaitWritable(5000), 0);
-  Peer peer = far_end.Accept();
-  std::string buffer(8, '.'), received;
+  std::string buffer(8, '.');
+  size_t received = 0;
   uint32_t moved = 99;
+  sim::Socket peer = Accept();
   ASSERT_TRUE(socket->BeginTransfer());
   ASSERT_EQ(error::kIoPending, socket->PostReceive(buffer.data(), 8));
   EXPECT_EQ(WaitResult::kTimeout, socket->WaitTransfer(20));
   socket->EndTransfer(&moved);
   EXPECT_EQ(0u, moved);
-  peer.Send("unread");
+  Greet(peer);  // which is never read
   const std::string last(300000, 'x');
   std::thread reader([&] {
-    received = peer.Receive(last.size() + 1);
-    peer.Close();
+    received = Receive(peer, last.size() + 1);
+    peer.Reset();
   });
   ASSERT_TRUE(socket->BeginTransfer());
   socket->PostSend(last.data(), static_cast<uint32_t>(last.size()));
@@ -103,7 +147,7 @@ TEST_F(NetLoopback, SocketsOfTheSystem) {
   socket.reset();
   reader.join();
   EXPECT_EQ("........", buffer);
-  EXPECT_EQ(last.size(), received.size());
+  EXPECT_EQ(last.size(), received);
   TheNetwork().CleanUp();
 }
 

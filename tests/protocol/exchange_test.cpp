@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -199,6 +200,16 @@ TEST(Exchange, IdentifiesNoModelWithoutAnAnswer) {
   EXPECT_EQ(0, model);
   EXPECT_EQ(SL_NULLRESPONSE, e.engine.exchange.InquireModel(&model));
   EXPECT_EQ("", e.script.Faults());
+}
+
+// Catches a jam, an empty feeder or any other trouble of the device told as another one.
+TEST(DeviceErrors, EachHasItsStatus) {
+  std::map<int32_t, QrlStatus> known = {{0, 7},     {1, 8},     {2, 10},    {3, 9},      {4, 11},
+                                        {5, 12},    {6, 13},    {7, 14},    {8, 18},     {10, 20},
+                                        {1024, 15}, {1025, 16}, {1026, 19}, {1027, 1027}};
+  for (int32_t same = 500; same <= 505; ++same) known[same] = same;
+  for (int32_t number = -2; number < 1100; ++number)
+    EXPECT_EQ(known.contains(number) ? known[number] : 17, MapDeviceError(number)) << number;
 }
 
 TEST(DeviceErrors, AreReadAndCleared) {
