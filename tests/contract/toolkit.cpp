@@ -4,12 +4,12 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "platform/component.h"
 #include "platform/registry.h"
 #include "platform/system.h"
+#include "tests/diag/test_place.h"
 
 namespace scantk::test {
 namespace {
@@ -35,17 +35,6 @@ std::string Sandbox::TracePath() {
           ("scantk-test-" + std::to_string(ProcessId()) + ".log"))
       .string();
 }
-
-namespace {
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-}  // namespace
 
 Sandbox::Sandbox() {
   static int count = 0;
@@ -125,7 +114,7 @@ void Sandbox::SwitchTraceOn(uint32_t level, uint32_t destination) {
 }
 
 std::string Sandbox::Trace() const {
-  return ReadFile(TracePath());
+  return ReadWholeFile(TracePath());
 }
 
 std::vector<std::string> Sandbox::TraceLines() const {

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <thread>
 
 #ifndef _WIN32
@@ -89,33 +88,6 @@ TEST_F(ScannerLockTest, ThreadLockExcludesOtherThreads) {
   first.join();
   second.join();
   EXPECT_FALSE(lock.IsLocked());
-}
-
-// Two threads that want the first hold at once: both get one, with and without a limit, and only
-// one is told that its hold is the first.
-TEST_F(ScannerLockTest, ThreadsTakeTheirFirstHoldAtOnce) {
-  Configure(0, 0, 0);
-  GlobalTrace().ReloadSettings();
-  ScannerLock lock(device_.c_str());
-  std::atomic<int> arrived = 0;  // a std::barrier does not always wake its threads under Wine
-  const auto both = [&](int arrivals) {
-    for (++arrived; arrived < arrivals;) std::this_thread::yield();
-  };
-  constexpr int kRounds = 3000;
-  uint32_t counts[2][kRounds] = {};
-  const auto take = [&](uint32_t* mine) {
-    for (int round = 0; round < kRounds; ++round) {
-      both(4 * round + 2);
-      mine[round] = lock.Lock(kProcess, round % 2 ? kWaitForever : 60000);
-      both(4 * round + 4);
-      if (mine[round]) lock.Unlock();
-    }
-  };
-  std::thread other(take, counts[1]);
-  take(counts[0]);
-  other.join();
-  for (int round = 0; round < kRounds; ++round)
-    ASSERT_EQ(3u, counts[0][round] + counts[1][round]) << "one and two, in round " << round;
 }
 
 // A thread that waits for another process does not keep a third one waiting beyond its time.

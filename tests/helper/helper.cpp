@@ -1,8 +1,6 @@
 // Another process for the tests. Each verb says on standard output what it did; one that holds
 // something keeps it until the process is ended.
 //
-//   hold NAME                     a named semaphore: "held" or "not held"
-//   lock DEVICE                   the lock of a device: "locked" or "refused"
 //   write KEY PREFIX N            N numbers under a key of the user: "writing" behind the first,
 //                                 "done" at the end
 //   value KEY                     the default value of a key of the machine, or "none"
@@ -18,11 +16,9 @@
 #include <string>
 
 #include "contract/records.h"
-#include "diag/scanner_lock.h"
 #include "diag/trace_log.h"
 #include "platform/clock.h"
 #include "platform/registry.h"
-#include "platform/semaphore.h"
 #include "tests/diag/trace_fixture.h"
 #include "tests/jobs/host.h"
 
@@ -34,24 +30,6 @@ int Say(const char* word) {
   std::printf("%s\n", word);
   std::fflush(stdout);
   return 0;
-}
-
-[[noreturn]] void KeepIt() {
-  for (;;) TheClock().Sleep(1000);
-}
-
-int Hold(const char* name) {
-  NamedSemaphore semaphore = NamedSemaphore::CreateOrOpen(name, nullptr);
-  if (semaphore.Wait(10000) != WaitResult::kSignalled) return Say("not held");
-  Say("held");
-  KeepIt();
-}
-
-int Lock(const char* device) {
-  ScannerLock lock(device);
-  if (!lock.Lock(ScannerLock::kProcess, 0)) return Say("refused");
-  Say("locked");
-  KeepIt();
 }
 
 int Write(const char* path, const std::string& prefix, uint32_t count) {
@@ -113,7 +91,7 @@ int Session(const std::string& name, const char* address, const std::string& wha
   host.page.asked = test::PageParameters(T_COLOR, 300, {2400, 3000});
   if (what == "scan" && host.Start()) host.Read(1, 1);
   Say("locked");
-  if (what == "scan" || what == "hold") KeepIt();
+  while (what == "scan" || what == "hold") TheClock().Sleep(1000);
   TheClock().Sleep(static_cast<uint32_t>(std::atoi(what.c_str())));
   host.Unlock();
   host.Close();
@@ -146,8 +124,6 @@ int Work(const std::string& name, uint32_t type) {
 
 int main(int count, char** words) {
   const std::string verb = count > 2 ? words[1] : "";
-  if (verb == "hold") return Hold(words[2]);
-  if (verb == "lock") return Lock(words[2]);
   if (verb == "value") return Value(words[2]);
   if (verb == "holder") return Holder();
   if (verb == "trace" && count > 3) return Trace(words[2], std::atoi(words[3]));

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "contract/component_types.h"
-#include "tests/io/scripted_network.h"
 
 namespace scantk {
 namespace {
@@ -36,17 +35,6 @@ TEST(NetworkName, TokensBecomeFields) {
     EXPECT_EQ(c.guid, id.guid);
   }
   EXPECT_EQ(E_FAIL, ParseNetworkDeviceName(nullptr, nullptr));
-}
-
-TEST(NetworkName, AddressesAreClassified) {
-  ScriptedNetwork network;
-  const std::pair<HostAddressKind, std::vector<const char*>> kinds[] = {
-      {HostAddressKind::kDotted, {"10.0.0.1", "0.0.0.0"}},
-      {HostAddressKind::kUnsupported, {"300.1.1.1", "fe80::1", "10.0.0.1:80", "1:2"}},
-      {HostAddressKind::kHostName,
-       {"scanner:3", "abc", "a.b.c.d", "1.2.3", "1.2.3.4.5", "1234", ""}}};
-  for (const auto& [kind, texts] : kinds)
-    for (const char* text : texts) EXPECT_EQ(kind, ClassifyHostAddress(text)) << text;
 }
 
 }  // namespace

@@ -49,7 +49,7 @@ class ScriptedNetwork : public Network {
   void CleanUp() override { --started; }
   std::unique_ptr<StreamSocket> CreateStreamSocket() override;
   uint32_t LookUpHost(const std::string& name) override {
-    return name == "printer1" ? 0x0201000A : kNoAddress;
+    return name == "nobody" ? kNoAddress : 0x0201000A;
   }
   uint32_t ParseDotted(const std::string& text) override { return system_.ParseDotted(text); }
   uint32_t LastSocketError() override { return last_error; }

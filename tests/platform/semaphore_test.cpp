@@ -59,18 +59,5 @@ TEST(SemaphoreTest, NamesAreKeptApart) {
   EXPECT_FALSE(Make(std::string(260, 'x')));
 }
 
-TEST(SemaphoreTest, AnotherProcessHoldsItUntilItEnds) {
-  const std::string name = Name("held");
-  std::string error, line;
-  auto holder = ChildProcess::Start(SCANTK_HELPER, {"hold", name}, &error);
-  ASSERT_TRUE(holder && holder->ReadLine(60000, &line) && line == "held") << error;
-  NamedSemaphore semaphore = Make(name);
-  EXPECT_EQ(LastError(), error::kAlreadyExists);
-  EXPECT_EQ(semaphore.Wait(50), WaitResult::kTimeout);
-  holder.reset();
-  // The target's keep their count when a holder is killed.
-  EXPECT_EQ(semaphore.Wait(0) == WaitResult::kSignalled, kPathSeparator == '/');
-}
-
 }  // namespace
 }  // namespace scantk
