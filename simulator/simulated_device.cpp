@@ -25,7 +25,7 @@ class SimulatedDevice::Impl {
   std::unique_ptr<Line> line;
 };
 
-SimulatedDevice::SimulatedDevice(DeviceConfig config)
+SimulatedDevice::SimulatedDevice(const DeviceConfig& config)
     : impl_(std::make_unique<Impl>(
           config, NetworkLineAt(config.address, config.port, config.max_connections))) {}
 

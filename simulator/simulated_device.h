@@ -20,7 +20,7 @@ class SimulatedDevice {
  public:
   // Returns once the device listens. Throws std::runtime_error (address in use) or
   // std::invalid_argument (no such model, variable or paper) with a text for people.
-  explicit SimulatedDevice(DeviceConfig config);
+  explicit SimulatedDevice(const DeviceConfig& config);
   // On a line that is reached through the file `path`; address and port mean nothing.
   SimulatedDevice(DeviceConfig config, const MakeLine& make_line, std::string path);
   // Drops every connection and joins the thread.
