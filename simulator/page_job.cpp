@@ -61,7 +61,9 @@ class RawBytes : public ImageBytes {
 
 PageJob::PageJob(std::shared_ptr<const Paper> paper, const PageOrder& order,
                  const DeliveryOptions& delivery)
-    : order_(order), delivery_(delivery), image_(std::make_unique<RawBytes>(std::move(paper), order)) {
+    : order_(order),
+      delivery_(delivery),
+      image_(std::make_unique<RawBytes>(std::move(paper), order)) {
   if (order.jpeg) image_ = EncodeJpeg(std::move(image_), order, delivery);
 }
 
