@@ -90,23 +90,32 @@ TEST_F(ScannerLockTest, ThreadLockExcludesOtherThreads) {
   EXPECT_FALSE(lock.IsLocked());
 }
 
-// A thread that waits for another process does not keep a third one waiting beyond its time.
+// A thread that waits for another process keeps no other one waiting beyond its time, nor from
+// nesting into the hold that it gets.
 TEST_F(ScannerLockTest, EveryThreadWaitsItsOwnTime) {
   ScannerLock rival(device_.c_str()), lock(device_.c_str());
   ASSERT_EQ(1u, rival.Lock(kProcess, 0));
-  NewLines();
-  uint32_t patient = 0, start = TheClock().TickCount();
-  std::thread waiter([&] { patient = lock.Lock(kProcess, kWaitForever); });
-  using testing::Contains, testing::HasSubstr;
-  const auto waits = testing::Matches(Contains(HasSubstr("Using Session locking")));
-  while (!waits(NewLines()) && TheClock().TickCount() - start < 30000) std::this_thread::yield();
+  uint32_t counts[2] = {}, start = TheClock().TickCount();
+  const auto waiter = [&](uint32_t* count, uint32_t limit) {
+    NewLines();
+    std::thread waiting([&lock, count, limit] { *count = lock.Lock(kProcess, limit); });
+    using testing::Contains, testing::HasSubstr;
+    const auto waits = testing::Matches(Contains(HasSubstr("Using Session locking")));
+    while (!waits(NewLines()) && TheClock().TickCount() - start < 30000) std::this_thread::yield();
+    return waiting;
+  };
+  std::thread first = waiter(&counts[0], kWaitForever);
   start = TheClock().TickCount();
   EXPECT_EQ(0u, lock.Lock(kProcess, 0));
   EXPECT_EQ(0u, lock.Lock(kProcess, 200));
   EXPECT_GE(TheClock().TickCount() - start, 185u);
+  std::thread second = waiter(&counts[1], 20000);
+  start = TheClock().TickCount();
   EXPECT_TRUE(rival.Unlock());
-  waiter.join();
-  EXPECT_EQ(1u, patient);
+  first.join();
+  second.join();
+  EXPECT_EQ(3u, counts[0] + counts[1]) << "one and two";
+  EXPECT_LT(TheClock().TickCount() - start, 10000u);
 }
 
 // Errors reach a log of errors, the warning only one where warnings are wanted.

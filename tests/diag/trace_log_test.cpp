@@ -92,35 +92,25 @@ TEST_F(TraceLogTest, LinesEndInCrLfAndAreIndentedByDepth) {
 TEST_F(TraceLogTest, EntryAndExitLinesTellTimeResultAndError) {
   const uint32_t begin = GlobalTrace().Elapsed(), tick = TheClock().TickCount();
   TestClock clock;
-  clock.ticks = tick + 4711 - begin;
-  const struct {
-    uint32_t session, result, code;
-    std::string expected;
-  } cases[] = {
-      {0x1A, 0, 0, " : SessionID=0x1a :  Returned 0x0, VelkanError=none (0): "},
-      {0, 0x80040222, 0x3E7,
-       " :  ERROR: Returned 0x80040222 (VELKAN_E_SCONF_FIREWALL), VelkanError=error string not "
-       "defined (3e7): "},
-      {0, 0, 15, " :  Returned 0x0, VelkanError=TERR_SCANNER_END_OF_PAGE (f): "}};
-  std::vector<std::string> all;
-  for (const uint32_t level : {0xFFFFFFFF, 0x80000040}) {
+  for (const uint32_t level : {0x80000040, 0xFFFFFFFF}) {
     Configure(1, level, 1);
     GlobalTrace().ReloadSettings();
-    for (const auto& c : cases) {
-      const std::string at = std::to_string(GlobalTrace().Elapsed());
-      {
-        FunctionTrace trace("m", c.session, &c.code, TRACE_API);
-        clock.ticks += 90;
-        trace.SetResult(static_cast<HRESULT>(c.result));
-      }
-      const std::string begun = "+++m : " + std::string(c.session ? "SessionID=0x1a : " : "");
-      const std::string now = std::to_string(GlobalTrace().Elapsed()) + ", Elapsed: 90ms";
-      if (level == 0xFFFFFFFF) all.push_back(begun + "11/7/2026 9:5:3.250, LogTick(ms):" + at);
-      if (level == 0xFFFFFFFF || c.code != 0)
-        all.insert(all.end(), {"---m" + c.expected + "LogTick(ms): " + now, ""});
+    for (const uint32_t code : {0x3E7, 0}) {
+      clock.ticks = tick + 4711 - begin;
+      FunctionTrace trace("m", code ? 0 : 0x1A, &code, TRACE_API);
+      clock.ticks += 90;
+      trace.SetResult(static_cast<HRESULT>(code ? 0x80040222 : 0));
     }
   }
-  EXPECT_EQ(all, NewLines());
+  const std::string failed =
+      "---m :  ERROR: Returned 0x80040222 (VELKAN_E_SCONF_FIREWALL), VelkanError=error string not "
+      "defined (3e7): LogTick(ms): 4801, Elapsed: 90ms";
+  EXPECT_THAT(NewLines(),
+              ElementsAre(failed, "", "+++m : 11/7/2026 9:5:3.250, LogTick(ms):4711", failed, "",
+                          "+++m : SessionID=0x1a : 11/7/2026 9:5:3.250, LogTick(ms):4711",
+                          "---m : SessionID=0x1a :  Returned 0x0, VelkanError=none (0): "
+                          "LogTick(ms): 4801, Elapsed: 90ms",
+                          ""));
 }
 
 TEST_F(TraceLogTest, BannerLeadsTheFirstLineOfAThread) {
