@@ -16,14 +16,7 @@
 #include "simulator/scanner_core.h"
 #include "tests/contract/page_parameters.h"
 #include "tests/jobs/methods.h"
-#include "tests/sweep/failing_memory.h"
 #include "tests/sweep/virtual_network.h"
-
-// The heap is the sanitizer's, which would not have it replaced; nothing fails here.
-namespace scantk::test {
-TestAtWork::TestAtWork() = default;
-TestAtWork::~TestAtWork() = default;
-}  // namespace scantk::test
 
 using namespace scantk;
 using namespace scantk::fuzz;
@@ -36,7 +29,7 @@ constexpr char kNoJpeg[] = "SetCompressionType T_COMPRESSION_NONE";
 
 class HostileDevice : public sim::Responder {
  public:
-  HostileDevice(const sim::DeviceConfig& config, FuzzInput harm, const test::VirtualClock& clock)
+  HostileDevice(const sim::DeviceConfig& config, FuzzInput harm, const test::VirtualLine& clock)
       : core(config, nullptr, [&clock] { return clock.Milliseconds(); }),
         clock_(clock),
         harm_(harm),
@@ -131,7 +124,7 @@ class HostileDevice : public sim::Responder {
     for (; count > 0 && at < message.size(); --count, ++at) message[at] = harm_.Byte();
   }
 
-  const test::VirtualClock& clock_;
+  const test::VirtualLine& clock_;
   FuzzInput harm_;
   int unharmed_;
 };
@@ -262,9 +255,8 @@ void RunClean(Host& host, sim::ScannerCore& device) {
 void RunSessions(const std::string& name, const sim::DeviceConfig& config, FuzzInput input) {
   const FuzzInput choices = input;
   input.Number(4);
-  test::VirtualClock clock;
-  HostileDevice device(config, input, clock);
-  test::VirtualNetwork network(&clock);
+  test::VirtualNetwork network;
+  HostileDevice device(config, input, network);
   network.Begin(&device);
   for (const bool clean : {false, true}) {
     device.relented = clean;
@@ -275,7 +267,7 @@ void RunSessions(const std::string& name, const sim::DeviceConfig& config, FuzzI
     host.DoAll({"UnlockScanner", "CloseScannerSession"});
   }
   Require(device.core.lock_holder == 0, "the device is free");
-  Require(network.OpenSockets() == 0 && network.OpenTransfers() == 0, "everything is closed");
+  Require(network.open_ends == 0 && network.open_transfers == 0, "everything is closed");
   Require(!network.Hung(), "no wait is without an end");
 }
 

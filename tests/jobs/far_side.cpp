@@ -33,6 +33,10 @@ std::optional<Medium> MediumNamed(const std::string& name) {
   return {};
 }
 
+uint32_t IoType(Medium medium) {
+  return medium == Medium::kNetwork ? T_IO_NETWORK : medium == Medium::kUsb ? T_IO_USB : T_IO_DOT4;
+}
+
 std::string FreshAddress() {
   static int count = 0;
   const uint32_t process = ProcessId();
@@ -45,6 +49,13 @@ std::unique_ptr<FarSide> FarSide::Start(Medium medium, const sim::DeviceConfig& 
   if (medium == Medium::kNetwork) return std::make_unique<NetworkFarSide>(config);
   static int count = 0;
   return StartAttached(medium, config, folder + "/device" + std::to_string(count++));
+}
+
+Place::Place(Sandbox& sandbox, Medium on, sim::DeviceConfig config) : medium(on) {
+  config.address = FreshAddress();
+  device = FarSide::Start(medium, config, sandbox.Folder());
+  name = medium == Medium::kNetwork ? sandbox.AddNetworkDevice(config.address)
+                                    : sandbox.AddAttachedDevice(device->Path(), IoType(medium));
 }
 
 }  // namespace scantk::test

@@ -8,12 +8,14 @@
 #include <vector>
 
 #include "simulator/simulated_device.h"
+#include "tests/contract/toolkit.h"
 
 namespace scantk::test {
 
 enum class Medium { kNetwork, kUsb, kDot4 };
 const char* Name(Medium medium);
 std::optional<Medium> MediumNamed(const std::string& name);
+uint32_t IoType(Medium medium);
 // Those that this system's simulator serves.
 std::vector<Medium> Media();
 
@@ -58,6 +60,14 @@ class FarSide {
   virtual void LoseHandles() = 0;
   virtual void FailRequests(const std::string& kind, const std::vector<uint32_t>& errors) = 0;
   virtual std::vector<std::string> LayoutFaults() const = 0;
+};
+
+// A device at an address or file of its own, installed under a name.
+struct Place {
+  Place(Sandbox& sandbox, Medium on, sim::DeviceConfig config = {});
+  Medium medium;
+  std::unique_ptr<FarSide> device;
+  std::string name;
 };
 
 }  // namespace scantk::test

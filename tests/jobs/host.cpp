@@ -84,7 +84,11 @@ void Host::ScanPerfectly(const char* when, const std::string& paper) {
 }
 
 void Host::After(const char* method, const Outcome& outcome) {
-  if (!IsLegal(method, outcome) && !Excused(method, outcome))
+  const bool excused = excuse == Excuse::kSystemFails ? FAILED(outcome.result)
+                       : excuse == Excuse::kDeviceLies
+                           ? outcome == kInvalidParameter && method == std::string("ReadScanEx")
+                           : false;
+  if (!IsLegal(method, outcome) && !excused)
     Fail(std::string(method) + " answered " + Text(outcome));
 }
 

@@ -2,6 +2,7 @@
 #ifndef SCANTK_TESTS_JOBS_HOST_H_
 #define SCANTK_TESTS_JOBS_HOST_H_
 
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,13 @@
 #include "tests/jobs/picture.h"
 
 namespace scantk::test {
+
+// What may be the reason for answers that are not legal otherwise.
+enum class Excuse {
+  kNone,
+  kDeviceLies,   // it may have granted a page and then made another
+  kSystemFails,  // memory or a call: any method may fail
+};
 
 class Host {
  public:
@@ -54,12 +62,15 @@ class Host {
   Outcome last = kOk;  // of the last call
   ScannedPage page;
   std::vector<std::string> problems;
+  Excuse excuse = Excuse::kNone;
+  std::function<void()> before_call;
 
  protected:
   // Around every call of the toolkit.
-  virtual void Before(const char*) {}
+  virtual void Before(const char*) {
+    if (before_call) before_call();
+  }
   virtual void After(const char* method, const Outcome& outcome);
-  virtual bool Excused(const char*, const Outcome&) const { return false; }
   // Behind every read.
   virtual void Progress() {}
 

@@ -24,10 +24,6 @@ constexpr Outcome kNoHold = {S_OK, TERR_SCANNER_NOT_LOCKED};
 class ProcessesTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    sim::DeviceConfig config;
-    config.address = FreshAddress();
-    device = FarSide::Start(Medium::kNetwork, config, sandbox.Folder());
-    name = sandbox.AddNetworkDevice(config.address);
     host.emplace(name, T_IO_NETWORK);
     ASSERT_TRUE(host->Open());
   }
@@ -51,8 +47,9 @@ class ProcessesTest : public ::testing::Test {
     return other;
   }
   Sandbox sandbox;
-  std::unique_ptr<FarSide> device;
-  std::string name;
+  const Place place{sandbox, Medium::kNetwork};
+  const std::unique_ptr<FarSide>& device = place.device;
+  const std::string& name = place.name;
   std::optional<Host> host;
 };
 

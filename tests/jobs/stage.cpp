@@ -57,16 +57,11 @@ FarSide& Stage::Device() {
 
 Host& Stage::HostNamed(const std::string& name) {
   Device();
-  return hosts.try_emplace(name, device_name, IoType()).first->second;
-}
-
-uint32_t Stage::IoType() const {
-  return medium == Medium::kNetwork ? T_IO_NETWORK : medium == Medium::kUsb ? T_IO_USB : T_IO_DOT4;
+  return hosts.try_emplace(name, device_name, IoType(medium)).first->second;
 }
 
 void Stage::StartDevice(const Words& words) {
   sim::DeviceConfig config;
-  config.address = FreshAddress();
   for (const std::string& word : words) {
     const size_t equals = word.find('=');
     if (equals == std::string::npos)
@@ -74,9 +69,9 @@ void Stage::StartDevice(const Words& words) {
     else
       Configure(word.substr(0, equals), word.substr(equals + 1), &config);
   }
-  device = FarSide::Start(medium, config, sandbox.Folder());
-  device_name = medium == Medium::kNetwork ? sandbox.AddNetworkDevice(config.address)
-                                           : sandbox.AddAttachedDevice(device->Path(), IoType());
+  Place place(sandbox, medium, config);
+  device = std::move(place.device);
+  device_name = std::move(place.name);
   Forget();
 }
 
@@ -112,7 +107,7 @@ void TakeCall(Stage& stage, const std::string& host_name, const std::string& met
   if (method != "SetGammaTable") stage.bytes.assign(1 << 20, kFill);
   call.bytes = stage.bytes.data();
   if (method == "OpenScannerSession" && words.empty())
-    call.words = {stage.device_name, std::to_string(stage.IoType())};
+    call.words = {stage.device_name, std::to_string(IoType(stage.medium))};
   CallMethod(host.toolkit, method, &call);
   // Also that of a refused open, which must be nobody's.
   if (method == "OpenScannerSession") host.session = static_cast<uint32_t>(Number(call.value));

@@ -31,7 +31,6 @@ struct Stage {
   Host& HostNamed(const std::string& name);
   void StartDevice(const Words& words);
   void Forget();
-  uint32_t IoType() const;
 
   const Medium medium;
   Sandbox sandbox;

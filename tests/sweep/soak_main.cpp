@@ -27,77 +27,33 @@ namespace {
 using namespace scantk;
 using namespace scantk::test;
 
-struct DeviceFault {
-  const char* name;
-  bool own_bytes;  // the device lies of its geometry, or changes bytes that no check sum guards
-  bool own_length = false;  // it says that its page is over, or has another length
-  int64_t most = 0;         // values are drawn up to here; 0: the fault's own
-};
 // The simulator's faults but those that outlast a second: the sweep has these, on virtual time.
-constexpr DeviceFault kFaults[] = {
-    {"busy", false},
-    {"refuse", false},
-    {"odd-greeting", false},
-    {"null", true},
-    {"answer", true, true, 3000},
-    {"wrong-echo", true},
-    {"wrong-letter", true},
-    {"wrong-terminator", true},
-    {"garbage", true},
-    {"endless-number", true},
-    {"endless-string", true},
-    {"drop", false, false, 3000},
-    {"reset", false, false, 3000},
-    {"stall", false, false, 300},
-    {"error", false, true, 1030},
-    {"reserved", false},
-    {"empty", false},
-    {"jam", false, true},
-    {"cancel", false, true},
-    {"short-page", false, true, 60},
-    {"long-page", false, true, 60},
-    {"row-count", false, true, 300},
-    {"truncate", false, false, 3000},
-    {"record-offset", true, true, 300},
-    {"record-type", true, true},
-    {"corrupt", true, true, 3000},
-};
+// Each number is a die's.
+const std::vector<const char*> kFaults[] = {
+    {"busy@connection:1", "refuse@connection:1", "odd-greeting@connection:1", "drop@block:4=3000",
+     "reset@block:4=3000", "stall@block:4=300", "truncate@block:4=3000", "reserved@command:60",
+     "reserved@answer:60", "empty"},
+    // It says that its page is over, or has another length.
+    {"error@command:60=1030", "error@answer:60=1030", "jam", "cancel@block:4", "short-page=60",
+     "long-page=60", "row-count=300"},
+    // And lies of its geometry, or changes bytes that no check sum guards.
+    {"null@answer:60", "answer@answer:60=3000", "wrong-echo@answer:60", "wrong-letter@answer:60",
+     "wrong-terminator@answer:60", "garbage@answer:60", "endless-number@answer:60",
+     "endless-string@answer:60", "record-offset@block:4=300", "record-type@block:4",
+     "corrupt@block:4=3000"}};
 
-struct Place {
-  Medium medium;
-  uint32_t io_type;
-  std::unique_ptr<FarSide> device;
-  std::string name;
-};
-
-Place NewPlace(Sandbox& sandbox, Medium medium, sim::DeviceConfig config) {
-  config.address = FreshAddress();
+Place NewPlace(Sandbox& sandbox, Medium medium, sim::DeviceConfig config = {}) {
   config.paper = "pattern";
   config.keep_log = false;
   config.max_connections = 8;
-  auto device = FarSide::Start(medium, config, sandbox.Folder());
-  if (medium == Medium::kNetwork)
-    return {medium, T_IO_NETWORK, std::move(device), sandbox.AddNetworkDevice(config.address)};
-  const uint32_t type = medium == Medium::kUsb ? T_IO_USB : T_IO_DOT4;
-  std::string name = sandbox.AddAttachedDevice(device->Path(), type);
-  return {medium, type, std::move(device), std::move(name)};
+  return Place(sandbox, medium, config);
 }
 
-// What a host may see of a device that lies.
-class SoakedHost : public Host {
- public:
-  explicit SoakedHost(const Place& place) : Host(place.name, place.io_type) {}
-  bool lied_to = false;
-  std::function<void()> before_call;
-
- protected:
-  void Before(const char*) override {
-    if (before_call) before_call();
-  }
-  bool Excused(const char*, const Outcome& outcome) const override {
-    return lied_to && outcome == kInvalidParameter;
-  }
-};
+std::vector<Place> PlacesOfAllMedia(Sandbox& sandbox) {
+  std::vector<Place> places;
+  for (const Medium medium : Media()) places.push_back(NewPlace(sandbox, medium));
+  return places;
+}
 
 class Dice {
  public:
@@ -111,27 +67,22 @@ class Dice {
   std::mt19937_64 engine_;
 };
 
-std::string RollFault(Dice& dice, const DeviceFault& fault) {
-  static const char* const kMoments[] = {"command", "answer", "page", "block"};
-  std::string text = fault.name;
-  const std::string moment = kMoments[dice.Roll(0, 3)];
-  // A moment that the fault never has would strike nobody.
-  const bool in_page = fault.own_length || strstr("truncate drop reset stall", fault.name);
-  if (strstr("busy refuse odd-greeting", fault.name))
-    text += "@connection:1";
-  else if (in_page && !strstr("answer error", fault.name))
-    text += "@block:" + std::to_string(dice.Roll(1, 4));
-  else
-    text += (moment == "answer" || strstr("error reserved", fault.name) == nullptr ? "@answer:"
-                                                                                   : "@command:") +
-            std::to_string(dice.Roll(1, 60));
-  if (fault.most) text += "=" + std::to_string(dice.Roll(0, fault.most));
+std::string RollFault(Dice& dice, std::string text) {
+  for (size_t at = 0; (at = text.find_first_of("0123456789", at)) != std::string::npos;) {
+    size_t digits = 0;
+    const int64_t most = std::stoll(text.substr(at), &digits);
+    const std::string rolled = std::to_string(dice.Roll(text[at - 1] == '=' ? 0 : 1, most));
+    text.replace(at, digits, rolled);
+    at += rolled.size();
+  }
   return text + "*1";
 }
 
 // What a job of the random ones asks for, and where it leaves.
 struct RandomJob {
-  RandomJob(Dice& dice, sim::DeviceConfig* config) : fault(Pick(dice, kFaults)) {
+  RandomJob(Dice& dice, sim::DeviceConfig* config) {
+    const auto& faults = kFaults[lies = dice.Roll(0, 2)];
+    fault = RollFault(dice, faults[static_cast<size_t>(dice.Roll(1, std::ssize(faults)) - 1)]);
     config->sheets = static_cast<int>(dice.Roll(0, 2));
     config->delivery.block_bytes = static_cast<size_t>(dice.Roll(1, 60)) * 1000;
     const auto roll = [&](int64_t least, int64_t most) {
@@ -142,7 +93,6 @@ struct RandomJob {
                            {roll(30, 600), roll(30, 400), roll(0, 300), roll(0, 300)});
     feeder = config->sheets > 0 && dice.Coin();
     if (feeder) asked.wScanMethod = T_METHOD_ADF;
-    fault_text = RollFault(dice, fault);
     jpeg = dice.Coin();
     learns = dice.Coin();
     lines = roll(1, 99);
@@ -155,8 +105,8 @@ struct RandomJob {
     return choices[dice.Roll(0, N - 1)];
   }
 
-  DeviceFault fault;
-  std::string fault_text;
+  int64_t lies;  // of which of kFaults the fault is
+  std::string fault;
   SCANNER_PARAMETERS asked = {};
   bool jpeg, feeder, learns;
   uint32_t lines;
@@ -166,12 +116,12 @@ struct RandomJob {
 };
 
 // What came of the page, against the paper: all of it when it is told to be whole.
-void CheckPage(const RandomJob& job, bool whole, SoakedHost* host) {
-  if (job.jpeg || job.fault.own_bytes) return;
+void CheckPage(const RandomJob& job, bool whole, Host* host) {
+  if (job.jpeg || job.lies == 2) return;
   std::vector<uint8_t>& bytes = host->page.bytes;
   std::vector<uint8_t> paper = PaperAsked(host->page, "pattern", {job.feeder ? 1 : 0, false});
-  if (!job.fault.own_length && bytes.size() > paper.size()) host->Fail("more than the page");
-  if (!job.fault.own_length && whole && bytes.size() < paper.size())
+  if (job.lies == 0 && bytes.size() > paper.size()) host->Fail("more than the page");
+  if (job.lies == 0 && whole && bytes.size() < paper.size())
     host->Fail("a page that is told to be whole is not");
   bytes.resize(std::min(bytes.size(), paper.size()));
   paper.resize(bytes.size());
@@ -180,7 +130,7 @@ void CheckPage(const RandomJob& job, bool whole, SoakedHost* host) {
   if (!difference.empty()) host->Fail("bytes that are not the page's: " + difference);
 }
 
-void Do(const RandomJob& job, SoakedHost* host) {
+void Do(const RandomJob& job, Host* host) {
   if (!host->Open()) return;
   if (host->Lock()) {
     if (job.learns) host->Learn();
@@ -206,17 +156,17 @@ std::vector<std::string> RunRandomJob(uint64_t seed, int64_t number, std::string
   const std::vector<Medium> media = Media();
   const Place place = NewPlace(sandbox, media[static_cast<size_t>(number) % media.size()], config);
   FarSide& device = *place.device;
-  device.AddFault(job.fault_text);
-  *what = std::string(Name(place.medium)) + ", " + job.fault_text + (job.jpeg ? ", JPEG" : "") +
+  device.AddFault(job.fault);
+  *what = std::string(Name(place.medium)) + ", " + job.fault + (job.jpeg ? ", JPEG" : "") +
           (job.feeder ? ", feeder" : "");
-  SoakedHost host(place);
-  host.lied_to = job.fault.own_bytes;
+  Host host(place.name, IoType(place.medium));
+  if (job.lies == 2) host.excuse = Excuse::kDeviceLies;
   host.before_call = [&] {
     if (--job.gone_before == 0) device.Unplug(), device.Plug(), *what += ", off and on";
   };
   Do(job, &host);
   host.before_call = {};
-  host.lied_to = false;
+  host.excuse = Excuse::kNone;
   device.ReserveElsewhere(false);
   for (int wait = 0; device.Locked() && wait < 1000; ++wait) TheClock().Sleep(10);
   if (device.Locked()) host.Fail("the device stayed locked");
@@ -240,11 +190,10 @@ std::vector<std::string> RunRandomJob(uint64_t seed, int64_t number, std::string
 int RunThreads(int64_t rounds) {
   Sandbox sandbox;
   const Toolkit loaded;  // here: the thread sanitizer does not see the loader's own lock
-  std::vector<Place> places;
-  for (const Medium medium : Media()) places.push_back(NewPlace(sandbox, medium, {}));
+  const std::vector<Place> places = PlacesOfAllMedia(sandbox);
   std::atomic<int> wrong{0};
   const auto work = [&](const Place& place, bool shared) {
-    SoakedHost host(place);
+    Host host(place.name, IoType(place.medium));
     for (int64_t round = 0; round < rounds && host.problems.empty() && host.Open(); ++round) {
       uint8_t on = 0;
       if (!host.Lock(shared ? T_LOCK_PROCESS : T_LOCK_THREAD, 60000))
@@ -274,19 +223,18 @@ int RunThreads(int64_t rounds) {
 // Hosts that die at any step of their work, each followed at once by one that must do its own.
 int RunKills(int64_t kills, uint64_t seed) {
   Sandbox sandbox;
-  std::vector<Place> places;
-  for (const Medium medium : Media()) places.push_back(NewPlace(sandbox, medium, {}));
+  const std::vector<Place> places = PlacesOfAllMedia(sandbox);
   int wrong = 0;
   for (int64_t number = 0; number < kills; ++number) {
     Dice dice(seed, number);
     const Place& place = places[static_cast<size_t>(number) % places.size()];
     std::string error, step;
     auto victim = scanhost::ChildProcess::Start(
-        SCANTK_HELPER, {"work", place.name, std::to_string(place.io_type)}, &error);
+        SCANTK_HELPER, {"work", place.name, std::to_string(IoType(place.medium))}, &error);
     for (int64_t steps = dice.Roll(1, 40); victim && steps > 0; --steps)
       if (!victim->ReadLine(30000, &step)) step = "(nothing)";
     victim.reset();
-    SoakedHost host(place);
+    Host host(place.name, IoType(place.medium));
     if (!host.Open() || !host.Lock(T_LOCK_PROCESS, 1000)) host.Fail("no lock within a second");
     // A terminal does not tell its far side that a host took over: nobody has it open for a while.
     if (place.medium == Medium::kUsb) {

@@ -4,9 +4,9 @@
 // must be perfect.
 //
 //   scantk-sweep [--sample N]         N places of each job and fault (20), spread evenly
-//   scantk-sweep --all                every place
+//   scantk-sweep --sample 0           every place
 //   scantk-sweep --medium M --job J --fault F [--at N]
-//   --traced                          with every line of the trace written
+//   --traced 1                        with every line of the trace written
 //
 // A fault is a name of kFaults; its place a byte, a connection, a call of the line or of the
 // system's files, or an allocation, the first being 0.
@@ -16,7 +16,7 @@
 #include <memory>
 
 #include "simulator/scanner_core.h"
-#include "tests/sweep/failing_calls.h"
+#include "tests/sweep/failing_system.h"
 #include "tests/sweep/virtual_network.h"
 #include "tests/sweep/watched_host.h"
 
@@ -42,35 +42,29 @@ struct Places : LineCounts {
 struct FaultName {
   const char* name;
   int64_t Places::*places;
-  LineFault line;
   bool true_bytes = true;  // the bytes that are delivered are the page's
 
-  bool OfSystem() const { return line == LineFault::kNone; }
+  bool OfSystem() const {
+    return places == &Places::allocations || places == &Places::system_calls;
+  }
 };
 constexpr FaultName kFaults[] = {
-    {"drop", &Places::to_host, LineFault::kDrop, false},
-    {"corrupt", &Places::to_host, LineFault::kCorrupt, false},
-    {"stall", &Places::to_host, LineFault::kStall},
-    {"silence", &Places::to_host, LineFault::kSilence},
-    {"close", &Places::to_host, LineFault::kClose},
-    {"reset", &Places::to_host, LineFault::kReset},
-    {"split", &Places::to_host, LineFault::kSplit},
-    {"sent-drop", &Places::to_device, LineFault::kSentDrop, false},
-    {"sent-corrupt", &Places::to_device, LineFault::kSentCorrupt, false},
-    {"sent-short", &Places::to_device, LineFault::kSentShort, false},
-    {"sent-reset", &Places::to_device, LineFault::kSentReset},
-    {"refuse", &Places::connections, LineFault::kRefuse},
-    {"unreachable", &Places::connections, LineFault::kUnreachable},
-    {"call", &Places::calls, LineFault::kCall},
-    {"memory", &Places::allocations, LineFault::kNone},
-    {"file", &Places::system_calls, LineFault::kNone},
-};
-
-struct Options {
-  std::string medium, job, fault;
-  int64_t at = -1;
-  int64_t sample = 20;  // 0: all
-  bool traced = false;
+    {"drop", &Places::to_host, false},
+    {"corrupt", &Places::to_host, false},
+    {"stall", &Places::to_host},
+    {"silence", &Places::to_host},
+    {"close", &Places::to_host},
+    {"reset", &Places::to_host},
+    {"split", &Places::to_host},
+    {"sent-drop", &Places::to_device, false},
+    {"sent-corrupt", &Places::to_device, false},
+    {"sent-short", &Places::to_device, false},
+    {"sent-reset", &Places::to_device},
+    {"refuse", &Places::connections},
+    {"unreachable", &Places::connections},
+    {"call", &Places::calls},
+    {"memory", &Places::allocations},
+    {"file", &Places::system_calls},
 };
 
 // One run of a job: its host's end, and what its places were.
@@ -85,8 +79,8 @@ struct Run {
 
 class Sweep {
  public:
-  explicit Sweep(Options options) : options_(std::move(options)) {
-    if (options_.traced) sandbox_.SwitchTraceOn();
+  explicit Sweep(std::map<std::string, std::string> options) : options_(std::move(options)) {
+    if (traced_) sandbox_.SwitchTraceOn();
     config_.paper = "pattern";
     config_.keep_log = false;
     config_.delivery.block_bytes = 512;
@@ -96,7 +90,7 @@ class Sweep {
   // The number of jobs that went wrong.
   int Go() {
     for (const auto& [name, io_type] : kMedia) {
-      if (!options_.medium.empty() && options_.medium != name) continue;
+      if (!Chosen("--medium", name)) continue;
       medium_ = name;
       io_type_ = io_type;
       device_name_ = io_type == T_IO_NETWORK ? sandbox_.AddNetworkDevice("127.0.0.1")
@@ -108,14 +102,19 @@ class Sweep {
   }
 
  private:
+  bool Chosen(const char* option, const char* name) const {
+    const std::string& chosen = options_.at(option);
+    return chosen.empty() || chosen == name;
+  }
+
   void SweepMedium() {
     longest_.clear();
     clean_ = Learn(kJobs[0]);
     for (const SweepJob& job : kJobs) {
-      if (!options_.job.empty() && options_.job != job.name) continue;
+      if (!Chosen("--job", job.name)) continue;
       reference_ = Learn(job);
       for (const FaultName& fault : kFaults)
-        if (options_.fault.empty() || options_.fault == fault.name) SweepPlaces(job, fault);
+        if (Chosen("--fault", fault.name)) SweepPlaces(job, fault);
     }
     for (const auto& [method, ms] : longest_)
       if (ms > 0)
@@ -127,23 +126,23 @@ class Sweep {
   std::unique_ptr<sim::ScannerCore> NewDevice(const SweepJob& job) {
     config_.sheets = job.sheets;
     return std::make_unique<sim::ScannerCore>(config_, nullptr,
-                                              [this] { return clock_.Milliseconds(); });
+                                              [this] { return line_.Milliseconds(); });
   }
 
   // A file that has changed is read and taken apart anew.
   void ForgetRegistry() {
     sandbox_.SetDeviceText(device_name_, "DriverVersion", std::to_string(++registry_changes_));
-    if (options_.traced) sandbox_.ClearTrace();
+    if (traced_) sandbox_.ClearTrace();
   }
 
   Run Play(const SweepJob& job, sim::Responder* device, Excuse excuse = Excuse::kNone,
            const FaultName* fault = nullptr, int64_t at = 0) {
-    line_.Begin(device, fault ? fault->line : LineFault::kNone, at);
-    CountAllocations(fault && fault->places == &Places::allocations ? at : -1);
-    CountSystemCalls(fault && fault->places == &Places::system_calls ? at : -1);
+    line_.Begin(device, fault ? fault->name : "", at);
+    failing_allocations.Begin(fault && fault->places == &Places::allocations ? at : -1);
+    failing_file_calls.Begin(fault && fault->places == &Places::system_calls ? at : -1);
     Run run;
     try {
-      WatchedHost host(device_name_, io_type_, &clock_, excuse);
+      WatchedHost host(device_name_, io_type_, excuse);
       host.Run(job);
       run = {host.finished, std::move(host.problems),         std::move(host.pages),
              host.progress, host.page.granted.dwBytesPerLine, {}};
@@ -152,9 +151,9 @@ class Sweep {
     } catch (const std::bad_alloc&) {
       if (excuse != Excuse::kSystemFails) run.problems.push_back("no object");
     }
-    run.places = {line_.Counts(), CountedAllocations(), CountedSystemCalls()};
-    CountAllocations();
-    CountSystemCalls();
+    run.places = {line_.Counts(), failing_allocations.Count(), failing_file_calls.Count()};
+    failing_allocations.Begin();
+    failing_file_calls.Begin();
     return run;
   }
 
@@ -176,14 +175,14 @@ class Sweep {
 
   void SweepPlaces(const SweepJob& job, const FaultName& fault) {
     // A transfer of a cable has no border that the transport could see.
-    if (fault.line == LineFault::kSplit && io_type_ == T_IO_USB) return;
+    if (std::string_view(fault.name) == "split" && io_type_ == T_IO_USB) return;
     const int64_t places = reference_.places.*fault.places, before = jobs_;
-    const int64_t step = options_.sample > 0 ? std::max<int64_t>(1, places / options_.sample) : 1;
+    const int64_t step = sample_ > 0 ? std::max<int64_t>(1, places / sample_) : 1;
     const int wrong_before = wrong_;
     // Not always the same byte of a block: the places of a sample drift.
-    for (int64_t i = 0; i * step < places && options_.at < 0; ++i)
+    for (int64_t i = 0; i * step < places && at_ < 0; ++i)
       Strike(job, fault, std::min(places - 1, i * step + (step > 1 ? i % step : 0)));
-    if (options_.at >= 0) Strike(job, fault, options_.at);
+    if (at_ >= 0) Strike(job, fault, at_);
     std::printf("%-8s %-7s %-13s %6lld jobs of %lld, %d wrong\n", medium_, job.name, fault.name,
                 static_cast<long long>(jobs_ - before), static_cast<long long>(places),
                 wrong_ - wrong_before);
@@ -208,7 +207,7 @@ class Sweep {
     expect(line_.open_ends == 0, "a socket or file stayed open");
     expect(line_.open_transfers == 0, "a transfer stayed posted");
     expect(device->lock_holder == 0, "the device stayed locked");
-    expect(fault.line != LineFault::kSplit || faulty.finished, "it did not finish");
+    expect(std::string_view(fault.name) != "split" || faulty.finished, "it did not finish");
 
     device->TakePaperOut();
     const Run next = Play(kJobs[0], device.get());
@@ -247,10 +246,15 @@ class Sweep {
     return true;
   }
 
-  const Options options_;
+  const std::map<std::string, std::string> options_;
+  const bool traced_ = options_.at("--traced") == "1";
+  const int64_t at_ = std::stoll(options_.at("--at"));
+  // 0: all, as is usual for one fault.
+  const int64_t sample_ = !options_.at("--sample").empty() ? std::stoll(options_.at("--sample"))
+                          : options_.at("--fault").empty() ? 20
+                                                           : 0;
   Sandbox sandbox_;
-  VirtualClock clock_;
-  VirtualNetwork line_{&clock_};
+  VirtualNetwork line_;
   const char* medium_ = "";
   uint32_t io_type_ = 0;
   std::string device_name_;
@@ -264,23 +268,16 @@ class Sweep {
 }  // namespace
 
 int main(int argc, char** argv) {
-  Options options;
-  for (int i = 1; i < argc; ++i) {
-    const std::string word = argv[i];
-    if (word == "--all") {
-      options.sample = 0;
-    } else if (word == "--traced") {
-      options.traced = true;
-    } else if (++i == argc) {
-      std::fprintf(stderr, "scantk-sweep: what is %s?\n", word.c_str());
+  std::map<std::string, std::string> options = {{"--medium", ""}, {"--job", ""},
+                                                {"--fault", ""},  {"--at", "-1"},
+                                                {"--sample", ""}, {"--traced", "0"}};
+  for (int i = 1; i < argc; i += 2) {
+    const auto option = options.find(argv[i]);
+    if (option == options.end() || i + 1 == argc) {
+      std::fprintf(stderr, "scantk-sweep: what is %s?\n", argv[i]);
       return 2;
     }
-    const char* value = i < argc ? argv[i] : "";
-    if (word == "--medium") options.medium = value;
-    if (word == "--job") options.job = value;
-    if (word == "--fault") options.fault = value, options.sample = 0;
-    if (word == "--at") options.at = std::atoll(value);
-    if (word == "--sample") options.sample = std::atoll(value);
+    option->second = argv[i + 1];
   }
   // The registry is rewritten and synchronised often; in memory that takes no time.
   setenv("TMPDIR", "/dev/shm", 1);

@@ -9,7 +9,7 @@
 #include "platform/error_codes.h"
 #include "platform/system.h"
 #include "simulator/dot4_records.h"
-#include "tests/sweep/failing_memory.h"
+#include "tests/sweep/failing_system.h"
 #include "tests/sweep/virtual_line.h"
 
 namespace scantk {
@@ -109,7 +109,6 @@ bool DeviceFile::Open(const char* name) {
 }
 
 void DeviceFile::Close() {
-  const TestAtWork safe;
   state_.reset();
 }
 
@@ -127,7 +126,6 @@ uintptr_t DeviceFile::Number() const {
 }
 
 bool DeviceFile::Read(void* data, uint32_t size, uint32_t* count, Overlapped* record) {
-  const TestAtWork safe;
   *count = 0;
   if (VirtualLine::Current().CallFails()) return Fail(error::kGenFailure);
   Overlapped::State& read = *record->state = {false, static_cast<uint8_t*>(data), size, 0, 0};
@@ -138,7 +136,6 @@ bool DeviceFile::Read(void* data, uint32_t size, uint32_t* count, Overlapped* re
 }
 
 bool DeviceFile::Write(const void* data, uint32_t size, uint32_t* count, Overlapped* record) {
-  const TestAtWork safe;
   *count = 0;
   *record->state = {};
   if (VirtualLine::Current().CallFails()) return Fail(error::kGenFailure);
@@ -173,12 +170,10 @@ bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overl
 }
 
 bool DeviceFile::Flush() {
-  const TestAtWork safe;
   return !VirtualLine::Current().CallFails() || Fail(error::kGenFailure);
 }
 
 WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
-  const TestAtWork safe;
   if (VirtualLine::Current().CallFails()) {
     Fail(error::kGenFailure);
     return WaitResult::kFailed;
@@ -190,7 +185,6 @@ WaitResult DeviceFile::Wait(Overlapped* record, uint32_t milliseconds) {
 }
 
 bool DeviceFile::Result(Overlapped* record, uint32_t* count, bool) {
-  const TestAtWork safe;
   *count = 0;
   if (VirtualLine::Current().CallFails()) return Fail(error::kGenFailure);
   if (record->state->pending) return Fail(error::kIoIncomplete);

@@ -1,38 +1,17 @@
-// A line between the toolkit and a simulated device inside the process, whatever carries it: waits
-// take no time but that of a virtual clock, and one thing goes wrong at a place that is set
+// A line between the toolkit and a simulated device inside the process, whatever carries it, with a
+// clock that moves only when somebody waits. One thing goes wrong at a place that is set
 // beforehand.
 #ifndef SCANTK_TESTS_SWEEP_VIRTUAL_LINE_H_
 #define SCANTK_TESTS_SWEEP_VIRTUAL_LINE_H_
 
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
+#include "platform/clock.h"
 #include "simulator/responder.h"
-#include "tests/sweep/virtual_clock.h"
 
 namespace scantk::test {
-
-enum class LineFault {
-  kNone,
-  // At a byte on its way to the host, counted over all connections:
-  kDrop,     // it is lost
-  kCorrupt,  // it is inverted
-  kStall,    // it and what follows come ten seconds later
-  kSilence,  // it and what follows on this connection never come
-  kClose,    // the device has closed the connection before it
-  kReset,    // and reset it
-  kSplit,    // what came before it comes by itself
-  // At a byte on its way to the device:
-  kSentDrop,
-  kSentCorrupt,
-  kSentShort,  // the send ends before it
-  kSentReset,  // the connection is reset before it
-  // At a connection:
-  kRefuse,
-  kUnreachable,  // nobody answers
-  // At a call of the system:
-  kCall,  // it fails
-};
 
 // What went over the line since Begin.
 struct LineCounts {
@@ -41,17 +20,34 @@ struct LineCounts {
   int64_t calls = 0;
 };
 
-// One thread.
-class VirtualLine {
+// The process's clock while it lives. One thread.
+class VirtualLine : public Clock {
  public:
-  explicit VirtualLine(VirtualClock* clock);
-  ~VirtualLine();
+  VirtualLine();
+  ~VirtualLine() override;
   // The one that lives.
   static VirtualLine& Current();
 
+  int64_t Milliseconds() const { return now_; }
+  uint32_t TickCount() override { return static_cast<uint32_t>(now_); }
+  int64_t SecondsSince1970() override { return 1'000'000'000 + now_ / 1000; }
+  LocalTime Now() override { return {2001, 9, 9, 1, 46, 40, static_cast<int>(now_ % 1000)}; }
+  void Sleep(uint32_t milliseconds) override { now_ += milliseconds; }
+
   // From now on `device` answers, and `fault` strikes at the place `at`, the first being 0. No
-  // connection is open.
-  void Begin(sim::Responder* device, LineFault fault = LineFault::kNone, int64_t at = 0);
+  // connection is open. Faults are
+  //   at a byte on its way to the host, counted over all connections:
+  //     drop: it is lost; corrupt: it is inverted; stall: it and what follows come ten seconds
+  //     later; silence: it and what follows on this connection never come; close, reset: the device
+  //     has ended the connection before it; split: what came before it comes by itself
+  //   at a byte on its way to the device:
+  //     sent-drop; sent-corrupt; sent-short: the send ends before it; sent-reset: the connection is
+  //     reset before it
+  //   at a connection that is asked for:
+  //     refuse; unreachable: nobody answers
+  //   at a call of the system:
+  //     call: it fails
+  void Begin(sim::Responder* device, std::string_view fault = "", int64_t at = 0);
   const LineCounts& Counts() const { return counts_; }
   // A wait without end on a device that will never speak: it was given up.
   bool Hung() const { return hung_; }
@@ -65,11 +61,11 @@ class VirtualLine {
   friend class VirtualConnection;
 
   // The place of the fault, when it is of this kind and lies in [begin, end).
-  std::optional<int64_t> Strikes(LineFault kind, int64_t begin, int64_t end) const;
+  std::optional<int64_t> Strikes(std::string_view kind, int64_t begin, int64_t end) const;
 
-  VirtualClock* const clock_;
+  int64_t now_ = 1000;
   sim::Responder* device_ = nullptr;
-  LineFault fault_ = LineFault::kNone;
+  std::string_view fault_;
   int64_t at_ = 0;
   LineCounts counts_;
   int64_t next_id_ = 0;
@@ -85,10 +81,9 @@ class VirtualConnection {
   VirtualConnection() : line_(VirtualLine::Current()) { ++line_.open_ends; }
   ~VirtualConnection();
 
-  // Asks for a connection; it is made by Greet, which lets the device greet its host, or by Meet.
+  // Asks for a connection; Meet makes it, and lets the device greet its host.
   void Ask();
-  void Greet();
-  void Meet();
+  void Meet(bool greeted = false);
   State state() const { return state_; }
 
   // As many bytes as the line takes; false: the connection is over.

@@ -1,7 +1,7 @@
 #include "tests/sweep/virtual_network.h"
 
 #include "platform/error_codes.h"
-#include "tests/sweep/failing_memory.h"
+#include "tests/sweep/failing_system.h"
 
 namespace scantk::test {
 namespace {
@@ -15,40 +15,32 @@ constexpr uint32_t kSomeAddress = 0x0100007F;
 class VirtualSocket final : public StreamSocket {
  public:
   explicit VirtualSocket(VirtualNetwork* network) : network_(*network) {}
-  ~VirtualSocket() override {
-    const TestAtWork safe;
-    EndPosted();
-    connection_.reset();
-  }
+  ~VirtualSocket() override { EndPosted(); }
 
   uintptr_t Handle() const override { return 7; }
 
   uint32_t Connect(const SocketAddress&) override {
-    const TestAtWork safe;
     if (const uint32_t failure = network_.Call(error::kSocketNetUnreachable)) return failure;
-    connection_->Ask();
+    connection_.Ask();
     return network_.last_error_ = error::kSocketWouldBlock;
   }
 
   int WaitWritable(uint32_t milliseconds) override {
-    const TestAtWork safe;
     if (network_.Call(error::kNotEnoughMemory)) return -1;
-    if (connection_->state() == State::kRefused) return 0;
-    if (connection_->state() == State::kUnreachable) {
+    if (connection_.state() == State::kRefused) return 0;
+    if (connection_.state() == State::kUnreachable) {
       TheClock().Sleep(milliseconds);
       return 0;
     }
-    if (connection_->state() == State::kNew) connection_->Greet();
+    if (connection_.state() == State::kNew) connection_.Meet(true);
     return 1;
   }
   int WaitException(uint32_t) override {
-    const TestAtWork safe;
-    return network_.Call(error::kNotEnoughMemory) ? -1 : connection_->state() == State::kRefused;
+    return network_.Call(error::kNotEnoughMemory) ? -1 : connection_.state() == State::kRefused;
   }
   int PendingError(uint32_t* pending) override {
-    const TestAtWork safe;
     if (network_.Call(error::kNotEnoughMemory)) return -1;
-    *pending = connection_->state() == State::kRefused ? error::kSocketRefused : 0;
+    *pending = connection_.state() == State::kRefused ? error::kSocketRefused : 0;
     return 0;
   }
 
@@ -56,34 +48,27 @@ class VirtualSocket final : public StreamSocket {
   uint32_t SetReceiveTimeout(uint32_t) override { return Option(); }
   uint32_t SetSendTimeout(uint32_t) override { return Option(); }
 
-  bool BeginTransfer() override {
-    const TestAtWork safe;
-    return network_.Call(error::kNotEnoughMemory) == 0;
-  }
+  bool BeginTransfer() override { return network_.Call(error::kNotEnoughMemory) == 0; }
   uint32_t PostReceive(void* data, uint32_t size) override {
-    const TestAtWork safe;
     if (const uint32_t failure = network_.Call(error::kSocketConnectionReset)) return failure;
     Post(static_cast<uint8_t*>(data), size);
     Receive(0);
     return done_ ? 0 : network_.last_error_ = error::kIoPending;
   }
   uint32_t PostSend(const void* data, uint32_t size) override {
-    const TestAtWork safe;
     if (const uint32_t failure = network_.Call(error::kSocketConnectionReset)) return failure;
     Post(nullptr, 0);
     done_ = true;
-    if (!connection_->Send(static_cast<const uint8_t*>(data), size, &moved_))
+    if (!connection_.Send(static_cast<const uint8_t*>(data), size, &moved_))
       error_ = error::kSocketConnectionReset, moved_ = 0;
     return 0;
   }
   WaitResult WaitTransfer(uint32_t milliseconds) override {
-    const TestAtWork safe;
     if (network_.Call(error::kNotEnoughMemory)) return WaitResult::kFailed;
     if (!done_) Receive(milliseconds);
     return done_ ? WaitResult::kSignalled : WaitResult::kTimeout;
   }
   uint32_t TransferResult(uint32_t* bytes) override {
-    const TestAtWork safe;
     *bytes = moved_;
     if (const uint32_t failure = network_.Call(error::kSocketConnectionReset)) return failure;
     return error_ == 0 ? 0 : network_.last_error_ = error_;
@@ -93,19 +78,13 @@ class VirtualSocket final : public StreamSocket {
     *late_bytes = done_ ? moved_ : 0;
     EndPosted();
   }
-  void FinishSending(uint32_t milliseconds) override {
-    const TestAtWork safe;
-    connection_->Finish(milliseconds);
-  }
+  void FinishSending(uint32_t milliseconds) override { connection_.Finish(milliseconds); }
   uint32_t Control(uint32_t, const void*, uint32_t, void*, uint32_t, uint32_t*) override {
     return network_.last_error_ = error::kNotSupported;
   }
 
  private:
-  uint32_t Option() {
-    const TestAtWork safe;
-    return network_.Call(error::kInvalidParameter);
-  }
+  uint32_t Option() { return network_.Call(error::kInvalidParameter); }
   void Post(uint8_t* data, uint32_t size) {
     EndPosted();
     ++network_.open_transfers;
@@ -119,21 +98,19 @@ class VirtualSocket final : public StreamSocket {
     moved_ = error_ = 0;
   }
   void Receive(uint32_t milliseconds) {
-    done_ = connection_->Receive(data_, size_, milliseconds, &moved_) !=
+    done_ = connection_.Receive(data_, size_, milliseconds, &moved_) !=
             VirtualConnection::Received::kTimeout;
-    if (connection_->state() == State::kReset && moved_ == 0)
-      error_ = error::kSocketConnectionReset;
+    if (connection_.state() == State::kReset && moved_ == 0) error_ = error::kSocketConnectionReset;
   }
 
   VirtualNetwork& network_;
-  std::optional<VirtualConnection> connection_{std::in_place};
+  VirtualConnection connection_;
   bool posted_ = false, done_ = false;
   uint8_t* data_ = nullptr;
   uint32_t size_ = 0, moved_ = 0, error_ = 0;
 };
 
 uint32_t VirtualNetwork::StartUp(SocketLibraryInfo* info) {
-  const TestAtWork safe;
   *info = {0x0202, 0x0202, "virtual", "Running", 0, 0};
   return Call(error::kSocketNotStarted);
 }
@@ -149,7 +126,6 @@ uint32_t VirtualNetwork::LookUpHost(const std::string&) {
 }
 
 uint32_t VirtualNetwork::ParseDotted(const std::string&) {
-  const TestAtWork safe;
   return Call(error::kSocketNetUnreachable) ? kNoAddress : kSomeAddress;
 }
 

@@ -10,14 +10,11 @@
 
 namespace scantk::test {
 
-// The process's network while it lives. One thread.
+// The process's network and clock while it lives. One thread.
 class VirtualNetwork : public Network, public VirtualLine {
  public:
-  explicit VirtualNetwork(VirtualClock* clock) : VirtualLine(clock) { SetNetwork(this); }
+  VirtualNetwork() { SetNetwork(this); }
   ~VirtualNetwork() override { SetNetwork(nullptr); }
-
-  int OpenSockets() const { return open_ends; }
-  int OpenTransfers() const { return open_transfers; }
 
   uint32_t StartUp(SocketLibraryInfo* info) override;
   void CleanUp() override {}

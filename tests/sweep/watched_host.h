@@ -9,8 +9,7 @@
 #include <vector>
 
 #include "tests/jobs/host.h"
-#include "tests/sweep/failing_memory.h"
-#include "tests/sweep/virtual_line.h"
+#include "tests/sweep/failing_system.h"
 
 namespace scantk::test {
 
@@ -27,17 +26,10 @@ struct SweepJob {
 // milliseconds, which have no tolerance.
 int64_t TimeBound(const std::string& method, uint32_t io_type);
 
-// What may be the reason for answers that are not legal otherwise.
-enum class Excuse {
-  kNone,
-  kDeviceLies,   // it may have granted a page and then made another
-  kSystemFails,  // memory or a call: any method may fail
-};
-
 class WatchedHost : public Host {
  public:
   // Throws std::bad_alloc when no object is made.
-  WatchedHost(const std::string& device, uint32_t io_type, VirtualClock* clock, Excuse excuse);
+  WatchedHost(const std::string& device, uint32_t io_type, Excuse excuse);
   ~WatchedHost() override;
 
   // The whole job; `finished` tells whether all pages came to their end.
@@ -52,7 +44,6 @@ class WatchedHost : public Host {
  protected:
   void Before(const char* method) override;
   void After(const char* method, const Outcome& outcome) override;
-  bool Excused(const char* method, const Outcome& outcome) const override;
   void Progress() override;
 
  private:
@@ -61,8 +52,6 @@ class WatchedHost : public Host {
   bool ScanPage(const SweepJob& job);
 
   const uint32_t io_type_;
-  VirtualClock& clock_;
-  const Excuse excuse_;
   int64_t started_ = 0;
   size_t image_ = 0;
   std::optional<ToolkitAtWork> at_work_;
