@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "platform/component.h"
-#include "platform/registry.h"
 #include "platform/system.h"
 #include "tests/diag/test_place.h"
 
@@ -55,35 +54,31 @@ Sandbox::~Sandbox() {
   UninitializeComponents();
 }
 
-std::string Sandbox::NextInstance() const {
+RegistryKey Sandbox::AddDevice(const std::string& name, const std::string& path, uint32_t io_type) {
   char key[8];
-  std::snprintf(key, sizeof key, "%04d", static_cast<int>(devices_.size()));
-  return key;
-}
-
-std::string Sandbox::AddNetworkDevice(const std::string& address, int port_number) {
-  const std::string key = NextInstance();
-  std::string name = "test scanner " + key + " " + std::to_string(ProcessId());
-  const std::string instance = std::string(kImagingClassPath) + "\\" + key;
+  std::snprintf(key, sizeof key, "\\%04d", static_cast<int>(devices_.size()));
+  const std::string instance = kImagingClassPath + std::string(key);
   RegistryKey description = MachineKey(instance);
   SetText(description, "DriverDesc", "A scanner of the tests");
-  RegistryKey data = MachineKey(instance + "\\DeviceData");
-  data.SetDword("VelkanIOType", T_IO_NETWORK);
+  if (!path.empty()) SetText(description, "CreateFileName", path);
+  devices_[name] = instance + "\\DeviceData";
+  RegistryKey data = MachineKey(devices_[name]);
+  data.SetDword("VelkanIOType", io_type);
+  return data;
+}
+
+std::string Sandbox::AddNetworkDevice(const std::string& address) {
+  const std::string name =
+      "test scanner " + std::to_string(devices_.size()) + " " + std::to_string(ProcessId());
+  RegistryKey data = AddDevice(name, "", T_IO_NETWORK);
   SetText(data, "NetworkDeviceID", name);
   SetText(data, "StaticIP", address);
-  SetText(data, "PortNumber", std::to_string(port_number));
-  devices_[name] = instance + "\\DeviceData";
+  SetText(data, "PortNumber", "1");
   return name;
 }
 
 std::string Sandbox::AddAttachedDevice(const std::string& path, uint32_t io_type) {
-  const std::string instance = std::string(kImagingClassPath) + "\\" + NextInstance();
-  RegistryKey description = MachineKey(instance);
-  SetText(description, "DriverDesc", "A scanner of the tests");
-  SetText(description, "CreateFileName", path);
-  RegistryKey data = MachineKey(instance + "\\DeviceData");
-  data.SetDword("VelkanIOType", io_type);
-  devices_[path] = instance + "\\DeviceData";
+  AddDevice(path, path, io_type);
   return path;
 }
 

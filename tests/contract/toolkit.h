@@ -10,6 +10,7 @@
 
 #include "contract/interfaces.h"
 #include "platform/owner.h"
+#include "platform/registry.h"
 #include "tests/contract/installation.h"
 
 namespace scantk::test {
@@ -22,7 +23,7 @@ class Sandbox {
   ~Sandbox();
 
   // An installed network device, found under the name that is returned.
-  std::string AddNetworkDevice(const std::string& address, int port_number = 1);
+  std::string AddNetworkDevice(const std::string& address);
   // An installed device behind the file `path`, T_IO_USB or T_IO_DOT4, found under its path.
   std::string AddAttachedDevice(const std::string& path, uint32_t io_type);
   // Values of its "DeviceData" key; `device` is the name that it was added under.
@@ -40,7 +41,8 @@ class Sandbox {
   void ClearTrace();
 
  private:
-  std::string NextInstance() const;  // its number, four digits
+  // Gives its "DeviceData" key.
+  RegistryKey AddDevice(const std::string& name, const std::string& path, uint32_t io_type);
 
   std::string folder_;
   std::unique_ptr<OwnRegistry> registry_;

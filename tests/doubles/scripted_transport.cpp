@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace scantk::test {
 
@@ -39,11 +40,11 @@ Script& Script::Disconnect() {
   return Add({Kind::kDisconnect});
 }
 
-std::string Script::Faults() const {
+std::string Script::TakeFaults() {
   static const char* const kNever[] = {
       "never written: ", "never read: ", "no read ended: ", "never disconnected"};
-  std::string text = faults_;
-  for (const Step& step : steps_)
+  std::string text = std::exchange(faults_, {});
+  for (const Step& step : std::exchange(steps_, {}))
     text += kNever[static_cast<int>(step.kind)] +
             testing::PrintToString(step.bytes.substr(step.used, 60)) + "\n";
   return text;

@@ -36,8 +36,8 @@ class Script {
   // The engine must disconnect next.
   Script& Disconnect();
 
-  // Empty when all went as written, else what did not.
-  std::string Faults() const;
+  // Takes what did not go as written so far; empty when all did.
+  std::string TakeFaults();
 
   IoTimeouts timeouts{30000, 30000, 30000};
   std::vector<IoTimeouts> timeouts_set;

@@ -13,8 +13,10 @@
 
 namespace scantk::test {
 
+// Its end fails a test whose conversation did not go as written.
 struct ScriptedEngine {
   ScriptedEngine() { engine.channel.Attach(std::make_unique<ScriptedTransport>(script)); }
+  ~ScriptedEngine() { EXPECT_EQ("", script.TakeFaults()); }
 
   // An inquiry's status and value in one, for comparing.
   std::pair<QrlStatus, int32_t> Number(uint32_t id, char kind) {

@@ -79,14 +79,12 @@ TEST(Exchange, AsksNumbers) {
     for (int i = 0; i < c.ends; ++i) e.script.EndRead(c.end);
     if (*c.rest) e.script.Read(c.rest);
     EXPECT_EQ(Answered(c.status, c.value), e.Number(SL_X_RESOLUTION, *c.asked)) << c.answer;
-    EXPECT_EQ("", e.script.Faults()) << c.answer;
     EXPECT_EQ(answer.size() + static_cast<size_t>(c.ends) + std::strlen(c.rest),
               static_cast<size_t>(e.script.reads));
   }
   ScriptedEngine endless;
   endless.script.Write("\x1b*s10323R").Read("\x1b*s10323" + std::string(1191, '1'));
   EXPECT_EQ(Answered(SL_BADRESPONSE, 0), endless.Number(SL_X_RESOLUTION, 'R'));
-  EXPECT_EQ("", endless.script.Faults());
   for (const IoResult result : {kTransportFailure, 0}) {  // writes that fail or fall short
     ScriptedEngine e;
     e.script.FailWrite("\x1b*s10323R", result, 7);
@@ -105,7 +103,6 @@ TEST(Exchange, RefusesWhatCannotBeAsked) {
   EXPECT_EQ(SL_INVALID_REQUEST, e.engine.exchange.InquireString(SL_X_RESOLUTION, text, 3, &length));
   EXPECT_EQ(-1, length);
   EXPECT_STREQ("", text);
-  EXPECT_EQ("", e.script.Faults());
   ProtocolEngine without_transport;
   EXPECT_EQ(SL_BADACCESS, without_transport.exchange.SendCommand(SL_RESET, 0));
   EXPECT_EQ(-1, without_transport.channel.SetScannerTimeouts(1, 2, 3));
@@ -152,7 +149,6 @@ TEST(Exchange, ReadsStrings) {
     // The next answer is read from its start.
     e.script.Ask("1024E", "d9V");
     EXPECT_EQ(Answered(SL_OK, 9), e.Number(SL_PIXELS_PER_LINE, 'R')) << c.what;
-    EXPECT_EQ("", e.script.Faults()) << c.what;
   }
 }
 
@@ -165,7 +161,7 @@ TEST(Exchange, DropsATextWithoutEndForOneTimeoutOnly) {
   char text[256];
   int32_t length = 0;
   EXPECT_EQ(SL_OK, e.engine.exchange.InquireString(SL_MODEL_ID, text, 255, &length));
-  EXPECT_LT(e.script.reads, 100);
+  EXPECT_NE("", e.script.TakeFaults()) << "all of it was read";
 }
 
 // Catches a model that is asked for again after the connection has gone, or is made up.
@@ -180,7 +176,6 @@ TEST(Exchange, IdentifiesNoModelWithoutAnAnswer) {
   EXPECT_EQ(SL_OK, e.engine.exchange.InquireModel(&model));
   EXPECT_EQ(0, model);
   EXPECT_EQ(SL_NULLRESPONSE, e.engine.exchange.InquireModel(&model));
-  EXPECT_EQ("", e.script.Faults());
 }
 
 // Catches a jam, an empty feeder or any other trouble of the device told as another one.
@@ -197,14 +192,12 @@ TEST(DeviceErrors, AreReadAndCleared) {
   ScriptedEngine e;
   e.script.Ask("257E", "d2V").Ask("261E", "d1024V").Command("*oE");
   EXPECT_EQ(SL_ERR_MAPPED_JAM, e.engine.errors.InquireOldestError());
-  EXPECT_EQ("", e.script.Faults());
 
   // An inquiry that fails is taken for one behind scan data: the device is drained.
   e.script.Ask("257E", "q0V").Read(Block("rest of a page", 0x02)).Command("*oE");
   EXPECT_EQ(SL_ERROR_INQUIRY_FAILED, e.engine.errors.InquireOldestError());
   e.script.Ask("257E", "d1V").Ask("261E", "dN").EndRead(kTransportFailure).Command("*oE");
   EXPECT_EQ(SL_ERROR_INQUIRY_FAILED, e.engine.errors.InquireOldestError());
-  EXPECT_EQ("", e.script.Faults());
 }
 
 // Catches a table of the wrong size, or one that a model must not get.
@@ -234,7 +227,6 @@ TEST(DownloadTable, AnnouncesAndWrites) {
   EXPECT_EQ(SL_BADACCESS, e.engine.DownloadTable(15, data));
   e.script.Command("*a4D").Command("*a3W").FailWrite(map.substr(0, 3), 0, 2);
   EXPECT_EQ(SL_BADACCESS, e.engine.DownloadTable(4, data));
-  EXPECT_EQ("", e.script.Faults());
 }
 
 }  // namespace

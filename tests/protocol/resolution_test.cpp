@@ -29,7 +29,6 @@ TEST(Resolution, OnlyAResetEndsTheEnlargingAndNoAxisShrinks) {
   e.script.Command("E");
   EXPECT_EQ(SL_OK, e.engine.Reset());
   geometry(100);
-  EXPECT_EQ("", e.script.Faults());
 }
 
 TEST(Resolution, LearnsMaxima) {
@@ -41,7 +40,6 @@ TEST(Resolution, LearnsMaxima) {
   const auto sends = [&](uint32_t id, const char* command) {
     e.script.Command(command);
     e.engine.exchange.SendCommand(id, 5000);
-    EXPECT_EQ("", e.script.Faults()) << command;
   };
   learn(SL_X_RESOLUTION_FLAT, "11323H", "g1200V");
   learn(SL_X_RESOLUTION_ADF, "12323H", "g300V");  // the flatbed's stands
@@ -79,7 +77,6 @@ TEST(Resolution, BearsALostMaximum) {
   e.script.Command("*a0S").Ask("1026E", "d100V");
   e.engine.exchange.SendCommand(SL_Y_RESOLUTION, 0);
   EXPECT_EQ(Answered(SL_OK, 100), e.Number(SL_LINES_PER_SCAN, 'R'));
-  EXPECT_EQ("", e.script.Faults());
 }
 
 TEST(Cache, SkipsWhatTheDeviceHolds) {
@@ -89,7 +86,6 @@ TEST(Cache, SkipsWhatTheDeviceHolds) {
     for (int i = 0; i < sent; ++i) e.script.Command(command);
     for (int i = 0; i < 2; ++i)
       EXPECT_EQ(SL_OK, e.engine.exchange.SendCommand(id, value)) << command;
-    EXPECT_EQ("", e.script.Faults()) << command;
   };
   twice(SL_DUPLEX, 1, "*d1D", 2);
   e.TurnCacheOn();
@@ -138,7 +134,6 @@ TEST(Cache, AnswersKnownValuesByKind) {
   e.script.Ask("257E", "d0V");
   EXPECT_EQ(SL_INVALID_REQUEST, e.engine.exchange.SendCommand(SL_ADF_PRESENT, 1));
   EXPECT_EQ(SL_OK, e.engine.errors.InquireOldestError());
-  EXPECT_EQ("", e.script.Faults());
 }
 
 TEST(DeviceLock, IsTakenAndGivenBack) {
@@ -154,7 +149,6 @@ TEST(DeviceLock, IsTakenAndGivenBack) {
   e.script.Command("*f0I").Command("*f0H").Disconnect().Disconnect();
   for (int i = 0; i < 2; ++i) EXPECT_EQ(SL_OK, e.engine.lock.UnLockScanner());
   EXPECT_FALSE(e.engine.lock.IsHeld());
-  EXPECT_EQ("", e.script.Faults());
 }
 
 // Catches a lock that is told as held, free or busy when it is not, and a failed step that ends the
@@ -164,7 +158,6 @@ TEST(DeviceLock, IsBusyFailsOrGoesOnStepByStep) {
   const auto locks = [&](QrlStatus status, bool held) {
     EXPECT_EQ(status, e.engine.lock.LockScanner(5));
     EXPECT_EQ(held, e.engine.lock.IsHeld());
-    EXPECT_EQ("", e.script.Faults()) << status;
   };
   for (const char* id : {"0", "", "none"}) {  // even where the request cannot be taken back
     e.script.Ask("257E", "d0V").Command("*f1H").AskText("505E", id).Command("*f0I");
@@ -181,7 +174,6 @@ TEST(DeviceLock, IsBusyFailsOrGoesOnStepByStep) {
   e.script.AskText("505E", "4").Command("*f30I").AskText("505E", "0").Ask("505E", "dN");
   for (const QrlStatus status : {SL_OK, SL_OK, SL_BADRESPONSE})
     EXPECT_EQ(status, e.engine.lock.SetDeviceTimeout(30));
-  EXPECT_EQ("", e.script.Faults());
 }
 
 }  // namespace
