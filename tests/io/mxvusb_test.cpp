@@ -8,12 +8,10 @@
 #include <poll.h>
 #include <stdlib.h>
 
-#include <filesystem>
 #include <string>
 
 #include "platform/stand_ins/request_link.h"
 #include "platform/system.h"
-#include "tests/diag/test_place.h"
 #include "tests/doubles/dot4_stack.h"
 
 namespace scantk {
@@ -81,26 +79,6 @@ TEST(UsbTransport, SilentAndUnpluggedDevices) {
   EXPECT_THAT(Read(transport, 64), testing::AnyOf("!31", "!1167"));
   EXPECT_GT(0, transport.WriteData("x", 1, &written, nullptr));
   EXPECT_EQ(0u, written);
-}
-
-TEST(UsbTransport, AFileThatComesLater) {
-  const TestPlace place;
-  PseudoTerminal device;
-  const std::string missing = place.File("missing");
-  UsbTransport transport;
-  uint32_t written = 9;
-  EXPECT_EQ(E_INVALIDARG, transport.OpenIO(nullptr));
-  EXPECT_EQ(error::ToResult(5), transport.OpenIO(place.Folder().c_str()));
-  transport.CloseIO();
-  EXPECT_EQ(error::ToResult(2), transport.OpenIO(missing.c_str()));
-  EXPECT_EQ(std::string(1, '\0') + "!16389", Read(transport, 1));
-  EXPECT_EQ(E_FAIL, transport.WriteData("x", 1, &written, nullptr));
-  EXPECT_EQ(0u, written);
-  EXPECT_EQ(E_FAIL, transport.Escape(GET_TIMEOUTS, &written, 12, nullptr, 0, nullptr));
-  std::filesystem::create_symlink(device.path, missing);
-  EXPECT_EQ(S_OK, transport.OpenIO(nullptr)) << "the name is kept";
-  device.Send("x");
-  EXPECT_EQ("x", Read(transport, 1));
 }
 
 // A request on one end of a socket pair; the test holds the other.
