@@ -23,7 +23,7 @@ struct Rgb {
 constexpr Rgb kInk{20, 20, 24};
 
 uint8_t ToByte(double unit) {
-  return static_cast<uint8_t>(std::clamp(unit, 0.0, 1.0) * 255.0 + 0.5);
+  return static_cast<uint8_t>(std::lround(std::clamp(unit, 0.0, 1.0) * 255.0));
 }
 
 // hue in turns, lightness 0 to 1, fully saturated.

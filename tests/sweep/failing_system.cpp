@@ -85,6 +85,8 @@ SCANTK_DELETE(delete, size_t)
 SCANTK_DELETE(delete[], size_t)
 SCANTK_DELETE(delete, std::align_val_t)
 SCANTK_DELETE(delete[], std::align_val_t)
+SCANTK_DELETE(delete, size_t, std::align_val_t)
+SCANTK_DELETE(delete[], size_t, std::align_val_t)
 
 // Stands before the system's own function of this name.
 #define SCANTK_CALL(RESULT, NAME, PARAMETERS, ARGUMENTS, ...)                                 \
