@@ -10,14 +10,16 @@
 
 namespace scantk::testing {
 
+inline Bytes ReadBytes(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
 struct JpegPicture {
   const char* name;  // in the folder pictures
   uint32_t sum;      // of its samples, interleaved
 
-  Bytes Stream() const {
-    std::ifstream file(SCANTK_PICTURES "/" + std::string(name) + ".jpg", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  Bytes Stream() const { return ReadBytes(SCANTK_PICTURES "/" + std::string(name) + ".jpg"); }
 };
 
 inline constexpr JpegPicture kJpegPictures[] = {{"gray", 0xE7FBA6DD},
@@ -27,7 +29,8 @@ inline constexpr JpegPicture kJpegPictures[] = {{"gray", 0xE7FBA6DD},
                                                 {"444_own_tables", 0x3C102C19},
                                                 {"ratio_3_2", 0x53708CD3},
                                                 {"four_components", 0xEAF70BB9},
-                                                {"extremes", 0x88530586}};
+                                                {"extremes", 0x88530586},
+                                                {"forms/usual", 0xDF6105CE}};
 
 inline uint32_t Sum(const Bytes& bytes) {
   uint32_t sum = 2166136261;

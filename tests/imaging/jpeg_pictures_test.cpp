@@ -1,5 +1,7 @@
 #include "tests/imaging/jpeg_pictures.h"
 
+#include <filesystem>
+
 namespace scantk::testing {
 namespace {
 
@@ -18,6 +20,27 @@ TEST(JpegPictures, EveryPathAndEveryChunkingMakesWhatTheLibraryMade) {
     };
     for (const auto& [in, out] : chunkings) check({{in}, {out}});
     OnEveryPath([&] { check({{700, 1}, {}}); });
+  }
+}
+
+// Catches: a legal stream that is refused or decoded otherwise, a malformed one that is decoded.
+TEST(JpegPictures, EveryFormIsAcceptedAndEveryMistakeRefused) {
+  for (const char* folder : {"/forms", "/refused"}) {
+    const bool legal = folder[1] == 'f';
+    int files = 0;
+    for (const auto& file :
+         std::filesystem::directory_iterator(SCANTK_PICTURES + std::string(folder))) {
+      const std::string path = file.path().string();
+      for (const size_t piece : {size_t{1}, size_t{1000}, SIZE_MAX}) {
+        const Outcome outcome = DecodeJpeg(ReadBytes(path), {{piece}, {5000}});
+        EXPECT_EQ(outcome.result, legal ? IP_FINISHED : kMalformed) << path;
+        if (legal) {
+          EXPECT_EQ(Sum(outcome.output), std::end(kJpegPictures)[-1].sum) << path;
+        }
+      }
+      ++files;
+    }
+    EXPECT_GT(files, 0) << folder;
   }
 }
 

@@ -122,33 +122,9 @@ Bytes DecodeByLibrary(const Bytes& stream) {
   return pixels;
 }
 
-Bytes JpegParts::Segment::Whole() const {
-  const size_t length = body.size() + 2;
-  Bytes bytes = {0xFF, marker, static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)};
-  Append(bytes, body);
-  return bytes;
-}
-
-JpegParts::JpegParts(const Bytes& stream) {
-  auto at = stream.begin() + 2;
-  do {
-    const auto end = at + 2 + (at[2] << 8 | at[3]);
-    head.push_back({at[1], Bytes(at + 4, end)});
-    at = end;
-  } while (head.back().marker != 0xDA);
-  scan.assign(at, stream.end() - 2);
-}
-
-Bytes JpegParts::Join() const {
-  Bytes stream = {0xFF, 0xD8};
-  for (const Segment& segment : head) Append(stream, segment.Whole());
-  Append(stream, scan);
-  Append(stream, tail);
-  return stream;
-}
-
-Bytes& JpegParts::Body(uint8_t marker) {
-  return std::ranges::find(head, marker, &Segment::marker)->body;
+size_t Find(const Bytes& stream, uint8_t marker) {
+  const uint8_t code[] = {0xFF, marker};
+  return static_cast<size_t>(std::ranges::search(stream, code).begin() - stream.begin());
 }
 
 }  // namespace scantk::testing

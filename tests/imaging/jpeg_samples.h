@@ -21,8 +21,6 @@ struct JpegRecipe {
 // 4:2:0, restart markers, a picture of 50x41 in 4x3 MCUs.
 inline const JpegRecipe kUsual{50, 41, "22 11 11", 75, 2};
 
-inline constexpr IpResult kMalformed = IP_INPUT_ERROR | IP_FATAL_ERROR;
-
 // Input by pieces of this size.
 inline Chunks By(size_t piece) {
   return {{piece}, {5000}};
@@ -34,21 +32,8 @@ Bytes EncodeJpeg(const JpegRecipe& recipe);
 // resolution, each sample repeated.
 Bytes DecodeByLibrary(const Bytes& stream);
 
-// A stream taken apart, for tests that put it together differently.
-struct JpegParts {
-  struct Segment {
-    uint8_t marker;
-    Bytes body;
-    Bytes Whole() const;
-  };
-  std::vector<Segment> head;  // from behind SOI to SOS
-  Bytes scan;                 // coded data with its restart markers
-  Bytes tail = {0xFF, 0xD9};
-
-  explicit JpegParts(const Bytes& stream);
-  Bytes Join() const;
-  Bytes& Body(uint8_t marker);  // of the first such segment
-};
+// Where the first marker of this kind stands in a stream.
+size_t Find(const Bytes& stream, uint8_t marker);
 
 }  // namespace scantk::testing
 

@@ -162,6 +162,8 @@ inline Outcome RunWhole(const std::vector<XformDescriptor>& chain, const ImageTr
   return harness.outcome();
 }
 
+inline constexpr IpResult kMalformed = IP_INPUT_ERROR | IP_FATAL_ERROR;
+
 // The decoder alone, by default to pixels.
 inline Outcome DecodeJpeg(const Bytes& stream, const Chunks& chunks = {},
                           int64_t keep_sampling = 0) {

@@ -144,8 +144,11 @@ TEST_F(PagesTest, PagesAreWrappedAndCodedAsTold) {
 TEST_F(PagesTest, NothingIsDoneThatWasNotCommanded) {
   DeviceConfig config;
   config.sheets = 2;
+  config.sheet_height = 600;
   Start(config);
-  ExpectWhole(Scan("~*u0X"));
+  const WirePage sheet = Scan("~*u0X");
+  ExpectWhole(sheet);
+  EXPECT_EQ(110u, RawHost::Little(sheet.end_rows, 0, 4));  // of 2 inches, 0.9 above the window
   ExpectRefused(Scan(), "1026");  // no sheet moves by itself, and the path is not the glass
   EXPECT_TRUE(device->paper_in_path());
   EXPECT_EQ("*s1027d1V", host->Ask("1027E"));
