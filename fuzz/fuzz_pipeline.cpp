@@ -22,7 +22,7 @@ constexpr uint8_t kWildParameters = 0x80;
 constexpr int64_t kMostMadeUpRows = 16;
 
 Outcome RunPipeline(const std::vector<XformDescriptor>& chain, const ImageTraits& traits,
-                    const Bytes& image, const Chunks& chunks) {
+                    const Bytes& image, const Chunks& chunks = {}) {
   Harness harness(chain, traits, false);
   harness.most = kMostOutput;
   harness.Feed(image, chunks);
@@ -38,10 +38,9 @@ void RequireSame(const std::vector<XformDescriptor>& chain, const ImageTraits& t
   Outcome whole = RunPipeline(chain, traits, image, {});
   Outcome pieces = RunPipeline(chain, traits, image, {{input_piece}, {output_piece}});
   const size_t common = std::min(whole.output.size(), pieces.output.size());
-  if (std::max(whole.output.size(), pieces.output.size()) < kMostOutput) {
-    Require(whole.output.size() == pieces.output.size(), "pieces do not change the output's size");
-    Require(whole.result == pieces.result, "pieces do not change the result");
-  }
+  if (std::max(whole.output.size(), pieces.output.size()) < kMostOutput)
+    Require(whole.output.size() == pieces.output.size() && whole.result == pieces.result,
+            "pieces change neither the output's size nor the result");
   whole.output.resize(common);
   pieces.output.resize(common);
   Require(whole.output == pieces.output, "pieces do not change the output");
@@ -55,8 +54,7 @@ void DecodeJpeg(FuzzInput& input) {
   std::vector<XformDescriptor> chain = {BuiltIn(XFORM_JPEG_DECODE, {flags >> 1 & 1}),
                                         BuiltIn(XFORM_COLOR_SPACE, {2})};
   chain.resize(1 + (flags & 1));
-  RequireSame(chain, {1, 8, 1, 300, 300, -1, -1, -1}, input.Rest(size_t{1} << 16), input_piece,
-              output_piece);
+  RequireSame(chain, Traits(1, 8), input.Rest(size_t{1} << 16), input_piece, output_piece);
 }
 
 // One wild factor is enough: two of them make minutes of work out of a few rows; eight that enlarge
@@ -88,7 +86,7 @@ void RunChain(FuzzInput& input) {
   const int32_t pixels = static_cast<int32_t>(input.Number(2) % 700);
   constexpr int32_t kDepths[] = {24, 8, 1, 16, 48};
   const int32_t bits = kDepths[input.Byte() % std::size(kDepths)];
-  const int32_t rows = static_cast<int8_t>(input.Byte());
+  const int32_t rows = (input.Byte() ^ 0x80) - 0x80;  // as a signed byte
   const size_t input_piece = input.PieceSize(), output_piece = input.PieceSize();
   bool is_wild = false;
   int enlarging = 0;
@@ -96,8 +94,8 @@ void RunChain(FuzzInput& input) {
   for (XformDescriptor& xform : chain)
     xform = TakeXform(input, &xform == &chain.back(), &is_wild, &enlarging);
   // A wild factor makes rows as long as the transform allows: few of them will do.
-  RequireSame(chain, {pixels, bits, bits % 3 == 0 ? 3 : 1, 300, 300, rows, -1, -1},
-              input.Rest(is_wild ? 64 : 4096), input_piece, output_piece);
+  RequireSame(chain, Traits(pixels, bits, rows), input.Rest(is_wild ? 64 : 4096), input_piece,
+              output_piece);
 }
 
 }  // namespace

@@ -29,7 +29,8 @@ constexpr char kNoJpeg[] = "SetCompressionType T_COMPRESSION_NONE";
 
 class HostileDevice : public sim::Responder {
  public:
-  HostileDevice(const sim::DeviceConfig& config, FuzzInput harm, const test::VirtualLine& clock)
+  HostileDevice(const sim::DeviceConfig& config, const FuzzInput& harm,
+                const test::VirtualLine& clock)
       : core(config, nullptr, [&clock] { return clock.Milliseconds(); }),
         clock_(clock),
         harm_(harm),
@@ -112,10 +113,8 @@ class HostileDevice : public sim::Responder {
       const size_t at = size == 0 ? 0 : harm_.Number(2) % size;
       Overwrite(message, at, kind == 3 ? 1 : harm_.Byte() % 16);
     }
-    if (kind == 4) message.resize(harm_.Byte() % 48);
-    if (kind == 4) Overwrite(message, 0, message.size());
-    if (kind == 5) message.resize(2 * size);  // twice
-    if (kind == 5) std::copy_n(message.data(), size, message.data() + size);
+    if (kind == 4) Overwrite(message = Message(harm_.Byte() % 48), 0, 48);
+    for (size_t i = 0; kind == 5 && i < size; ++i) message.push_back(message[i]);  // twice
     const auto late = static_cast<int64_t>(kind == 6 ? harm_.Number(2) : 0);
     if (late > 0) host.stalled_until = clock_.Milliseconds() + late;
   }
