@@ -60,21 +60,13 @@ TEST(Table, PassesRowsAndLooksSamplesUp) {
     const Bytes input = RandomBytes(static_cast<size_t>(101 * bits + 7) / 8 * 4, 1);
     EXPECT_EQ(LookUp({1}, 101, bits, input).output, input) << bits;
   }
-  const struct {
-    std::initializer_list<int64_t> params;
-    int bits;
-    Bytes input, output;
-  } cases[] = {{{0, 0, 0, 0}, 8, {0, 1, 127, 254, 255, 9}, {0, 1, 127, 254, 255, 9}},
-               {{0, 255, -1}, 8, {0, 1, 254, 255, 9, 9}, {255, 254, 1, 0, 246, 246}},
-               {{0, 50, 150}, 8, {49, 50, 100, 150, 200, 0}, {0, 0, 128, 255, 255, 0}},
-               {{0, 0, 255, 2 << 16}, 8, {0, 64, 255, 0, 0, 0}, {0, 128, 255, 0, 0, 0}},
-               {{2, 0, 255, 255, -1, 100, 200},
-                24,
-                {10, 10, 10, 200, 200, 200},
-                {10, 245, 0, 200, 55, 255}}};
-  for (const auto& [params, bits, input, output] : cases) {
-    EXPECT_EQ(LookUp(params, 48 / bits, bits, input).output, output);
-  }
+  EXPECT_EQ(LookUp({0, 0, 0, 0}, 6, 8, {0, 1, 127, 254, 255, 9}).output,
+            (Bytes{0, 1, 127, 254, 255, 9}));
+  EXPECT_EQ(LookUp({0, 255, -1}, 4, 8, {0, 1, 254, 9}).output, (Bytes{255, 254, 1, 246}));
+  EXPECT_EQ(LookUp({0, 50, 150}, 4, 8, {49, 50, 100, 150}).output, (Bytes{0, 0, 128, 255}));
+  EXPECT_EQ(LookUp({0, 0, 255, 2 << 16}, 3, 8, {0, 64, 255}).output, (Bytes{0, 128, 255}));
+  EXPECT_EQ(LookUp({2, 0, 255, 255, -1, 100, 200}, 1, 24, {10, 10, 10}).output,
+            (Bytes{10, 245, 0}));
   EXPECT_EQ(LookUp({5}, 8, 8, Bytes(48)).result, IP_FATAL_ERROR) << "no such kind";
   EXPECT_EQ(LookUp({0}, 8, 1, Bytes(48)).result, IP_FATAL_ERROR) << "bits have no table";
 }

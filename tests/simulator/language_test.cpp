@@ -41,9 +41,16 @@ struct LanguageTest : DeviceTest {
   }
 };
 
-// Catches: limits not kept, settings that a reset keeps, axes mixed up.
+// Catches: sides that a model does not have, limits not kept, settings that a reset keeps, axes
+// mixed up.
 TEST_F(LanguageTest, DevicesHaveLimitsAndForgetAtAReset) {
   DeviceConfig config;
+  for (const std::string& model : ModelNames()) {
+    config.model = model;
+    Start(config);
+    EXPECT_EQ(model == "ZM-15" || model == "ZM-16", host->Ask("13505R").back() == 'V');
+  }
+  config = {};
   config.overrides = {
       {.number = 1025, .null = true}, {.number = 9, .value = -5}, {.number = 20, .text = "A B"}};
   Start(config);

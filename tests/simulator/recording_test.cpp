@@ -44,22 +44,7 @@ TEST(RecordingTest, RecordingsArePlayedAlsoToHostsThatDepart) {
   ReplayConfig config;
   config.address = "127.0.71.1";
   config.pauses = 0;
-  ReplayDevice device(ParseRecording(kStart + R"(1 open 0
-1 device 0 "00"
-1 host 0 "\eE\e*s19E"
-1 device 0 "\e*s19d5WZM-16"
-1 host 0 "\e*a300R\e*s10323R"
-1 device 900000 "\e*s10323p300V"
-1 host 0 "\e*a1D\e*a6W\eE\eE\eE\e*s257E"
-1 device 0 "\e*s257d0V"
-1 host 0 "\e*f0S"
-1 device 0 "page"
-1 host 0 "\e*s257E"
-1 device 0 "\e*s257d4V"
-1 drop 0
-2 open 0
-2 device 0 "01")"),
-                      config);
+  ReplayDevice device(ReadRecording(SCANTK_RECORDINGS "/three_questions.txt"), config);
   RawHost host(config.address);
   EXPECT_EQ("00", host.greeting());
   host.Send("~E");
