@@ -7,8 +7,8 @@
 //   trace NAME N                  N lines of the trace, of different lengths: "written"
 //   holder -                      the life of the trace settings, as facts
 //   session NAME ADDRESS WHAT     a session on a network device, locked: "locked" or the error.
-//                                 WHAT: hold; scan (begins a page first); a number: lets go after
-//                                 so many milliseconds, "released"
+//                                 WHAT: hold; a number: lets go after so many milliseconds,
+//                                 "released"
 //   work NAME TYPE                job after job, with a line before each call
 #include <cstdio>
 #include <cstdlib>
@@ -88,28 +88,18 @@ int Session(const std::string& name, const char* address, const std::string& wha
   sandbox.SetDeviceText(sandbox.AddNetworkDevice(address), "NetworkDeviceID", name);
   test::Host host(name, T_IO_NETWORK);
   if (!host.Open() || !host.Lock(T_LOCK_PROCESS, 0)) return Say(ToolkitErrorText(host.last.code));
-  host.page.asked = test::PageParameters(T_COLOR, 300, {2400, 3000});
-  if (what == "scan" && host.Start()) host.Read(1, 1);
   Say("locked");
-  while (what == "scan" || what == "hold") TheClock().Sleep(1000);
+  while (what == "hold") TheClock().Sleep(1000);
   TheClock().Sleep(static_cast<uint32_t>(std::atoi(what.c_str())));
   host.Unlock();
   host.Close();
   return Say("released");
 }
 
-// Says each method before it calls it.
-class SayingHost : public test::Host {
- public:
-  using Host::Host;
-
- protected:
-  void Before(const char* method) override { Say(method); }
-};
-
 int Work(const std::string& name, uint32_t type) {
   InitializeComponents();
-  SayingHost host(name, type);
+  test::Host host(name, type);
+  host.before_call = Say;
   for (;;) {
     host.page.asked = test::PageParameters(T_GREYSCALE, 150, {200, 200});
     host.Open();

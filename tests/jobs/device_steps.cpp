@@ -34,8 +34,15 @@ void ExpectSoon(const std::string& expected, const std::function<std::string()>&
     if (TheClock().TickCount() - start > kSoonMs) throw Mismatch(expected, got);
 }
 
+auto Soon(int (*look)(FarSide&)) {
+  return [look](Stage& stage, const Words& words) {
+    ExpectSoon(words.at(0), [&] { return std::to_string(look(stage.Device())); });
+  };
+}
+
+// Who holds the device.
 std::string Holder(Stage& stage) {
-  return stage.Device().Locked() ? "a host that holds the device" : "a device that nobody holds";
+  return stage.Device()->locked() ? "a host" : "nobody";
 }
 
 void FailRequests(Stage& stage, const Words& words) {
@@ -57,41 +64,29 @@ const Steps& DeviceSteps() {
       {"device", [](Stage& s, const Words& words) { s.StartDevice(words); }},
       {"fault",
        [](Stage& s, const Words& words) {
-         for (const std::string& fault : words) s.Device().AddFault(fault);
+         for (const std::string& fault : words) s.Device()->AddFault(fault);
        }},
-      {"clear-faults", [](Stage& s, const Words&) { s.Device().ClearFaults(); }},
-      {"sheets", [](Stage& s, const Words& words) { s.Device().SetSheets(First(words)); }},
+      {"clear-faults", [](Stage& s, const Words&) { s.Device()->ClearFaults(); }},
+      {"sheets", [](Stage& s, const Words& words) { s.Device()->SetSheets(First(words)); }},
       {"set",
        [](Stage& s, const Words& words) {
-         for (const std::string& word : words) s.Device().SetVariable(Override(word));
+         for (const std::string& word : words) s.Device()->SetVariable(Override(word));
        }},
-      {"raise", [](Stage& s, const Words& words) { s.Device().RaiseError(First(words)); }},
-      {"reserved-elsewhere", [](Stage& s, const Words&) { s.Device().ReserveElsewhere(true); }},
-      {"released-elsewhere", [](Stage& s, const Words&) { s.Device().ReserveElsewhere(false); }},
+      {"raise", [](Stage& s, const Words& words) { s.Device()->RaiseError(First(words)); }},
+      {"reserved-elsewhere", [](Stage& s, const Words&) { s.Device()->ReserveElsewhere(true); }},
+      {"released-elsewhere", [](Stage& s, const Words&) { s.Device()->ReserveElsewhere(false); }},
       {"unplug", [](Stage& s, const Words&) { s.Device().Unplug(); }},
       {"plug", [](Stage& s, const Words&) { s.Device().Plug(); }},
       {"lose-handles", [](Stage& s, const Words&) { s.Device().LoseHandles(); }},
       {"fail-requests", FailRequests},
-      {"free",
-       [](Stage& s, const Words&) {
-         ExpectSoon("a device that nobody holds", [&] { return Holder(s); });
-       }},
-      {"held",
-       [](Stage& s, const Words&) {
-         ExpectSoon("a host that holds the device", [&] { return Holder(s); });
-       }},
-      {"sheets-left",
-       [](Stage& s, const Words& words) {
-         ExpectSoon(words.at(0), [&] { return to_string(s.Device().Sheets()); });
-       }},
-      {"connections",
-       [](Stage& s, const Words& words) {
-         ExpectSoon(words.at(0), [&] { return to_string(s.Device().Connections()); });
-       }},
+      {"free", [](Stage& s, const Words&) { ExpectSoon("nobody", [&] { return Holder(s); }); }},
+      {"held", [](Stage& s, const Words&) { ExpectSoon("a host", [&] { return Holder(s); }); }},
+      {"sheets-left", Soon([](FarSide& device) { return device->sheets(); })},
+      {"connections", Soon([](FarSide& device) { return device.Connections(); })},
       {"variable",
        [](Stage& s, const Words& words) {
          ExpectSoon(words.at(1), [&] {
-           const auto value = s.Device().Variable(sim::FindVariable(words[0]));
+           const auto value = s.Device()->Variable(sim::FindVariable(words[0]));
            return value ? to_string(*value) : "none";
          });
        }},

@@ -1,17 +1,15 @@
 #include "tests/jobs/far_side.h"
 
 #include "platform/system.h"
-#include "tests/jobs/far_side_of.h"
 
 namespace scantk::test {
 namespace {
 
 // "Unplugged" is switched off: it can be switched on at the same address.
-class NetworkFarSide : public FarSideOf<sim::SimulatedDevice> {
+class NetworkFarSide : public FarSide {
  public:
   explicit NetworkFarSide(const sim::DeviceConfig& config)
-      : FarSideOf(std::make_unique<sim::SimulatedDevice>(config)), config_(config) {}
-  const sim::DeviceConfig& Config() const override { return config_; }
+      : FarSide(std::make_unique<sim::SimulatedDevice>(config)), config_(config) {}
   void Unplug() override { device_.reset(); }
   void Plug() override { device_ = std::make_unique<sim::SimulatedDevice>(config_); }
 

@@ -4,7 +4,9 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "simulator/simulated_device.h"
@@ -27,40 +29,40 @@ std::string FreshAddress();
 std::shared_ptr<void> TellDiscovery(const std::string& identity, const std::string& address,
                                     const std::string& folder);
 
-// What a test can do to a device and ask of it. What a medium's device cannot, throws
-// std::runtime_error.
+// What a test can do to a device and ask of it is the simulator's; here is what depends on how
+// hosts reach it. What a medium's device cannot, throws std::runtime_error.
 class FarSide {
  public:
   // On the network `config.address` is where it listens; the file of the others is made in
   // `folder`.
   static std::unique_ptr<FarSide> Start(Medium medium, const sim::DeviceConfig& config,
                                         const std::string& folder);
+  explicit FarSide(std::unique_ptr<sim::SimulatedDevice> device) : device_(std::move(device)) {}
   virtual ~FarSide() = default;
+  sim::SimulatedDevice* operator->() const { return device_.get(); }
 
-  virtual std::string Path() const = 0;  // the file, "" on the network
-  virtual const sim::DeviceConfig& Config() const = 0;
-  virtual std::vector<std::string> Log() const = 0;
-  virtual bool Locked() const = 0;
-  virtual int Connections() const = 0;
-  virtual int Sheets() const = 0;
-  virtual sim::Stats Stats() const = 0;
-  virtual std::optional<int64_t> Variable(int number) const = 0;
-  virtual std::optional<sim::PageSettings> LastPage() const = 0;
-
-  virtual void AddFault(const std::string& fault) = 0;
-  virtual void ClearFaults() = 0;
-  virtual void RaiseError(int code) = 0;
-  virtual void SetSheets(int sheets) = 0;
-  virtual void TakePaperOut() = 0;
-  virtual void SetVariable(const sim::VariableOverride& change) = 0;
-  virtual void ReserveElsewhere(bool reserved) = 0;
-  virtual void Unplug() = 0;  // hosts find it gone, until
-  virtual void Plug() = 0;
+  virtual std::string Path() const { return device_->path(); }
+  virtual int Connections() const { return device_->open_connections(); }
+  virtual void Unplug() { device_->Unplug(); }  // hosts find it gone, until
+  virtual void Plug() { device_->Plug(); }
   // The DOT4 stack: closes every file at its end; fails the next requests of a kind.
-  virtual void LoseHandles() = 0;
-  virtual void FailRequests(const std::string& kind, const std::vector<uint32_t>& errors) = 0;
-  virtual std::vector<std::string> LayoutFaults() const = 0;
+  virtual void LoseHandles() { NotHere("lose-handles"); }
+  virtual void FailRequests(const std::string&, const std::vector<uint32_t>&) {
+    NotHere("fail-requests");
+  }
+  virtual std::vector<std::string> LayoutFaults() const { return {}; }
+
+ protected:
+  [[noreturn]] static void NotHere(const std::string& what) {
+    throw std::runtime_error(what + " is not for this medium");
+  }
+
+  std::unique_ptr<sim::SimulatedDevice> device_;
 };
+
+// Starts a device behind a file; on systems whose simulator has none, throws.
+std::unique_ptr<FarSide> StartAttached(Medium medium, const sim::DeviceConfig& config,
+                                       const std::string& path);
 
 // A device at an address or file of its own, installed under a name.
 struct Place {

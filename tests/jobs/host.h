@@ -63,12 +63,12 @@ class Host {
   ScannedPage page;
   std::vector<std::string> problems;
   Excuse excuse = Excuse::kNone;
-  std::function<void()> before_call;
+  std::function<void(const char* method)> before_call;
 
  protected:
   // Around every call of the toolkit.
-  virtual void Before(const char*) {
-    if (before_call) before_call();
+  virtual void Before(const char* method) {
+    if (before_call) before_call(method);
   }
   virtual void After(const char* method, const Outcome& outcome);
   // Behind every read.

@@ -65,7 +65,7 @@ std::string PaperDifference(Stage& stage, const Words& words, size_t row) {
   const std::string close = ValueOf(words, "close"), white = ValueOf(words, "white");
   if (!sheet.empty()) side.sheet = static_cast<int>(Number(sheet));
   side.back = Has(words, "back");
-  std::vector<uint8_t> paper = PaperAsked(stage.page, stage.Device().Config().paper, side);
+  std::vector<uint8_t> paper = PaperAsked(stage.page, stage.Device()->config().paper, side);
   if (!rows.empty()) paper.resize(std::min(paper.size(), static_cast<size_t>(Number(rows)) * row));
   if (!white.empty()) paper.resize(paper.size() + static_cast<size_t>(Number(white)) * row, 255);
   std::vector<uint8_t> got = stage.page.bytes;
@@ -94,11 +94,6 @@ void CheckPicture(Stage& stage, const Words& words) {
                  " bytes, got " + std::to_string(got.size()) + " bytes";
   } else if (what == "same") {
     difference = Difference(stage.before, got, row);
-  } else if (what == "equal-rows") {
-    std::vector<uint8_t> equal;
-    while (row && equal.size() < got.size())
-      equal.insert(equal.end(), got.begin(), got.begin() + std::min(row, got.size()));
-    difference = Difference(equal, got, row);
   } else if (what == "paper" || what == "beginning") {
     difference = PaperDifference(stage, words, row);
   } else {

@@ -8,9 +8,8 @@
 //       T_GREYSCALE 295                  values in the places of $MODE and $ROWS; of several
 //       T_BW 290                         tables, once for each combination
 //     end
-//     device ZM-16 sheets=3              a model; sheets=, sheet-height=, paper=, hosts=, block=,
-//                                        raster=, jpeg=2x2, quality=, restart= as scantk-sim has
-//                                        them
+//     device ZM-16 sheets=3              a model; sheets=, paper=, block= and raster= as scantk-sim
+//                                        has them
 //     fault row-count@page:1=$ROWS       scantk-sim --help lists the faults
 //     include open                       conversations/common/open.txt
 //     page $MODE 100 area=0,0,1200,900   the scan parameters from here on: mode, resolution (or
@@ -34,7 +33,6 @@
 //     beginning  fewer, but the first ones of the paper; also none
 //     announced  as many as GetBufferInfo announced; enlarged: or one row more
 //     same       those of the page before it;  rows N;  none
-//     equal-rows every row is like the first
 // The device.  fault F, clear-faults, sheets N, set N=VALUE, raise CODE, reserved-elsewhere,
 //   released-elsewhere, unplug, plug, lose-handles, fail-requests KIND NUMBERS... do something;
 //   free, held, sheets-left N, connections N, variable N VALUE expect something, and wait for it.

@@ -41,14 +41,14 @@ class ProcessesTest : public ::testing::Test {
   std::unique_ptr<scanhost::ChildProcess> Other(const std::string& what, const std::string& said) {
     std::string error, line;
     auto other = scanhost::ChildProcess::Start(
-        SCANTK_HELPER, {"session", name, device->Config().address, what}, &error);
+        SCANTK_HELPER, {"session", name, device->config().address, what}, &error);
     EXPECT_TRUE(other && other->ReadLine(30000, &line)) << error;
     EXPECT_EQ(said, line);
     return other;
   }
   Sandbox sandbox;
   const Place place{sandbox, Medium::kNetwork};
-  const std::unique_ptr<FarSide>& device = place.device;
+  FarSide& device = *place.device;
   const std::string& name = place.name;
   std::optional<Host> host;
 };
@@ -93,14 +93,6 @@ TEST_F(ProcessesTest, OneHoldsTheDeviceTheOthersWait) {
   Other("0", "locked");
 }
 
-// Catches a dead host that keeps the device, or leaves it scanning for the next one.
-TEST_F(ProcessesTest, AHostThatDiesInMidPageFreesTheDevice) {
-  if (Media().size() < 3) GTEST_SKIP() << "this system frees what all of its users have left";
-  Other("scan", "locked").reset();  // and is ended
-  EXPECT_EQ(kOk, Lock(5000));
-  host->ScanPerfectly("a page", "chart");
-}
-
 // Catches a thread's lock that another thread gets, uses or gives back.
 TEST_F(ProcessesTest, ALockOfAThreadIsThatThreadsAlone) {
   EXPECT_EQ(kOk, Lock(0, T_LOCK_THREAD));
@@ -110,7 +102,7 @@ TEST_F(ProcessesTest, ALockOfAThreadIsThatThreadsAlone) {
     EXPECT_EQ(kNoHold, Plain(&IScanner::UnlockScanner));
   }).join();
   EXPECT_EQ(kOk, Plain(&IScanner::LampOn));
-  EXPECT_EQ(1, device->Connections());
+  EXPECT_EQ(1, device.Connections());
 }
 
 // Catches names that overrun the entry's field, and sessions that cannot be had by their name

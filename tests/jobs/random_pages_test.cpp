@@ -9,7 +9,6 @@
 #include <random>
 #include <sstream>
 
-#include "simulator/simulated_device.h"
 #include "tests/jobs/far_side.h"
 #include "tests/jobs/host.h"
 
@@ -78,20 +77,19 @@ class RandomPages : public ::testing::TestWithParam<const char*> {
 TEST_P(RandomPages, AreWhatWasAnnounced) {
   sim::DeviceConfig config;
   config.model = GetParam();
-  config.address = FreshAddress();
   config.paper = Stripes(sandbox_.Folder());
-  sim::SimulatedDevice device(config);
-  const std::string name = sandbox_.AddNetworkDevice(config.address);
+  const Place place(sandbox_, Medium::kNetwork, config);
+  FarSide& device = *place.device;
   for (int job = 0; job < 4; ++job) {
     const int most_x = Pick({300, 600}), most_y = Pick({200, 300, 600});
     for (const int number : {10323, 11323})
-      device.SetVariable({.number = number, .maximum = most_x});
+      device->SetVariable({.number = number, .maximum = most_x});
     for (const int number : {10324, 11324})
-      device.SetVariable({.number = number, .maximum = most_y});
+      device->SetVariable({.number = number, .maximum = most_y});
     const int flip = Roll(0, 2);
-    device.ClearFaults();
-    device.AddFault("answer@variable:13510=" + std::to_string(flip));
-    host_.emplace(name, T_IO_NETWORK);
+    device->ClearFaults();
+    device->AddFault("answer@variable:13510=" + std::to_string(flip));
+    host_.emplace(place.name, T_IO_NETWORK);
     ASSERT_TRUE(host_->Open() && host_->Lock() && host_->Learn());
     bool enlarged = false;
     for (int i = 0; i < 6 && !HasFailure(); ++i) {

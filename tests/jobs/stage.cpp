@@ -9,24 +9,14 @@ namespace scantk::test {
 namespace {
 
 void Configure(const std::string& name, const std::string& value, sim::DeviceConfig* config) {
-  const std::map<std::string, int*> numbers = {
-      {"sheets", &config->sheets},
-      {"sheet-height", &config->sheet_height},
-      {"hosts", &config->max_connections},
-      {"quality", &config->delivery.jpeg_quality},
-      {"restart", &config->delivery.jpeg_restart},
-  };
-  if (const auto found = numbers.find(name); found != numbers.end())
-    *found->second = static_cast<int>(Number(value));
+  if (name == "sheets")
+    config->sheets = static_cast<int>(Number(value));
   else if (name == "paper")
     config->paper = value;
   else if (name == "block")
     config->delivery.block_bytes = static_cast<size_t>(Number(value));
   else if (name == "raster")
     config->delivery.record_bytes = static_cast<size_t>(Number(value));
-  else if (name == "jpeg" && value.size() == 3)
-    config->delivery.jpeg_horizontal = value[0] - '0',
-    config->delivery.jpeg_vertical = value[2] - '0';
   else
     throw std::runtime_error("a device has no " + name);
 }
@@ -76,7 +66,7 @@ void Stage::StartDevice(const Words& words) {
 }
 
 void Stage::Forget() {
-  wire_at = wire_from = Device().Log().size();
+  wire_at = wire_from = Device()->log().size();
   trace_at = trace_from = sandbox.TraceLines().size();
 }
 

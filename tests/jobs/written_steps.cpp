@@ -34,21 +34,30 @@ bool Soon(const std::function<bool()>& look) {
   return good;
 }
 
-void ExpectLine(const Words& words, size_t* from, const std::function<Words()>& lines) {
-  if (!Soon([&] { return FindLine(lines(), words.at(0), from); }))
-    throw Mismatch("a line \"" + words[0] + "\"", "none behind line " + std::to_string(*from));
+using Lines = Words (*)(Stage&);
+
+// Behind `from` there is a line with the text.
+auto Line(Lines lines, size_t Stage::*from) {
+  return [=](Stage& stage, const Words& words) {
+    if (!Soon([&] { return FindLine(lines(stage), words.at(0), &(stage.*from)); }))
+      throw Mismatch("a line \"" + words[0] + "\"",
+                     "none behind line " + std::to_string(stage.*from));
+  };
 }
 
-void ExpectCount(const Words& words, size_t from, const std::function<Words()>& lines) {
-  Words found;
-  if (Soon([&] {
-        found = LinesWith(lines(), words.at(1), from);
-        return static_cast<int64_t>(found.size()) == Number(words[0]);
-      }))
-    return;
-  std::string got = std::to_string(found.size());
-  for (const std::string& line : found) got += "\n    " + line;
-  throw Mismatch(words[0] + " lines with \"" + words[1] + "\"", got);
+// There are so many.
+auto Count(Lines lines, size_t Stage::*from) {
+  return [=](Stage& stage, const Words& words) {
+    Words found;
+    if (Soon([&] {
+          found = LinesWith(lines(stage), words.at(1), stage.*from);
+          return static_cast<int64_t>(found.size()) == Number(words[0]);
+        }))
+      return;
+    std::string got = std::to_string(found.size());
+    for (const std::string& line : found) got += "\n    " + line;
+    throw Mismatch(words[0] + " lines with \"" + words[1] + "\"", got);
+  };
 }
 
 // The whole trace since the last "forget".
@@ -59,7 +68,7 @@ void CompareTrace(Stage& stage, const Words& words) {
   const Words own_names = {name,
                            name.substr(name.rfind('\\') + 1),
                            stage.sandbox.Folder(),
-                           stage.Device().Config().address,
+                           stage.Device()->config().address,
                            LibraryPath(),
                            ExecutablePath()};
   const std::string difference = GoldenDifference(
@@ -80,7 +89,7 @@ void SetRegistry(Stage& stage, const Words& words) {
 void ExpectStored(Stage& stage, const Words& words) {
   const std::string got = stage.sandbox.DeviceText(stage.device_name, words.at(0));
   const std::string& expected =
-      words.at(1) == "its-address" ? stage.Device().Config().address : words[1];
+      words.at(1) == "its-address" ? stage.Device()->config().address : words[1];
   if (got != expected) throw Mismatch(words[0] + " " + expected, got);
 }
 
@@ -101,29 +110,19 @@ void ExpectBytes(Stage& stage, const Words& words) {
 }  // namespace
 
 const Steps& WrittenSteps() {
+  const Lines wire = [](Stage& s) { return s.Device()->log(); };
+  const Lines trace = [](Stage& s) { return s.sandbox.TraceLines(); };
   static const Steps steps = {
-      {"wire",
-       [](Stage& s, const Words& words) {
-         ExpectLine(words, &s.wire_at, [&] { return s.Device().Log(); });
-       }},
-      {"wires",
-       [](Stage& s, const Words& words) {
-         ExpectCount(words, s.wire_from, [&] { return s.Device().Log(); });
-       }},
-      {"trace",
-       [](Stage& s, const Words& words) {
-         ExpectLine(words, &s.trace_at, [&] { return s.sandbox.TraceLines(); });
-       }},
-      {"traces",
-       [](Stage& s, const Words& words) {
-         ExpectCount(words, s.trace_from, [&] { return s.sandbox.TraceLines(); });
-       }},
+      {"wire", Line(wire, &Stage::wire_at)},
+      {"wires", Count(wire, &Stage::wire_from)},
+      {"trace", Line(trace, &Stage::trace_at)},
+      {"traces", Count(trace, &Stage::trace_from)},
       {"forget", [](Stage& s, const Words&) { s.Forget(); }},
       {"registry", SetRegistry},
       {"stored", ExpectStored},
       {"discovery",
        [](Stage& s, const Words& words) {
-         s.discovery = TellDiscovery(words.at(0), s.Device().Config().address, s.sandbox.Folder());
+         s.discovery = TellDiscovery(words.at(0), s.Device()->config().address, s.sandbox.Folder());
        }},
       {"clock", [](Stage& s, const Words&) { s.clock = TheClock().TickCount(); }},
       {"within", ExpectWithin},

@@ -156,22 +156,22 @@ std::vector<std::string> RunRandomJob(uint64_t seed, int64_t number, std::string
   const std::vector<Medium> media = Media();
   const Place place = NewPlace(sandbox, media[static_cast<size_t>(number) % media.size()], config);
   FarSide& device = *place.device;
-  device.AddFault(job.fault);
+  device->AddFault(job.fault);
   *what = std::string(Name(place.medium)) + ", " + job.fault + (job.jpeg ? ", JPEG" : "") +
           (job.feeder ? ", feeder" : "");
   Host host(place.name, IoType(place.medium));
   if (job.lies == 2) host.excuse = Excuse::kDeviceLies;
-  host.before_call = [&] {
+  host.before_call = [&](const char*) {
     if (--job.gone_before == 0) device.Unplug(), device.Plug(), *what += ", off and on";
   };
   Do(job, &host);
   host.before_call = {};
   host.excuse = Excuse::kNone;
-  device.ReserveElsewhere(false);
-  for (int wait = 0; device.Locked() && wait < 1000; ++wait) TheClock().Sleep(10);
-  if (device.Locked()) host.Fail("the device stayed locked");
-  device.ClearFaults();
-  device.TakePaperOut();
+  device->ReserveElsewhere(false);
+  for (int wait = 0; device->locked() && wait < 1000; ++wait) TheClock().Sleep(10);
+  if (device->locked()) host.Fail("the device stayed locked");
+  device->ClearFaults();
+  device->TakePaperOut();
   // What was learnt of a device that lies is not asked for again; another session learns anew.
   if (host.Open() && host.Lock()) {
     host.Do("ResetScanner", host.toolkit.scanner, &IScanner::ResetScanner, host.session);

@@ -108,7 +108,6 @@ class Sweep {
   }
 
   void SweepMedium() {
-    longest_.clear();
     clean_ = Learn(kJobs[0]);
     for (const SweepJob& job : kJobs) {
       if (!Chosen("--job", job.name)) continue;
@@ -116,11 +115,6 @@ class Sweep {
       for (const FaultName& fault : kFaults)
         if (Chosen("--fault", fault.name)) SweepPlaces(job, fault);
     }
-    for (const auto& [method, ms] : longest_)
-      if (ms > 0)
-        std::printf("%-8s longest %-22s %9lld ms of %lld\n", medium_, method.c_str(),
-                    static_cast<long long>(ms),
-                    static_cast<long long>(TimeBound(method, io_type_)));
   }
 
   std::unique_ptr<sim::ScannerCore> NewDevice(const SweepJob& job) {
@@ -146,8 +140,6 @@ class Sweep {
       host.Run(job);
       run = {host.finished, std::move(host.problems),         std::move(host.pages),
              host.progress, host.page.granted.dwBytesPerLine, {}};
-      for (const auto& [method, ms] : host.longest)
-        longest_[method] = std::max(longest_[method], ms);
     } catch (const std::bad_alloc&) {
       if (excuse != Excuse::kSystemFails) run.problems.push_back("no object");
     }
@@ -262,7 +254,6 @@ class Sweep {
   Run reference_, clean_;
   int64_t jobs_ = 0, registry_changes_ = 0;
   int wrong_ = 0;
-  std::map<std::string, int64_t> longest_;
 };
 
 }  // namespace

@@ -3,7 +3,6 @@
 #define SCANTK_TESTS_SWEEP_WATCHED_HOST_H_
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,10 +21,6 @@ struct SweepJob {
   bool reserves = false;   // the device before, and resets it behind
 };
 
-// How long a method may hold its host when one thing goes wrong at a device on this medium: virtual
-// milliseconds, which have no tolerance.
-int64_t TimeBound(const std::string& method, uint32_t io_type);
-
 class WatchedHost : public Host {
  public:
   // Throws std::bad_alloc when no object is made.
@@ -39,7 +34,6 @@ class WatchedHost : public Host {
   std::vector<std::vector<uint8_t>> pages;
   // After each read: the bytes that the device had sent by then, and the image bytes delivered.
   std::vector<std::pair<int64_t, size_t>> progress;
-  std::map<std::string, int64_t> longest;  // virtual ms of each method
 
  protected:
   void Before(const char* method) override;

@@ -2,35 +2,30 @@
 
 #include "simulator/dot4_device.h"
 #include "simulator/usb_device.h"
-#include "tests/jobs/far_side_of.h"
+#include "tests/jobs/far_side.h"
 
 namespace scantk::test {
 namespace {
 
-template <class Device>
-class AttachedFarSide : public FarSideOf<Device> {
+class StackFarSide : public FarSide {
  public:
-  using FarSideOf<Device>::FarSideOf;
-  std::string Path() const override { return this->device_->path(); }
-  void Unplug() override { this->device_->Unplug(); }
-  void Plug() override { this->device_->Plug(); }
-};
-
-class StackFarSide : public AttachedFarSide<sim::Dot4Device> {
- public:
-  using AttachedFarSide::AttachedFarSide;
-  int Connections() const override { return device_->open_channels(); }
-  void LoseHandles() override { device_->LoseHandles(); }
+  explicit StackFarSide(std::unique_ptr<sim::Dot4Device> device)
+      : FarSide(std::move(device)), stack_(static_cast<sim::Dot4Device&>(*operator->())) {}
+  int Connections() const override { return stack_.open_channels(); }
+  void LoseHandles() override { stack_.LoseHandles(); }
   void FailRequests(const std::string& kind, const std::vector<uint32_t>& errors) override {
     for (const auto code :
          {sim::Dot4Code::kOpenChannel, sim::Dot4Code::kCloseChannel, sim::Dot4Code::kRead,
           sim::Dot4Code::kWrite, sim::Dot4Code::kCreateSocket, sim::Dot4Code::kDestroySocket}) {
       if (sim::Dot4Name(static_cast<uint32_t>(code)) == kind)
-        return device_->FailRequests(code, {errors.begin(), errors.end()});
+        return stack_.FailRequests(code, {errors.begin(), errors.end()});
     }
     NotHere("a request called " + kind);
   }
-  std::vector<std::string> LayoutFaults() const override { return device_->layout_faults(); }
+  std::vector<std::string> LayoutFaults() const override { return stack_.layout_faults(); }
+
+ private:
+  sim::Dot4Device& stack_;
 };
 
 }  // namespace
@@ -49,8 +44,7 @@ std::unique_ptr<FarSide> StartAttached(Medium medium, const sim::DeviceConfig& c
                                        const std::string& path) {
   if (medium == Medium::kDot4)
     return std::make_unique<StackFarSide>(std::make_unique<sim::Dot4Device>(config, path));
-  return std::make_unique<AttachedFarSide<sim::UsbDevice>>(
-      std::make_unique<sim::UsbDevice>(config, path));
+  return std::make_unique<FarSide>(std::make_unique<sim::UsbDevice>(config, path));
 }
 
 }  // namespace scantk::test

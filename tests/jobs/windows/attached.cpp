@@ -13,7 +13,7 @@
 #include "platform/component.h"
 #include "platform/discovery_interfaces.h"
 #include "platform/system.h"
-#include "tests/jobs/far_side_of.h"
+#include "tests/jobs/far_side.h"
 
 namespace scantk::test {
 namespace {
@@ -36,10 +36,10 @@ struct HandleTraits {
 
 // One opening of the file after the other, each a connection of its own. As on the real cable, what
 // the device sends at once is one transfer: a read is filled from it.
-class PipeFarSide : public FarSideOf<sim::SimulatedDevice> {
+class PipeFarSide : public FarSide {
  public:
   explicit PipeFarSide(const sim::DeviceConfig& config)
-      : FarSideOf(std::make_unique<sim::SimulatedDevice>(config)) {
+      : FarSide(std::make_unique<sim::SimulatedDevice>(config)) {
     static std::atomic<int> count = 0;
     path_ = "\\\\.\\pipe\\scantk-cable-" + std::to_string(GetCurrentProcessId()) + "-" +
             std::to_string(++count);
@@ -87,7 +87,7 @@ class PipeFarSide : public FarSideOf<sim::SimulatedDevice> {
     sockaddr_in to = {};
     to.sin_family = AF_INET;
     to.sin_port = htons(kScanPort);
-    to.sin_addr.s_addr = inet_addr(Config().address.c_str());
+    to.sin_addr.s_addr = inet_addr((*this)->config().address.c_str());
     char greeting[2];
     if (connect(socket_.Get(), reinterpret_cast<sockaddr*>(&to), sizeof to) == 0)
       recv(socket_.Get(), greeting, sizeof greeting, MSG_WAITALL);
