@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "imaging/cpu.h"
@@ -21,14 +22,9 @@ inline void Append(Bytes& to, const Bytes& more) {
   to.insert(to.end(), more.begin(), more.end());
 }
 
-// One callback. Events are compared whole, in the order in which all stages gave them.
-struct Event {
-  size_t stage;
-  bool output;
-  uint64_t position;
-  Bytes data;
-  bool operator==(const Event&) const = default;
-};
+// One callback: stage, whether it is of its output, position, data. Events are compared whole, in
+// the order in which all stages gave them.
+using Event = std::tuple<size_t, bool, uint64_t, Bytes>;
 
 struct Outcome {
   Bytes output;
