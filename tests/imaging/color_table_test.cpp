@@ -1,4 +1,6 @@
 // The colour conversion's kinds and the lookups of the table transform.
+#include <array>
+
 #include "tests/imaging/pipeline_harness.h"
 
 namespace scantk::testing {
@@ -22,22 +24,20 @@ TEST(ColorSpace, KnownPixels) {
 }
 
 TEST(ColorSpace, OtherKindsComeBackToWhereTheyStarted) {
-  const struct {
-    int64_t there, back, table;
-    int tolerance;
-  } pairs[] = {{0, 1, 0, 2}, {0, 1, 1, 2}, {3, 2, 0, 8}, {5, 4, 0, 12}};
+  // There, back, table, tolerance.
+  const std::array<int, 4> pairs[] = {{0, 1, 0, 2}, {0, 1, 1, 2}, {3, 2, 0, 8}, {5, 4, 0, 12}};
   Bytes colors;
   for (int i = 0; i < 18 * 16 * 5; ++i) {
     for (const int c : {i / 80 * 15, i / 5 % 16 * 17, i % 5 * 63}) {
       colors.push_back(static_cast<uint8_t>(c));
     }
   }
-  for (const auto& pair : pairs) {
-    const Bytes there = Convert({pair.there, pair.table}, colors).output;
-    const Bytes back = Convert({pair.back, pair.table}, there).output;
-    ASSERT_EQ(back.size(), colors.size());
+  for (const auto& [there, back, table, tolerance] : pairs) {
+    const Bytes other = Convert({there, table}, colors).output;
+    const Bytes again = Convert({back, table}, other).output;
+    ASSERT_EQ(again.size(), colors.size());
     for (size_t i = 0; i < colors.size(); ++i) {
-      ASSERT_NEAR(back[i], colors[i], pair.tolerance) << "kind " << pair.there << ", byte " << i;
+      ASSERT_NEAR(again[i], colors[i], tolerance) << "kind " << there << ", byte " << i;
     }
   }
 }

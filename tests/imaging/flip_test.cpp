@@ -27,13 +27,8 @@ TEST(Flip, TurnsAndReverses) {
 // Rows that never came are white, surplus ones are dropped, whatever stands behind the flip; the
 // count may change when the first three have come, never beyond the places for rows.
 TEST(Flip, RowCountAgainstRowsThatCome) {
-  const struct {
-    const char* what;
-    std::initializer_list<int64_t> params;
-    int64_t later;  // the count after three rows, -1: unchanged
-    Bytes more;     // behind them
-    Bytes output;
-  } cases[] = {
+  // Parameters; the count after three rows, -1: unchanged; rows behind them; output.
+  const std::tuple<const char*, std::vector<int64_t>, int64_t, Bytes, Bytes> cases[] = {
       {"reversed, two missing", {0, 1, 5}, -1, {}, {255, 255, 3, 2, 1}},
       {"reversed, too many", {0, 1, 2}, -1, {4, 5}, {2, 1}},
       {"mirrored, two missing", {1, 0, 5}, -1, {}, {1, 2, 3, 255, 255}},
@@ -49,19 +44,19 @@ TEST(Flip, RowCountAgainstRowsThatCome) {
       {"the same", {0, 1, 4}, 4, {4}, {4, 3, 2, 1}},
       {"the same, all have come", {0, 1, 3}, 3, {}, {3, 2, 1}},
   };
-  for (const auto& test : cases) {
+  for (const auto& [what, params, later, more, output] : cases) {
     for (const bool before_another : {false, true}) {
-      std::vector<XformDescriptor> chain = {BuiltIn(XFORM_FLIP, test.params)};
+      std::vector<XformDescriptor> chain = {BuiltIn(XFORM_FLIP, {params[0], params[1], params[2]})};
       if (before_another) chain.push_back(BuiltIn(XFORM_TABLE, {1}));
       Harness harness(chain, Traits(1, 8));
       harness.Feed({1, 2, 3});
-      ipSetXformParam(0, 2, test.later < 0 ? test.params.begin()[2] : test.later, harness.handle());
+      ipSetXformParam(0, 2, later < 0 ? params[2] : later, harness.handle());
       EXPECT_EQ(ipApplyXformParams(0, harness.handle()), IP_FINISHED);
-      harness.Feed(test.more);
+      harness.Feed(more);
       harness.Drain();
-      EXPECT_EQ(harness.outcome().output, test.output) << test.what;
-      EXPECT_EQ(harness.outcome().result, IP_FINISHED) << test.what;
-      EXPECT_EQ(harness.outcome().used, 3 + test.more.size()) << test.what;
+      EXPECT_EQ(harness.outcome().output, output) << what;
+      EXPECT_EQ(harness.outcome().result, IP_FINISHED) << what;
+      EXPECT_EQ(harness.outcome().used, 3 + more.size()) << what;
     }
   }
   EXPECT_EQ(Flip({0, 1, 2}, 1, 8, {}).output, (Bytes{255, 255})) << "no row at all";

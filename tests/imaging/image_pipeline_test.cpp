@@ -139,14 +139,13 @@ TEST(ImagePipeline, TellsItsOutputWhenItCan) {
 TEST(ImagePipeline, MovesWhatACallHasRoomFor) {
   Harness harness({kPass}, Traits(1500, 8));
   const Bytes input = RandomBytes(4500, 2);
-  const struct {
-    size_t at, given, room, used, total;
-  } calls[] = {{0, 0, 5000, 0, 0},         {0, 4500, 0, 1500, 0},
-               {1500, 3000, 0, 0, 0},      {1500, 3000, 600, 0, 600},
-               {1500, 3000, 899, 0, 1499}, {1500, 3000, 9000, 3000, 4500}};
-  for (const auto& call : calls) {
-    EXPECT_EQ(harness.Call(input.data() + call.at, call.given, call.room), call.used);
-    EXPECT_EQ(harness.outcome().output.size(), call.total);
+  // Begins at, bytes given, room; bytes used, output in all.
+  const std::tuple<size_t, size_t, size_t, size_t, size_t> calls[] = {
+      {0, 0, 5000, 0, 0},        {0, 4500, 0, 1500, 0},      {1500, 3000, 0, 0, 0},
+      {1500, 3000, 600, 0, 600}, {1500, 3000, 899, 0, 1499}, {1500, 3000, 9000, 3000, 4500}};
+  for (const auto& [at, given, room, uses, total] : calls) {
+    EXPECT_EQ(harness.Call(input.data() + at, given, room), uses);
+    EXPECT_EQ(harness.outcome().output.size(), total);
     EXPECT_EQ(harness.outcome().result, 0);
   }
   EXPECT_TRUE(harness.outcome().output == input);

@@ -155,12 +155,7 @@ TEST(Scale, ShrinksByDroppingOrByAveraging) {
 
 // Rows as text, a digit per pixel.
 TEST(Scale, BilevelBytesAreStretched) {
-  const struct {
-    double factor;
-    int pixels;
-    Bytes row;
-    std::string bits;
-  } cases[] = {
+  const std::tuple<double, int, Bytes, std::string> cases[] = {
       {0.5, 16, {0xAF, 0x0C}, "11110010"},
       {1.0, 8, {0xA5}, "10100101"},
       {2.0, 8, {0xA5}, "1100110000110011"},
@@ -176,13 +171,12 @@ TEST(Scale, BilevelBytesAreStretched) {
       // 40 pixels make 52 by pairs of pixels; 53 are asked for.
       {1.325, 40, Bytes(5), std::string(52, '0') + "1111"},
   };
-  for (const auto& test : cases) {
+  for (const auto& [factor, pixels, row, bits] : cases) {
     std::string text;
-    for (const uint8_t byte :
-         Scale(test.factor, 1.0, true, Traits(test.pixels, 1), test.row).output) {
+    for (const uint8_t byte : Scale(factor, 1.0, true, Traits(pixels, 1), row).output) {
       for (int bit = 7; bit >= 0; --bit) text += byte >> bit & 1 ? '1' : '0';
     }
-    EXPECT_EQ(text, test.bits) << test.factor;
+    EXPECT_EQ(text, bits) << factor;
   }
   EXPECT_EQ(Scale(1.0, 2.5, true, Traits(8, 1), {1, 2}).output, (Bytes{1, 1, 2, 2, 2}));
   const Bytes smooth = Scale(2.0, 2.0, false, Traits(8, 1), {0xF0, 0xF0, 0xFF, 0xFF}).output;
