@@ -24,7 +24,6 @@
 #include "simulator/dot4_device.h"
 #include "simulator/simulated_device.h"
 #include "simulator/usb_device.h"
-#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 
 namespace {

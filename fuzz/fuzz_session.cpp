@@ -14,7 +14,7 @@
 #include "scanner/scanner_object.h"
 #include "simulator/paper.h"
 #include "simulator/scanner_core.h"
-#include "tests/contract/page_parameters.h"
+#include "tests/contract/toolkit.h"
 #include "tests/jobs/methods.h"
 #include "tests/sweep/virtual_network.h"
 

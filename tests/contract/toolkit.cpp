@@ -155,6 +155,19 @@ Toolkit::Toolkit(const ComPtr<IScanner>& object) : scanner(object) {
   EXPECT_EQ(S_OK, scanner->QueryInterface(IID_ISPF, spf.OutVoid()));
 }
 
+SCANNER_PARAMETERS PageParameters(uint32_t mode, uint16_t dpi, const PageArea& area) {
+  SCANNER_PARAMETERS page = {};
+  page.dwLeft = area.left;
+  page.dwTop = area.top;
+  page.dwWidth = area.width;
+  page.dwLength = area.length;
+  page.dwScanMode = mode;
+  page.byBitsPerChannel = mode == T_BW ? 1 : 8;
+  page.wXResolution = page.wYResolution = dpi;
+  page.wGreyChannel = T_GREY_NTSC;
+  return page;
+}
+
 std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
   return out << "0x" << std::hex << static_cast<uint32_t>(outcome.result) << std::dec << " "
              << ToolkitErrorText(outcome.code) << " (" << outcome.code << ")";

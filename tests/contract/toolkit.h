@@ -8,12 +8,32 @@
 #include <string>
 #include <vector>
 
+#include "contract/component_types.h"
 #include "contract/interfaces.h"
+#include "contract/records.h"
 #include "platform/owner.h"
 #include "platform/registry.h"
-#include "tests/contract/installation.h"
 
 namespace scantk::test {
+
+// What the system is told of the toolkit has one implementation for each system: this class and the
+// two functions below it.
+//
+// While one lives, the machine's part of the registry is a new one that nobody else sees; on Linux
+// it is a file in `folder`, and the class registrations are in it too. One at a time.
+class OwnRegistry {
+ public:
+  explicit OwnRegistry(const std::string& folder);
+  ~OwnRegistry();
+  OwnRegistry(const OwnRegistry&) = delete;
+  OwnRegistry& operator=(const OwnRegistry&) = delete;
+};
+
+// The library's full path, as the system writes it.
+std::string LibraryPath();
+
+// Calls an entry point without arguments of the library, by its name.
+HRESULT CallEntryPoint(const char* name);
 
 // A folder that goes when its owner goes, and the registry that the toolkit of this process reads
 // from now on. The thread that makes one can use components while it lives.
@@ -66,6 +86,16 @@ struct Toolkit {
   ComPtr<IReserve> reserve;
   ComPtr<ISPF> spf;
 };
+
+// In 1/300 inch.
+struct PageArea {
+  uint32_t width, length;
+  uint32_t left = 0, top = 0;
+};
+
+// As most hosts ask for a page: `dpi` in both directions, from the glass; a `mode` with levels has
+// eight bits of them.
+SCANNER_PARAMETERS PageParameters(uint32_t mode, uint16_t dpi, const PageArea& area);
 
 // A method's result and toolkit error code, compared and printed together.
 struct Outcome {

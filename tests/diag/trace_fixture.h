@@ -42,12 +42,14 @@ class TraceFixture : public testing::Test {
 
   // Writes the registry; it takes effect when a trace object reloads.
   void Configure(uint32_t enabled, uint32_t level, uint32_t destination) {
+    Configure(enabled, level, destination, TracePath());
+  }
+  void Configure(uint32_t enabled, uint32_t level, uint32_t destination, const std::string& path) {
     RegistryKey key;
     ASSERT_EQ(0u, RegistryKey::Create(RegistryRoot::kLocalMachine, kTestTraceKey, &key, nullptr));
     key.SetDword("LogEnabled", enabled);
     key.SetDword("LogLevel", level);
     key.SetDword("LogDestination", destination);
-    const std::string path = TracePath();
     key.SetString("LogFile", path.c_str(), static_cast<uint32_t>(path.size()) + 1);
   }
 

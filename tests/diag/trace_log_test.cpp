@@ -135,13 +135,7 @@ TEST_F(TraceLogTest, BannerLeadsTheFirstLineOfAThread) {
 TEST_F(TraceLogTest, RegistryIsReadAtReload) {
   TraceLog trace;
   const std::string other = place_.File("other.log");
-  const auto set_file = [&](const std::string& path) {
-    RegistryKey key;
-    ASSERT_EQ(0u, RegistryKey::Open(RegistryRoot::kLocalMachine, kTestTraceKey,
-                                    RegistryAccess::kReadWrite, &key));
-    key.SetString("LogFile", path.c_str(), static_cast<uint32_t>(path.size()) + 1);
-  };
-  set_file(other);
+  Configure(1, 0xFFFFFFFF, 1, other);
   trace.PrintText(TRACE_FLOW, "old file");
   trace.ReloadSettings();
   trace.PrintText(TRACE_FLOW, "new file");
@@ -150,7 +144,7 @@ TEST_F(TraceLogTest, RegistryIsReadAtReload) {
   // A path that does not fit counts as none; without one the file lies in the temporary folder.
   const std::string usual = TemporaryFolder();
   for (const char* name : {"TMPDIR", "TMP"}) SetEnvironment(name, place_.Folder());
-  set_file(std::string(260, 'p'));
+  Configure(1, 0xFFFFFFFF, 1, std::string(260, 'p'));
   trace.ReloadSettings();
   trace.PrintText(TRACE_FLOW, "temporary");
   for (const char* name : {"TMPDIR", "TMP"}) SetEnvironment(name, usual);

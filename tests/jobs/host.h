@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "tests/contract/page_parameters.h"
 #include "tests/contract/toolkit.h"
 #include "tests/jobs/picture.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/owner.h"
-#include "tests/contract/installation.h"
+#include "tests/contract/toolkit.h"
 
 namespace scantk::test {
 namespace {

@@ -13,7 +13,7 @@
 #include "platform/component.h"
 #include "platform/owner.h"
 #include "platform/system.h"
-#include "tests/contract/installation.h"
+#include "tests/contract/toolkit.h"
 #include "tests/jobs/records.h"
 
 namespace scantk::test {

@@ -1,4 +1,4 @@
-#include "tests/contract/installation.h"
+#include "tests/contract/toolkit.h"
 
 #include <dlfcn.h>
 

@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cerrno>
-
-#include "platform/error_codes.h"
-#include "platform/posix/error_table.h"
 #include "platform/posix/unicode.h"
 #include "platform/system.h"
 
@@ -35,17 +31,6 @@ TEST(TextTest, Utf8AndUtf16BothWays) {
   EXPECT_EQ(Narrow(u"\xDE00"), "?");
   EXPECT_EQ(Narrow(u"\xD83D"), "?");
   EXPECT_EQ(Narrow(nullptr), "");
-}
-
-TEST(ErrorTableTest, KnowsWhatMattersAbove) {
-  EXPECT_EQ(FileError(EACCES), error::kAccessDenied);
-  EXPECT_EQ(FileError(99999), error::kGenFailure);
-  EXPECT_EQ(SocketError(ECONNREFUSED), error::kSocketRefused);
-  EXPECT_EQ(SocketError(EINPROGRESS), error::kSocketWouldBlock);
-  EXPECT_EQ(error::ToResult(SocketError(ETIMEDOUT)), static_cast<HRESULT>(0x8007274C));
-  EXPECT_EQ(error::OfFailure(SocketError(0)), error::kUnexpectedNetError);
-  SocketError(11111);
-  EXPECT_EQ(TakeUnknownSocketErrno(), 11111);
 }
 
 }  // namespace
