@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <sstream>
 
 #include "platform/component.h"
 #include "platform/system.h"
@@ -108,15 +107,9 @@ void Sandbox::SwitchTraceOn(uint32_t level, uint32_t destination) {
   SetText(key, "LogFile", TracePath());
 }
 
-std::string Sandbox::Trace() const {
-  return ReadWholeFile(TracePath());
-}
-
 std::vector<std::string> Sandbox::TraceLines() const {
-  std::istringstream text(Trace());
   std::vector<std::string> lines;
-  for (std::string line; std::getline(text, line);) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
+  for (const std::string& line : scantk::TraceLines(TracePath())) {
     const size_t start = line.find_first_not_of(' ');
     if (start != std::string::npos) lines.push_back(line.substr(start));
   }

@@ -56,7 +56,6 @@ class Sandbox {
 
   std::string Folder() const { return folder_; }
   static std::string TracePath();
-  std::string Trace() const;
   std::vector<std::string> TraceLines() const;  // without line ends and indentation
   void ClearTrace();
 

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -52,16 +53,10 @@ inline std::string ReadWholeFile(const std::string& path) {
 // The lines of a trace file without their ends. A line that does not end in CR LF is led by "!".
 inline std::vector<std::string> TraceLines(const std::string& path) {
   std::vector<std::string> lines;
-  const std::string text = ReadWholeFile(path);
-  for (size_t at = 0; at < text.size();) {
-    const size_t end = text.find('\n', at);
-    if (end == std::string::npos || end == at || text[end - 1] != '\r') {
-      lines.push_back("!" + text.substr(at, end - at));
-    } else {
-      lines.push_back(text.substr(at, end - at - 1));
-    }
-    if (end == std::string::npos) break;
-    at = end + 1;
+  std::istringstream text(ReadWholeFile(path));
+  for (std::string line; std::getline(text, line);) {
+    const bool whole = line.ends_with('\r');
+    lines.push_back(whole ? line.substr(0, line.size() - 1) : "!" + line);
   }
   return lines;
 }
