@@ -1,5 +1,6 @@
 #include "tests/sweep/watched_host.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -100,34 +101,31 @@ void WatchedHost::Run(const SweepJob& job) {
 bool WatchedHost::Scan(const SweepJob& job) {
   // Capabilities, once learned, set what is usual: what is chosen before them is lost.
   ADF2_CAPABILITIES feeder;
-  if (!Learn() || (job.sheets > 0 && Do("GetADF2Capabilities", toolkit.feeder,
-                                        &IADF2::GetADF2Capabilities, session, &feeder) != kOk))
+  const bool feeds = job.sheets > 0;
+  if (!Learn() || (feeds && Do("GetADF2Capabilities", toolkit.feeder, &IADF2::GetADF2Capabilities,
+                               session, &feeder) != kOk))
     return false;
   Compress(job.jpeg);
-  if (job.sheets > 0) return ScanSheets(job);
+  if (feeds)
+    Do("SetADFOptions", toolkit.feeder, &IADF2::SetADFOptions, session,
+       uint32_t{T_ADF_MULTIPAGE_FLOW});
   const auto& reserve = toolkit.reserve;
   if (job.reserves && Do("JobReserveHW", reserve, &IReserve::JobReserveHW, session, 0u) == kOk)
     Do("JobReleaseHW", reserve, &IReserve::JobReleaseHW, session);
-  const bool scanned = ScanPage(job);
+  bool scanned = true;
+  for (int sheet = 0; scanned && sheet < std::max(1, job.sheets); ++sheet) scanned = ScanPage(job);
   if (job.reserves) Do("ResetScanner", toolkit.scanner, &IScanner::ResetScanner, session);
   return scanned;
 }
 
-bool WatchedHost::ScanSheets(const SweepJob& job) {
-  uint8_t ready = 0;
-  Do("SetADFOptions", toolkit.feeder, &IADF2::SetADFOptions, session,
-     uint32_t{T_ADF_MULTIPAGE_FLOW});
-  for (int sheet = 0; sheet < job.sheets; ++sheet) {
-    if (Do("ADFIsReady", toolkit.feeder, &IADF::ADFIsReady, session, &ready) != kOk) return false;
-    Do("ADFPaperFeed", toolkit.feeder, &IADF::ADFPaperFeed, session);
-    if (!ScanPage(job)) return false;
-  }
-  return true;
-}
-
 bool WatchedHost::ScanPage(const SweepJob& job) {
   page.asked = PageParameters(job.mode, 75, {job.width, job.length});
-  page.asked.wScanMethod = job.sheets > 0 ? T_METHOD_ADF : T_METHOD_FLATBED;
+  if (job.sheets > 0) {
+    uint8_t ready = 0;
+    page.asked.wScanMethod = T_METHOD_ADF;
+    if (Do("ADFIsReady", toolkit.feeder, &IADF::ADFIsReady, session, &ready) != kOk) return false;
+    Do("ADFPaperFeed", toolkit.feeder, &IADF::ADFPaperFeed, session);
+  }
   const bool read = Start() && Read(2) == kEndOfPage;
   pages.push_back(page.bytes);
   image_ += page.bytes.size();

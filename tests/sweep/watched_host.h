@@ -42,7 +42,6 @@ class WatchedHost : public Host {
 
  private:
   bool Scan(const SweepJob& job);
-  bool ScanSheets(const SweepJob& job);
   bool ScanPage(const SweepJob& job);
 
   const uint32_t io_type_;
