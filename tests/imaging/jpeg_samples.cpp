@@ -1,5 +1,6 @@
 #include "tests/imaging/jpeg_samples.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>

@@ -15,7 +15,9 @@ HMODULE Load() {
   return LoadLibraryA(LibraryPath().c_str());
 }
 const auto Free = FreeLibrary;
-const auto Entry = GetProcAddress;
+void* Entry(HMODULE library, const char* name) {
+  return reinterpret_cast<void*>(GetProcAddress(library, name));
+}
 #else
 void* Load() {
   return dlopen(LibraryPath().c_str(), RTLD_NOW | RTLD_LOCAL);
