@@ -67,7 +67,7 @@ RegistryKey Sandbox::AddDevice(const std::string& name, const std::string& path,
 }
 
 std::string Sandbox::AddNetworkDevice(const std::string& address) {
-  const std::string name =
+  std::string name =
       "test scanner " + std::to_string(devices_.size()) + " " + std::to_string(ProcessId());
   RegistryKey data = AddDevice(name, "", T_IO_NETWORK);
   SetText(data, "NetworkDeviceID", name);

@@ -21,7 +21,6 @@ namespace scantk {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::SizeIs;
 

@@ -77,7 +77,7 @@ Bytes EncodeJpeg(const JpegRecipe& recipe) {
                         static_cast<JDIMENSION>(8 * info.max_v_samp_factor));
   }
   jpeg_finish_compress(&info);
-  const Bytes stream(memory, memory + size);
+  Bytes stream(memory, memory + size);
   jpeg_destroy_compress(&info);
   std::free(memory);
   return stream;

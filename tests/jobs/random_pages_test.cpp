@@ -18,7 +18,7 @@ namespace {
 // Columns of every darkness, the same in every row, so that a row that leans over or is squashed
 // shows.
 std::string Stripes(const std::string& folder) {
-  const std::string path = folder + "/stripes.pgm";
+  std::string path = folder + "/stripes.pgm";
   std::ofstream file(path, std::ios::binary);
   file << "P5 2550 1200 255\n";
   for (int i = 0; i < 2550 * 1200; ++i)

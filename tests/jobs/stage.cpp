@@ -74,7 +74,7 @@ Words Cut(Words* words, const std::string& mark) {
   const auto begin = std::find(words->begin(), words->end(), mark);
   if (begin == words->end()) return {};
   const auto end = std::find(begin + 1, words->end(), "=");
-  const Words cut(begin + 1, end);
+  Words cut(begin + 1, end);
   words->erase(begin, end);
   return cut;
 }
