@@ -9,6 +9,9 @@ endif()
 if(SCANTK_SANITIZE)
   add_compile_options(-fsanitize=${SCANTK_SANITIZE} -fno-omit-frame-pointer
                       -fno-sanitize-recover=all)
+  # The leak checker guesses where a loaded library's thread-local storage lies, and can guess wrong
+  # and crash: have it laid out at the start.
+  add_compile_options(-ftls-model=initial-exec)
   # The sanitizers' own code makes GCC see uninitialised values in the standard library, and forget
   # which values a number can have.
   add_compile_options("$<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized;-Wno-format-truncation>")
