@@ -73,8 +73,8 @@ TEST(PaperTest, WhatTheSensorSeesIsOnePicture) {
 
 // Catches: picture files read wrong or beyond their end.
 TEST(PaperTest, PicturesLieInTheCornerOfAWhiteSheet) {
+  const std::string path = (std::filesystem::temp_directory_path() / "scantk-paper").string();
   const auto paper = [&](const std::string& bytes) {
-    const std::string path = (std::filesystem::temp_directory_path() / "scantk-paper").string();
     std::ofstream(path, std::ios::binary) << bytes;
     return MakePaper(path);
   };
@@ -86,6 +86,7 @@ TEST(PaperTest, PicturesLieInTheCornerOfAWhiteSheet) {
   for (const char* bad : {"", "hello, no picture", "P6 2 2 255\nabc", "P6 99999 99999 255\nabc",
                           "P6 0 2 255\n", "P6 1 1 65535\nabcdef", "P6 #", "\x89PNG\r\n\x1a\nxxxx"})
     EXPECT_THROW(paper(bad), std::runtime_error) << bad;
+  std::filesystem::remove(path);
 }
 
 // Catches: a table that outlives a reset, packets that nobody asked for.
