@@ -117,7 +117,8 @@ Bytes DecodeByLibrary(const Bytes& stream) {
 
 size_t Find(const Bytes& stream, uint8_t marker) {
   const uint8_t code[] = {0xFF, marker};
-  return static_cast<size_t>(std::ranges::search(stream, code).begin() - stream.begin());
+  return static_cast<size_t>(
+      std::search(stream.begin(), stream.end(), std::begin(code), std::end(code)) - stream.begin());
 }
 
 }  // namespace scantk::testing

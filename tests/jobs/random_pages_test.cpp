@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
 #include <optional>
 #include <random>
@@ -52,7 +53,7 @@ class RandomPages : public ::testing::TestWithParam<const char*> {
     const size_t row = page.granted.dwBytesPerLine;
     const int scanned = std::min<int>(asked.wXResolution, most_x);
     const int pixels = static_cast<int>(asked.dwWidth) * scanned / 300;
-    EXPECT_EQ(static_cast<uint32_t>(pixels * double{1} * asked.wXResolution / scanned + 0.5),
+    EXPECT_EQ(static_cast<uint32_t>(std::lround(pixels * double{1} * asked.wXResolution / scanned)),
               page.granted.dwPixelWidth);
     ASSERT_EQ(0u, page.bytes.size() % row);
     const size_t rows = page.bytes.size() / row, announced = page.granted.dwPixelHeight;
