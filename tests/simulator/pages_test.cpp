@@ -73,7 +73,7 @@ TEST(PaperTest, WhatTheSensorSeesIsOnePicture) {
 
 // Catches: picture files read wrong or beyond their end.
 TEST(PaperTest, PicturesLieInTheCornerOfAWhiteSheet) {
-  const std::string path = (std::filesystem::temp_directory_path() / "scantk-paper").string();
+  const std::string path = TemporaryPath("scantk-paper");
   const auto paper = [&](const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
     return MakePaper(path);

@@ -15,7 +15,7 @@
 namespace scantk::sim::test {
 namespace {
 
-const std::string kPath = std::filesystem::temp_directory_path() / "scantk-sim-file";
+const std::string kPath = TemporaryPath("scantk-sim-file");
 
 int Simulate(const std::string& words) {
   const int status = std::system((SCANTK_SIM_PATH " " + words + " 2>/dev/null").c_str());
@@ -28,7 +28,8 @@ TEST(ProgramTest, RefusesRunsAndClearsUp) {
        {"--bang 1", "--port", "--port 99999", "--model ZM-99", "--fault bang", "--set 10323",
         "--jpeg 4x4", "--raster 40000", "--at-rest full", "--tap h", "--usb a --dot4 b", "run"})
     EXPECT_EQ(2, Simulate(words)) << words;
-  const std::string devices = "--device --address 127.0.67.4 --device --address 127.0.67.5 ";
+  const std::string devices =
+      "--device --address " + Address(4) + " --device --address " + Address(5) + " ";
   EXPECT_EQ(7, Simulate(devices + "run -- sh -c 'exit 7'"));
   EXPECT_EQ(3, Simulate(devices + "run -- sh -c 'trap \"exit 3\" TERM; kill -TERM $PPID; while [ "
                                   "$((i+=1)) -lt 30000000 ]; do :; done'"));

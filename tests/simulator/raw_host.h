@@ -3,9 +3,11 @@
 #define SCANTK_TESTS_SIMULATOR_RAW_HOST_H_
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,6 +16,16 @@
 #include "simulator/sockets.h"
 
 namespace scantk::sim::test {
+
+// An address, and the path of a file, that no other run of these tests has.
+inline std::string Address(int number) {
+  const int process = getpid();
+  return "127." + std::to_string(32 + (process >> 8) % 200) + "." + std::to_string(process & 0xFF) +
+         "." + std::to_string(number);
+}
+inline std::string TemporaryPath(const std::string& name) {
+  return std::filesystem::temp_directory_path() / (name + std::to_string(getpid()));
+}
 
 // Waits until it is so, for ten seconds at most.
 template <class Condition>
@@ -129,7 +141,7 @@ struct DeviceTest : testing::Test {
   void Start(DeviceConfig config = {}) {
     host.reset();
     device.reset();
-    config.address = "127.0.67.1";
+    config.address = Address(1);
     device = std::make_unique<SimulatedDevice>(config);
     host = std::make_unique<RawHost>(config.address);
   }

@@ -42,7 +42,7 @@ TEST(RecordingTest, BytesSurviveTheFileAndWhatIsNoneIsRefused) {
 // Catches: a replay that speaks before its turn, or is lost when a host departs from the recording.
 TEST(RecordingTest, RecordingsArePlayedAlsoToHostsThatDepart) {
   ReplayConfig config;
-  config.address = "127.0.71.1";
+  config.address = Address(1);
   config.pauses = 0;
   ReplayDevice device(ReadRecording(SCANTK_RECORDINGS "/three_questions.txt"), config);
   RawHost host(config.address);
@@ -66,7 +66,7 @@ TEST(RecordingTest, RecordingsArePlayedAlsoToHostsThatDepart) {
 
 // Catches: a tap that changes, loses or reorders what passes, or does not say how it ended.
 TEST(RecordingTest, WhatIsTappedIsPlayedAgain) {
-  const std::string path = (std::filesystem::temp_directory_path() / "scantk-tapped").string();
+  const std::string path = TemporaryPath("scantk-tapped");
   const auto scan = [](const std::string& address) {
     RawHost host(address);
     host.Send("~E~*a75R~*a75S~*f600P~*f200Q~*a4T~*a8G~*m2S~*f0S");
@@ -76,12 +76,12 @@ TEST(RecordingTest, WhatIsTappedIsPlayedAgain) {
   for (const char* fault : {"short-page=1", "drop@block:2=100", "reset@block:1=30"}) {
     SCOPED_TRACE(fault);
     DeviceConfig config;
-    config.address = "127.0.71.2";
+    config.address = Address(2);
     config.delivery.block_bytes = 2000;
     config.faults = {ParseFault(fault)};
     auto real = std::make_unique<SimulatedDevice>(config);
-    auto tap = std::make_unique<Tap>(TapConfig{"127.0.71.3", 9290, config.address, 9290, path});
-    const std::string seen = scan("127.0.71.3");
+    auto tap = std::make_unique<Tap>(TapConfig{Address(3), 9290, config.address, 9290, path});
+    const std::string seen = scan(Address(3));
     tap.reset();
     real.reset();
     ReplayConfig replay;

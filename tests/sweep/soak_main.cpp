@@ -239,7 +239,9 @@ int RunKills(int64_t kills, uint64_t seed) {
     // A terminal does not tell its far side that a host took over: nobody has it open for a while.
     if (place.medium == Medium::kUsb) {
       host.Close();
-      TheClock().Sleep(100);
+      FarSide& device = *place.device;
+      for (int wait = 0; device->open_connections() > 0 && wait < 1000; ++wait)
+        TheClock().Sleep(10);
       if (!host.Open() || !host.Lock()) host.Fail("no lock again");
     }
     host.ScanPerfectly("the next host");

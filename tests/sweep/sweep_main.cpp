@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "platform/system.h"
 #include "simulator/scanner_core.h"
 #include "tests/sweep/failing_system.h"
 #include "tests/sweep/virtual_network.h"
@@ -93,8 +94,9 @@ class Sweep {
       if (!Chosen("--medium", name)) continue;
       medium_ = name;
       io_type_ = io_type;
-      device_name_ = io_type == T_IO_NETWORK ? sandbox_.AddNetworkDevice("127.0.0.1")
-                                             : sandbox_.AddAttachedDevice(name, io_type);
+      device_name_ = io_type == T_IO_NETWORK
+                         ? sandbox_.AddNetworkDevice("127.0.0.1")
+                         : sandbox_.AddAttachedDevice(name + std::to_string(ProcessId()), io_type);
       SweepMedium();
     }
     std::printf("%lld jobs with a fault, %d went wrong\n", static_cast<long long>(jobs_), wrong_);
