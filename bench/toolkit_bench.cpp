@@ -281,9 +281,7 @@ void CountRoundTrips(Sandbox& sandbox) {
   uint32_t got = 0;
   const auto& scanner = toolkit.scanner;
   std::fprintf(stderr, "%-24s %10s %10s %10s\n", "Method", "round trips", "commands", "ms");
-  const auto count = [&](const char* method, const std::function<Outcome()>& call) {
-    CountCall(device, method, call);
-  };
+  const auto count = std::bind_front(CountCall, std::ref(device));
   count("OpenScannerSession", [&] {
     return Call(scanner, &IScanner::OpenScannerSession, Wide(name).c_str(), T_IO_NETWORK, &session);
   });

@@ -48,7 +48,7 @@ std::string ResolveHost(const std::string& name, std::string* reason) {
     return "";
   }
   const auto* address = reinterpret_cast<const sockaddr_in*>(found->ai_addr);
-  const std::string text = inet_ntoa(address->sin_addr);
+  std::string text = inet_ntoa(address->sin_addr);
   freeaddrinfo(found);
   return text;
 }

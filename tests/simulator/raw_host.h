@@ -119,7 +119,7 @@ class RawHost {
   // Takes the records of one block's body apart; false when they do not fit it.
   static bool TakeRecords(const std::string& body, WirePage* page) {
     for (size_t at = 0, size = 0; at < body.size(); at += size) {
-      const int type = body[at];
+      const char type = body[at];
       size = type == 0 ? 36 : type == 2 ? 12 : 0;
       if (type == 1 && at + 4 <= body.size()) size = 4 + Little(body, at + 2, 2);
       if (size == 0 || at + size > body.size()) return false;

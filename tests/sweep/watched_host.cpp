@@ -57,7 +57,7 @@ Toolkit MakeToolkit() {
   if (DllGetClassObject(CLSID_scanner, IID_IClassFactory, factory.OutVoid()) != S_OK ||
       factory->CreateInstance(nullptr, IID_IScanner, scanner.OutVoid()) != S_OK)
     throw std::bad_alloc();
-  return Toolkit(std::move(scanner));
+  return Toolkit(scanner);
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ std::string Declarations(const std::string& name) {
 }
 
 std::string Take(BSTR text) {
-  const std::string narrow = text ? Narrow(text) : std::string();
+  std::string narrow = text ? Narrow(text) : std::string();
   SysFreeString(text);
   return narrow;
 }

@@ -43,7 +43,7 @@ class PipeFarSide : public FarSide {
     static std::atomic<int> count = 0;
     path_ = "\\\\.\\pipe\\scantk-cable-" + std::to_string(GetCurrentProcessId()) + "-" +
             std::to_string(++count);
-    Plug();
+    PipeFarSide::Plug();
   }
   ~PipeFarSide() override { PipeFarSide::Unplug(); }
 
