@@ -11,7 +11,9 @@
 
 namespace scanhost {
 
-// What the glass, or the feeder, can do. A maximum of 0 was not told and limits nothing.
+// What the glass, or the feeder, can do. A maximum of 0 was not told and limits nothing. Neither
+// does a least length that is the greatest, too: some devices answer with the length of their glass
+// whatever is asked.
 struct Abilities {
   std::string place = "glass";
   uint32_t modes = 0;
@@ -40,7 +42,7 @@ Abilities AbilitiesOf(const Record& record, const char* place) {
           record.wMaximumYResolution,
           record.dwMinimumWidth,
           record.dwMaximumWidth,
-          record.dwMinimumHeight,
+          record.dwMinimumHeight < record.dwMaximumHeight ? record.dwMinimumHeight : 0,
           record.dwMaximumHeight,
           list(record.byColorBitsPerChannel),
           list(record.byGreyBitsPerChannel)};
