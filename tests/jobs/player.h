@@ -31,7 +31,8 @@
 //                side, rows=N how many of its rows, close=N that a sample may differ by N on
 //                average
 //     beginning  fewer, but the first ones of the paper; also none
-//     announced  as many as GetBufferInfo announced; enlarged: or one row more
+//     announced  as many as GetBufferInfo announced; enlarged: or one row more, and with close=N
+//                like those of the paper as far as both go
 //     same       those of the page before it;  rows N;  none
 // The device.  fault F, clear-faults, sheets N, set N=VALUE, raise CODE, reserved-elsewhere,
 //   released-elsewhere, unplug, plug, lose-handles, fail-requests KIND NUMBERS... do something;
