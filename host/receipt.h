@@ -29,7 +29,7 @@ struct Receipt {
   uint32_t crc32 = 0;
   double seconds = 0;
   bool cut_short = false;
-  std::string reason;  // why it was cut short, or a shorter sheet
+  std::string reason;  // why it was cut short, or is shorter or longer
   std::string file;    // empty: not known yet
 
   bool Enlarged() const {

@@ -33,6 +33,11 @@ const char* SourceName(Source source) {
                                            : "glass";
 }
 
+// What a hand at the feeder mends.
+bool IsPaper(uint32_t code) {
+  return code == TERR_ADF_JAMMED || code == TERR_ADF_EMPTY;
+}
+
 }  // namespace
 
 ScanJob::ScanJob(const Toolkit& toolkit, Session& session, const ScanRequest& request,
@@ -56,8 +61,8 @@ bool ScanJob::FeederIsLoaded() {
 // time is counted from the page before.
 bool ScanJob::WaitAfter(const ToolkitFailure& failure) {
   const uint32_t code = failure.outcome().code;
-  const bool paper = feeder_job_ && (code == TERR_ADF_JAMMED || code == TERR_ADF_EMPTY);
-  if (!request_.wait_s || !(paper || code == TERR_RESERVE_BUSY)) return false;
+  if (!request_.wait_s || !((feeder_job_ && IsPaper(code)) || code == TERR_RESERVE_BUSY))
+    return false;
   if (!give_up_) {
     give_up_ = Clock::now() + std::chrono::seconds(*request_.wait_s);
     std::fprintf(stderr, "scanhost: %s\nwaiting up to %u s: %s\n", failure.what(), *request_.wait_s,
@@ -181,6 +186,14 @@ void ScanJob::ScanPage() {
     ReadRows(*spool, &receipt);
     receipt.seconds = std::chrono::duration<double>(Clock::now() - start).count();
     Stop(true);
+  } catch (const ToolkitFailure& failure) {
+    progress_.Close();
+    const Outcome stopped = Stop(false);
+    // A page that the feeder broke off reads like one that was cancelled; StopScan tells them
+    // apart.
+    if (failure.outcome().code == TERR_CANCEL_PRESSED && IsPaper(stopped.code))
+      throw ToolkitFailure(stopped);
+    throw;
   } catch (...) {
     progress_.Close();
     Stop(false);
@@ -227,36 +240,41 @@ void ScanJob::ReadRows(Spool& spool, Receipt* receipt) {
 }
 
 // StopScan, after a page (its failure is the page's) or after a failure that is reported already.
-void ScanJob::Stop(bool page_ended) {
+Outcome ScanJob::Stop(bool page_ended) {
   sheet_in_path_ = false;
   const Outcome outcome = session_.StopScan();
   sheet_in_path_ = feeder_job_ && page_ended && outcome.Clean();
   // At the last page of a feeder job the code says that the feeder is empty now.
   const bool last_page = feeder_job_ && SUCCEEDED(outcome.result) && outcome.code == TERR_ADF_EMPTY;
-  if (outcome.Clean() || last_page) return;
+  if (outcome.Clean() || last_page) return outcome;
   if (page_ended) throw ToolkitFailure(outcome);
-  if (outcome.code != TERR_CANCEL_PRESSED)
+  if (outcome.code != TERR_CANCEL_PRESSED && !IsPaper(outcome.code))
     std::fprintf(stderr, "stopping the device: %s\n", Describe(outcome).c_str());
+  return outcome;
 }
 
 // Fewer rows are a shorter sheet in the feeder, whose length nobody knows before, and a page that
-// was cut short on the glass.
+// was cut short on the glass. A page that differs for another reason than its sheet is told, or
+// refused.
 void ScanJob::Judge(Receipt* receipt) {
-  if (!receipt->reason.empty()) receipt->cut_short = true;
-  if (receipt->rows_delivered >= receipt->rows_announced) return;
-  if (feeder_job_ && !receipt->cut_short) {
-    receipt->reason = "the sheet is shorter than the area";
-    return;
-  }
-  receipt->cut_short = true;
-  if (receipt->reason.empty()) receipt->reason = "cut short: the device ended the page early";
+  const bool fewer = receipt->rows_delivered < receipt->rows_announced;
+  // Enlarging may make one row more.
+  const bool more = receipt->rows_delivered > receipt->rows_announced + plan_.Enlarged();
+  receipt->cut_short = !receipt->reason.empty() || (fewer && !feeder_job_);
+  if (receipt->reason.empty())
+    receipt->reason = more                 ? "the device sent more rows than it announced"
+                      : receipt->cut_short ? "cut short: the device ended the page early"
+                      : fewer              ? "the sheet is shorter than the area"
+                                           : "";
+  if (!receipt->cut_short && !more) return;
+  const std::string line = "page " + std::to_string(receipt->page) + " has " +
+                           std::to_string(receipt->rows_delivered) + " of " +
+                           std::to_string(receipt->rows_announced) + " rows: " + receipt->reason;
+  if (request_.strict) throw NotAsAsked(line);
+  std::fprintf(stderr, "warning: %s\n", line.c_str());
 }
 
 void ScanJob::Keep(Receipt* receipt, Spool& spool) {
-  if (receipt->cut_short && request_.strict)
-    throw NotAsAsked("page " + std::to_string(receipt->page) + ": " + receipt->reason + " (" +
-                     std::to_string(receipt->rows_delivered) + " of " +
-                     std::to_string(receipt->rows_announced) + " rows)");
   PageFormat page;
   page.kind = request_.kind;
   page.depth = receipt->depth;
@@ -274,8 +292,6 @@ void ScanJob::Keep(Receipt* receipt, Spool& spool) {
   if (receipt->cut_short) {
     result_.status = kExitCutShort;
     result_.reason = receipt->reason;
-    std::fprintf(stderr, "warning: page %u has %u of %u rows: %s\n", receipt->page,
-                 receipt->rows_delivered, receipt->rows_announced, receipt->reason.c_str());
   }
   tell_(*receipt);
 }

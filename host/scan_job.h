@@ -48,7 +48,7 @@ class ScanJob {
   BUFFER_INFO Announce();
   void CheckGranted(const BUFFER_INFO& announced, Receipt* receipt);
   void ReadRows(Spool& spool, Receipt* receipt);
-  void Stop(bool page_ended);
+  Outcome Stop(bool page_ended);
   void Judge(Receipt* receipt);
   void Keep(Receipt* receipt, Spool& spool);
   void LeaveFeeder();
