@@ -6,7 +6,7 @@
 //   value KEY                     the default value of a key of the machine, or "none"
 //   trace NAME N                  N lines of the trace, of different lengths: "written"
 //   holder -                      the life of the trace settings, as facts
-//   session NAME WHAT             a session on a network device, locked: "locked" or the error.
+//   session NAME ADDRESS WHAT     a session on a network device, locked: "locked" or the error.
 //                                 WHAT: hold; a number: lets go after so many milliseconds,
 //                                 "released"
 //   work NAME TYPE                job after job, with a line before each call
@@ -83,8 +83,9 @@ int Trace(const char* name, int lines) {
   return Say("written");
 }
 
-int Session(const std::string& name, const std::string& what) {
-  InitializeComponents();
+int Session(const std::string& name, const char* address, const std::string& what) {
+  test::Sandbox sandbox;
+  sandbox.SetDeviceText(sandbox.AddNetworkDevice(address), "NetworkDeviceID", name);
   test::Host host(name, T_IO_NETWORK);
   if (!host.Open() || !host.Lock(T_LOCK_PROCESS, 0)) return Say(ToolkitErrorText(host.last.code));
   Say("locked");
@@ -120,6 +121,6 @@ int main(int count, char** words) {
     return Work(words[2], static_cast<uint32_t>(std::atoi(words[3])));
   if (verb == "write" && count > 4)
     return Write(words[2], words[3], static_cast<uint32_t>(std::atoi(words[4])));
-  if (verb == "session" && count > 3) return Session(words[2], words[3]);
+  if (verb == "session" && count > 4) return Session(words[2], words[3], words[4]);
   return 2;
 }

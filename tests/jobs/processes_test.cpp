@@ -40,7 +40,8 @@ class ProcessesTest : public ::testing::Test {
   // Another process at the device; it has said `said` (see the helper).
   std::unique_ptr<scanhost::ChildProcess> Other(const std::string& what, const std::string& said) {
     std::string error, line;
-    auto other = scanhost::ChildProcess::Start(SCANTK_HELPER, {"session", name, what}, &error);
+    auto other = scanhost::ChildProcess::Start(
+        SCANTK_HELPER, {"session", name, device->config().address, what}, &error);
     EXPECT_TRUE(other && other->ReadLine(30000, &line)) << error;
     EXPECT_EQ(said, line);
     return other;
