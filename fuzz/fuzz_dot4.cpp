@@ -4,13 +4,16 @@
 // for its details): a request begins, is taken further, is cancelled; the stack answers it as it
 // should, or sends any bytes, or closes. Otherwise the transport: number of the host's operations
 // and the operations (a byte each), then the answers: each a byte for its kind, with bytes for its
-// details. Behind the last answer the stack hangs up.
-#include <filesystem>
+// details. Behind the last answer every request fails.
+#include <sys/socket.h>
+
+#include <cstring>
 
 #include "fuzz/fuzz_input.h"
 #include "io/dot4_stack_transport.h"
+#include "platform/posix/file.h"
 #include "platform/stand_ins/request_link.h"
-#include "tests/doubles/dot4_stack.h"
+#include "platform/system.h"
 #include "tests/doubles/test_clock.h"
 
 using namespace scantk;
@@ -18,40 +21,78 @@ using namespace scantk::fuzz;
 
 namespace {
 
-std::string SoundReply(const StackRequest& request, uint8_t kind, FuzzInput& input) {
-  if (request.code == stack_code::kRead)
-    return std::string(std::min<size_t>(request.reply_limit, input.PieceSize() - 1),
-                       static_cast<char>(kind));
-  if (request.reply_limit == 0) return {};
-  // Socket identity and channel lie in the last bytes of their records.
-  std::string reply = request.Data();
-  for (size_t i = reply.size() - std::min<size_t>(reply.size(), 4); i < reply.size(); ++i)
-    reply[i] = static_cast<char>(kind + i);
-  if (kind & 8) reply.resize(std::min<size_t>(reply.size(), kind & 7));
-  return reply;
+FuzzInput* answers = nullptr;
+
+bool Fail(uint32_t failure) {
+  SetLastError(failure);
+  return false;
 }
 
-// The stack hangs up behind whatever would leave the host waiting.
-StackReply Answer(const StackRequest& request, FuzzInput& input) {
-  if (input.Empty()) return {"", false};
-  const uint8_t kind = input.Byte();
-  if (kind < 0xA0) {
-    const std::string reply = SoundReply(request, kind, input);
-    const size_t taken = request.Data().size() / (kind & 1 ? 1 : 2);
-    return StackAnswer(0, static_cast<uint32_t>(request.reply_limit > 0 ? reply.size() : taken),
-                       reply);
-  }
-  if (kind < 0xC0) {  // an error, of those that the transport tells apart
-    constexpr uint32_t kErrors[] = {6, 31, 1609, 121, 997, 0x80004005, 258, 5};
-    return StackAnswer(kErrors[kind % std::size(kErrors)], 0);
-  }
-  if (kind >= 0xE0) return {input.Text(kind % 16), false};
-  // Any numbers, with as many bytes as they announce or fewer.
-  const uint32_t failure = input.Byte(), moved = static_cast<uint32_t>(input.Number(4));
-  const std::string reply(input.PieceSize() - 1, static_cast<char>(kind));
-  const auto size = static_cast<uint32_t>(kind & 1 ? reply.size() : input.Number(4));
-  return {StackNumber(failure) + StackNumber(moved) + StackNumber(size) + reply, false};
+}  // namespace
+
+// A device file in the place of the system's; what the stack answers is in the input.
+struct DeviceFile::State {};
+struct Overlapped::State {};
+
+Overlapped::Overlapped() = default;
+Overlapped::~Overlapped() = default;
+DeviceFile::DeviceFile() = default;
+DeviceFile::~DeviceFile() = default;
+
+bool DeviceFile::Open(const char*) {
+  state_ = std::make_unique<State>();
+  return true;
 }
+void DeviceFile::Close() {
+  state_.reset();
+}
+bool DeviceFile::IsNull() const {
+  return !state_;
+}
+bool DeviceFile::IsInvalid() const {
+  return false;
+}
+bool DeviceFile::IsUsable() const {
+  return !IsNull();
+}
+uintptr_t DeviceFile::Number() const {
+  return IsUsable();
+}
+bool DeviceFile::Read(void*, uint32_t, uint32_t*, Overlapped*) {
+  return false;
+}
+bool DeviceFile::Write(const void*, uint32_t, uint32_t*, Overlapped*) {
+  return false;
+}
+bool DeviceFile::Flush() {
+  return true;
+}
+WaitResult DeviceFile::Wait(Overlapped*, uint32_t) {
+  return WaitResult::kTimeout;
+}
+bool DeviceFile::Result(Overlapped*, uint32_t*, bool) {
+  return false;
+}
+void DeviceFile::Cancel(Overlapped*) {}
+void DeviceFile::ResetEvent(Overlapped*) {}
+
+bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overlapped*) {
+  *returned = 0;
+  if (answers->Empty()) return Fail(error::kGenFailure);
+  const uint8_t kind = answers->Byte();
+  constexpr uint32_t kErrors[] = {6, 31, 1609, 121, 997, 0x80004005, 258, 5};
+  if (kind >= 0xA0) return Fail(kErrors[kind % std::size(kErrors)]);
+  *returned = request.data_size / (kind & 1 ? 1 : 2);
+  if (request.direction == DeviceRequest::Data::kFilled)
+    *returned = std::min<uint32_t>(request.data_size, answers->PieceSize() - 1);
+  if (request.direction == DeviceRequest::Data::kNone ||
+      request.direction == DeviceRequest::Data::kSent)
+    return true;
+  std::memset(request.data, kind, *returned);
+  return true;
+}
+
+namespace {
 
 // A read or a write of `size` bytes.
 void Move(Transport& transport, bool reads, uint32_t size) {
@@ -63,9 +104,9 @@ void Move(Transport& transport, bool reads, uint32_t size) {
   Require(moved == 0 || result == 0 || (reads && result < 0), "what fails has moved nothing");
 }
 
-void Operate(Transport& transport, uint8_t operation, const std::string& path) {
+void Operate(Transport& transport, uint8_t operation) {
   const uint8_t kind = operation % 8;
-  if (kind == 0) transport.OpenIO(path.c_str());
+  if (kind == 0) transport.OpenIO("dot4");
   if (kind == 1) transport.ConnectToIO();
   if (kind == 2) Move(transport, true, 1);
   if (kind == 3) Move(transport, true, 512u << operation / 32);
@@ -77,16 +118,10 @@ void Operate(Transport& transport, uint8_t operation, const std::string& path) {
 
 void UseTransport(FuzzInput& input) {
   const TestClock clock;  // pauses between attempts take no time
-  static const std::string path =
-      (std::filesystem::temp_directory_path() / ("fuzz_dot4_" + std::to_string(getpid()))).string();
   const std::string operations = std::string(1, '\0') + input.Text(input.Byte() % 24);
-  {
-    StackServer stack(path, [&](const StackRequest& request) { return Answer(request, input); });
-    Dot4StackTransport transport;
-    for (const char operation : operations)
-      Operate(transport, static_cast<uint8_t>(operation), path);
-  }
-  std::filesystem::remove(path);
+  answers = &input;
+  Dot4StackTransport transport;
+  for (const char operation : operations) Operate(transport, static_cast<uint8_t>(operation));
 }
 
 using Data = DeviceRequest::Data;
@@ -135,10 +170,10 @@ struct Conversation {
     const uint32_t failure = input.Byte() % 4 ? 0 : 31;
     const size_t size = std::min(input.PieceSize(), data.size());
     const bool fills = direction == Data::kFilled || direction == Data::kSentAndFilled;
-    const std::string bytes =
-        StackAnswer(failure, direction == Data::kNone ? 0 : static_cast<uint32_t>(size),
-                    std::string(fills ? size : 0, 'r'))
-            .bytes;
+    const uint32_t numbers[] = {failure, direction == Data::kNone ? 0 : static_cast<uint32_t>(size),
+                                fills ? static_cast<uint32_t>(size) : 0};
+    const std::string bytes = std::string(reinterpret_cast<const char*>(numbers), sizeof numbers) +
+                              std::string(numbers[2], 'r');
     const size_t cut = std::min<size_t>(input.Byte(), bytes.size());
     Send(bytes.substr(0, cut));
     Send(bytes.substr(cut));
@@ -154,7 +189,7 @@ struct Conversation {
     }
   }
 
-  OwnedFile near, far;
+  File near, far;
   RequestLink link;
   const uint8_t head[16] = {};
   Data direction = Data::kNone;
