@@ -144,6 +144,7 @@ TEST_F(Dot4Transport, AStackThatDoesNotAnswer) {
     EXPECT_GT(0, transport.ConnectToIO());
     EXPECT_EQ(2, Failed()) << "not asked again by one operation";
     Fail(code, 0, 0);
+    cuts = 0;
     EXPECT_EQ(S_OK, transport.ConnectToIO());
     cuts = 1;
     EXPECT_EQ("!16389", Read(transport, 4));

@@ -167,21 +167,6 @@ class NetScripted : public TraceFixture {
   ScriptedNetwork network_;
 };
 
-// Catches a greeting told as another one, and a busy device asked too often or too rarely.
-TEST_F(NetScripted, Greetings) {
-  const std::pair<std::vector<const char*>, IoResult> cases[] = {
-      {{"01", "01", "01", "01", "00"}, S_OK},
-      {{"01", "01", "01", "01", "01"}, E_ACCESSDENIED},
-      {{"02"}, E_FAIL},
-      {{"0"}, E_UNEXPECTED},
-      {{""}, E_UNEXPECTED}};
-  for (const auto& [greetings, result] : cases) {
-    std::deque<SocketScript> scripts(greetings.size());
-    for (size_t i = 0; i < greetings.size(); ++i) scripts[i].receives = {{greetings[i]}};
-    EXPECT_EQ(1u, Connect(scripts, result)) << greetings.back();
-  }
-}
-
 // Catches steps of a session that are left out or out of order: options before they are needed,
 // what was written given time to arrive, the library released.
 TEST_F(NetScripted, AskedOfTheSystemInASession) {
