@@ -7,12 +7,13 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 
 #include <string>
 
+#include "platform/posix/file.h"
 #include "platform/stand_ins/request_link.h"
 #include "platform/system.h"
-#include "tests/doubles/dot4_stack.h"
 
 namespace scantk {
 namespace {
@@ -34,7 +35,7 @@ class PseudoTerminal {
   std::string path;
 
  private:
-  OwnedFile master_;
+  File master_;
 };
 
 // What a read brings, with the result where that is not 0.
@@ -68,7 +69,7 @@ TEST(UsbTransport, SilentAndUnpluggedDevices) {
   uint32_t count = 0;
   char text[64];
   device.Send("last words");
-  const OwnedFile there(open(device.path.c_str(), O_RDONLY | O_NOCTTY));
+  const File there(open(device.path.c_str(), O_RDONLY | O_NOCTTY));
   pollfd readable = {there.Get(), POLLIN, 0};
   ASSERT_TRUE(file.Open(device.path.c_str()));
   ASSERT_EQ(1, poll(&readable, 1, 10000));
@@ -94,12 +95,15 @@ struct LinkTest {
     send(far.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
     return link->Advance();
   }
-  OwnedFile near, far;
+  File near, far;
   std::optional<RequestLink> link;
 };
 
 std::string Answer(uint32_t error, uint32_t moved, uint32_t size, const char* reply = "") {
-  return StackNumber(error) + StackNumber(moved) + StackNumber(size) + reply;
+  std::string text;
+  for (const uint32_t number : {error, moved, size})
+    for (int shift = 0; shift < 32; shift += 8) text.push_back(static_cast<char>(number >> shift));
+  return text + reply;
 }
 
 // Catches a reply that reaches behind its buffer, an answer that breaks the form and is believed,
