@@ -10,9 +10,7 @@
 #include <cstring>
 #include <thread>
 
-#include "platform/component.h"
-#include "platform/discovery_interfaces.h"
-#include "platform/system.h"
+#include "tests/doubles/fake_discovery.h"
 #include "tests/jobs/far_side.h"
 
 namespace scantk::test {
@@ -133,53 +131,29 @@ class PipeFarSide : public FarSide {
   std::thread thread_;
 };
 
-// The component runtime finds the discovery component here while this lives: one object is its
-// factory, its broker, its store and the one device in it.
-class Discovery final : public IClassFactory,
-                        public IDiscoveryBroker,
-                        public INetDeviceStore,
-                        public INetDevice {
+// The component runtime finds the tests' discovery component here while this lives.
+class DiscoveryClass final : public IClassFactory {
  public:
-  Discovery(std::string identity, std::string address)
-      : identity_(std::move(identity)), address_(std::move(address)) {
-    CoRegisterClassObject(CLSID_DiscoveryBroker, static_cast<IClassFactory*>(this),
-                          CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &cookie_);
+  DiscoveryClass(const std::string& identity, const std::string& address) {
+    discovery.addresses = {{identity, address}};
+    CoRegisterClassObject(CLSID_DiscoveryBroker, this, CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE,
+                          &cookie_);
   }
-  virtual ~Discovery() { CoRevokeClassObject(cookie_); }
+  virtual ~DiscoveryClass() { CoRevokeClassObject(cookie_); }
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    *object = nullptr;
-    if (iid == IID_IUnknown || iid == IID_IClassFactory)
-      *object = static_cast<IClassFactory*>(this);
-    if (iid == IID_IDiscoveryBroker) *object = static_cast<IDiscoveryBroker*>(this);
-    if (iid == IID_INetDeviceStore) *object = static_cast<INetDeviceStore*>(this);
-    if (iid == IID_INetDevice) *object = static_cast<INetDevice*>(this);
+    *object = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
     return *object ? S_OK : E_NOINTERFACE;
   }
   // It lives as long as its owner says.
   ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
   ULONG STDMETHODCALLTYPE Release() override { return 1; }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown*, REFIID iid, void** object) override {
-    return QueryInterface(iid, object);
+    return FakeDiscovery::Create(iid, object);
   }
   HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
-  HRESULT STDMETHODCALLTYPE GetStore(IUnknown** store) override {
-    *store = static_cast<INetDeviceStore*>(this);
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE FindDevice(WideChar*, WideChar*, WideChar*, WideChar*, WideChar* guid,
-                                       WideChar*, WideChar*, IUnknown** device) override {
-    if (Narrow(guid) != identity_) return E_FAIL;
-    *device = static_cast<INetDevice*>(this);
-    return S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE get_Address(WideChar** address) override {
-    *address = AllocSystemString(address_.c_str());
-    return S_OK;
-  }
 
  private:
-  const std::string identity_, address_;
   DWORD cookie_ = 0;
 };
 
@@ -187,7 +161,7 @@ class Discovery final : public IClassFactory,
 
 std::shared_ptr<void> TellDiscovery(const std::string& identity, const std::string& address,
                                     const std::string&) {
-  return std::make_shared<Discovery>(identity, address);
+  return std::make_shared<DiscoveryClass>(identity, address);
 }
 
 std::vector<Medium> Media() {
