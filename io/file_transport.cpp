@@ -29,6 +29,7 @@ IoResult FileTransport::TakeName(const char* name) {
 
 IoResult FileTransport::WaitForIO(Overlapped* record, uint32_t timeout, uint32_t* count) {
   const uint32_t failure = LastError();
+  if (failure == error::kTimeout) return kIoTimeout;
   if (failure != error::kIoPending) return error::ToResult(failure);
   if (file_.Wait(record, timeout) == WaitResult::kTimeout) {
     file_.Cancel(record);

@@ -74,6 +74,7 @@ IoResult UsbTransport::ReadData(void* buffer, uint32_t* length, Overlapped* over
   }
   std::optional<Overlapped> own;
   if (!overlapped) overlapped = &own.emplace();
+  overlapped->limit = timeouts_.read;
   uint32_t got = 0;
   IoResult hr = S_OK;
   if (!file_.Read(buffer, *length, &got, overlapped))
@@ -130,6 +131,7 @@ IoResult UsbTransport::WriteData(const void* buffer, uint32_t length, uint32_t* 
     overlapped = &own.emplace();
     trace_->Print(TRACE_CACHE, "WriteData Rec : overlapp created: dwNumberOfBytes %d", length);
   }
+  overlapped->limit = kWriteWaitMs;
   IoResult hr = S_OK;
   if (!file_.Write(buffer, length, written, overlapped))
     hr = WaitForIO(overlapped, kWriteWaitMs, written);

@@ -35,6 +35,8 @@ struct Overlapped {
 
   struct State;
   std::unique_ptr<State> state;
+  // As that of a request, for a read or a write.
+  uint32_t limit = 0;
 };
 
 // A device-control request. The data buffer is sent, filled, or both. Of a request that failed the

@@ -79,6 +79,19 @@ class Watch {
   bool expired_ = false;
 };
 
+// A call of the system that fails with kTimeout when it takes longer than `limit`.
+template <class Call>
+bool Within(uint32_t limit, uint32_t* count, Call call) {
+  DWORD moved = 0;
+  Watch watch(limit);
+  const bool done = call(&moved) != FALSE;
+  uint32_t failure = GetLastError();
+  if (watch.Stop() && !done && failure == error::kOperationAborted) failure = error::kTimeout;
+  *count = moved;
+  if (!done) ::SetLastError(failure);
+  return done;
+}
+
 }  // namespace
 
 DeviceFile::DeviceFile() = default;
@@ -116,32 +129,23 @@ uintptr_t DeviceFile::Number() const {
 }
 
 bool DeviceFile::Read(void* data, uint32_t size, uint32_t* count, Overlapped* record) {
-  DWORD moved = 0;
-  const bool done =
-      ReadFile(state_ ? state_->file : nullptr, data, size, &moved, Record(record)) != FALSE;
-  *count = moved;
-  return done;
+  return Within(record->limit, count, [&](DWORD* moved) {
+    return ReadFile(state_ ? state_->file : nullptr, data, size, moved, Record(record));
+  });
 }
 
 bool DeviceFile::Write(const void* data, uint32_t size, uint32_t* count, Overlapped* record) {
-  DWORD moved = 0;
-  const bool done =
-      WriteFile(state_ ? state_->file : nullptr, data, size, &moved, Record(record)) != FALSE;
-  *count = moved;
-  return done;
+  return Within(record->limit, count, [&](DWORD* moved) {
+    return WriteFile(state_ ? state_->file : nullptr, data, size, moved, Record(record));
+  });
 }
 
 bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overlapped* record) {
-  DWORD moved = 0;
-  Watch watch(request.limit);
-  const bool done = DeviceIoControl(state_ ? state_->file : nullptr, request.code,
-                                    const_cast<void*>(request.in), request.in_size, request.data,
-                                    request.data_size, &moved, Record(record)) != FALSE;
-  uint32_t failure = GetLastError();
-  if (watch.Stop() && !done && failure == error::kOperationAborted) failure = error::kTimeout;
-  *returned = moved;
-  if (!done) ::SetLastError(failure);
-  return done;
+  return Within(request.limit, returned, [&](DWORD* moved) {
+    return DeviceIoControl(state_ ? state_->file : nullptr, request.code,
+                           const_cast<void*>(request.in), request.in_size, request.data,
+                           request.data_size, moved, Record(record));
+  });
 }
 
 bool DeviceFile::Flush() {

@@ -19,6 +19,7 @@ namespace {
 constexpr uint16_t kScanPort = 9290;
 constexpr DWORD kPipeBytes = 1 << 20;  // more than a block
 constexpr size_t kHeaderBytes = 8;
+constexpr DWORD kSilenceMs = 200;  // ends a transfer that is neither an answer nor a whole block
 constexpr char kEscape = '\x1B';
 
 struct SocketTraits {
@@ -89,6 +90,8 @@ class PipeFarSide : public FarSide {
     char greeting[2];
     if (connect(socket_.Get(), reinterpret_cast<sockaddr*>(&to), sizeof to) == 0)
       recv(socket_.Get(), greeting, sizeof greeting, MSG_WAITALL);
+    setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&kSilenceMs),
+               sizeof kSilenceMs);
     std::thread to_host([this] { ToHost(); });
     char bytes[4096];
     int64_t got = 0;
@@ -103,9 +106,10 @@ class PipeFarSide : public FarSide {
   void ToHost() {
     std::vector<char> received;
     char bytes[65536];
-    for (int got; (got = recv(socket_.Get(), bytes, sizeof bytes, 0)) > 0;) {
-      received.insert(received.end(), bytes, bytes + got);
-      while (const size_t size = Transfer(received)) {
+    for (int got; (got = recv(socket_.Get(), bytes, sizeof bytes, 0)) > 0 ||
+                  (got < 0 && WSAGetLastError() == WSAETIMEDOUT);) {
+      received.insert(received.end(), bytes, bytes + std::max(got, 0));
+      while (const size_t size = got < 0 ? received.size() : Transfer(received)) {
         Finish([&](OVERLAPPED* record) {
           return WriteFile(pipe_.Get(), received.data(), static_cast<DWORD>(size), nullptr, record);
         });
