@@ -86,7 +86,7 @@ TEST(ImagePipeline, EveryChunkingOfEveryChainGivesTheSame) {
     const int pixels = static_cast<int>(engine() % (round % 3 ? 30 : 700) + 1);
     const int rows = static_cast<int>(engine() % 12 + 1);
     const ImageTraits traits = Traits(pixels, 24, rows);
-    const Bytes input = RandomBytes(static_cast<size_t>(3 * pixels * rows), round);
+    const Bytes input = RandomBytes(size_t{3} * pixels * rows, round);
     std::vector<XformDescriptor> chain;
     Bytes expected = input;
     ImageTraits now = traits, told{};

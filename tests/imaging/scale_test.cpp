@@ -9,7 +9,7 @@ namespace scantk::testing {
 namespace {
 
 int64_t Factor(double factor) {
-  return static_cast<int64_t>(factor * (1 << 24) + 0.5);
+  return std::lround(factor * (1 << 24));
 }
 
 Outcome Scale(double x, double y, bool fast, const ImageTraits& traits, const Bytes& input,

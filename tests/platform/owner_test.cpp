@@ -19,7 +19,7 @@ TEST(OwnerTest, ClosesEachValueOnce) {
     Number first(1), second(2), &self = second;
     second = std::move(first);  // onto a full one
     EXPECT_EQ(g_closed, 2);
-    EXPECT_FALSE(first);
+    EXPECT_FALSE(first);  // NOLINT(bugprone-use-after-move): what moving leaves behind
     second = std::move(self);
     second.Reset(1);  // what it holds already
     EXPECT_EQ(g_closed, 2);

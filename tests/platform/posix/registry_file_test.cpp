@@ -71,7 +71,7 @@ class RegistryFileTest : public testing::Test {
     return std::to_string(status.st_mode & 0777) + (owned || getuid() != 0 ? " owned" : " lost");
   }
   std::string System(const std::string& text) {
-    const std::string path = place_.File("system.reg");
+    std::string path = place_.File("system.reg");
     std::ofstream(path, std::ios::binary) << text;
     setenv("SCANTK_SYSTEM_REGISTRY", path.c_str(), 1);
     return path;
