@@ -84,7 +84,8 @@ bool DeviceFile::Control(const DeviceRequest& request, uint32_t* returned, Overl
   if (kind >= 0xA0) return Fail(kErrors[kind % std::size(kErrors)]);
   *returned = request.data_size / (kind & 1 ? 1 : 2);
   if (request.direction == DeviceRequest::Data::kFilled)
-    *returned = std::min<uint32_t>(request.data_size, answers->PieceSize() - 1);
+    *returned =
+        static_cast<uint32_t>(std::min<size_t>(request.data_size, answers->PieceSize() - 1));
   if (request.direction == DeviceRequest::Data::kNone ||
       request.direction == DeviceRequest::Data::kSent)
     return true;
